@@ -1,0 +1,16 @@
+# nexar_add_tests(<target> LABEL <label> SOURCES <files...> LIBRARIES <libs...>)
+# One test binary per library; tests live beside the code they test as *_test.cpp.
+function(nexar_add_tests target)
+  if(NOT NEXAR_BUILD_TESTS)
+    return()
+  endif()
+  cmake_parse_arguments(ARG "" "LABEL" "SOURCES;LIBRARIES" ${ARGN})
+  # A library whose tests are not written yet must not stop the rest of the tree from building.
+  if(NOT ARG_SOURCES)
+    message(STATUS "${target}: no *_test.cpp files yet")
+    return()
+  endif()
+  add_executable(${target} ${ARG_SOURCES})
+  target_link_libraries(${target} PRIVATE ${ARG_LIBRARIES} nexar_warnings GTest::gtest GTest::gtest_main)
+  gtest_discover_tests(${target} PROPERTIES LABELS "${ARG_LABEL}" DISCOVERY_TIMEOUT 60)
+endfunction()

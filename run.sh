@@ -1,0 +1,146 @@
+#!/usr/bin/env bash
+# One entry point for a fresh machine, a developer and CI alike, so that all three build and test
+# the same way. See README.md for the commands.
+set -euo pipefail
+
+cd "$(dirname "${BASH_SOURCE[0]}")"
+
+# Everything the build, the generator and the tools need, as Debian packages.
+readonly PACKAGES=(
+  g++ cmake ninja-build ccache
+  libboost1.81-dev libboost-json1.81-dev
+  libgtest-dev libgmock-dev libbenchmark-dev libssl-dev
+  python3 python3-jinja2 clang-format
+)
+
+# The program `./run.sh demo` runs once it exists.
+readonly DEMO=build/dev/tools/nexar-demo
+
+# A leak fails a test like any other fault, and the first report stops the test, so that it is the
+# last thing the test printed. A developer's own settings win.
+export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}"
+export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}"
+export TSAN_OPTIONS="${TSAN_OPTIONS:-halt_on_error=1:second_deadlock_stack=1}"
+
+say() { printf 'run.sh: %s\n' "$*"; }
+
+missing_packages() {
+  local package
+  for package in "${PACKAGES[@]}"; do
+    # A removed package can leave "deinstall ok config-files" behind: only this status counts.
+    if [[ "$(dpkg-query -W -f='${Status}' "$package" 2>/dev/null || true)" != "install ok installed" ]]; then
+      printf '%s\n' "$package"
+    fi
+  done
+}
+
+install_missing() {
+  if ! command -v dpkg-query >/dev/null; then
+    say "not a Debian system: make sure these are installed: ${PACKAGES[*]}"
+    return 0
+  fi
+  local missing
+  mapfile -t missing < <(missing_packages)
+  if ((${#missing[@]} == 0)); then
+    return 0
+  fi
+  local install=(apt-get install -y --no-install-recommends "${missing[@]}")
+  if ((EUID != 0)); then
+    say "missing packages: ${missing[*]}; install them with:" >&2
+    printf '  sudo %s\n' "${install[*]}" >&2
+    exit 1
+  fi
+  say "installing ${missing[*]}"
+  export DEBIAN_FRONTEND=noninteractive
+  # The package lists of a fresh machine may be absent or stale; refresh them only when needed.
+  if ! "${install[@]}"; then
+    apt-get update
+    "${install[@]}"
+  fi
+}
+
+build() {
+  local preset=$1
+  cmake --preset "$preset"
+  cmake --build --preset "$preset"
+}
+
+test_dev() {
+  build dev
+  ctest --preset dev
+}
+
+test_asan() {
+  build asan
+  ctest --preset asan -L runtime
+}
+
+# ThreadSanitizer run of the runtime. Not part of `test` yet: call it from run_tests once the
+# runtime has code that runs on more than one thread.
+test_tsan() {
+  build tsan
+  ctest --preset tsan -L runtime
+}
+
+run_tests() {
+  test_dev
+  test_asan
+}
+
+run_demo() {
+  build dev
+  if [[ -x "$DEMO" ]]; then
+    exec "$DEMO" "$@"
+  fi
+  say "the demo program does not exist yet (it will be $DEMO)."
+}
+
+run_benchmarks() {
+  build dev
+  local bench found=0
+  for bench in build/dev/bench/*_bench; do
+    [[ -f "$bench" && -x "$bench" ]] || continue
+    found=1
+    say "$bench"
+    "$bench" "$@"
+  done
+  if ((found == 0)); then
+    say "no benchmarks are built yet (bench/*_bench.cpp)"
+  fi
+}
+
+usage() {
+  cat <<'EOF'
+usage: ./run.sh COMMAND [ARGS...]
+  test         install what is missing, build, run every test (dev), then the runtime's tests
+               under AddressSanitizer and UndefinedBehaviorSanitizer (asan)
+  demo         install what is missing, build, run the demo
+  bench [ARGS] build and run every benchmark; ARGS go to each (e.g. --benchmark_filter=Json)
+  build        install what is missing and build the dev preset
+EOF
+}
+
+main() {
+  local command=${1:-}
+  shift || true
+  case "$command" in
+    test | demo | bench | build) ;;
+    -h | --help | help)
+      usage
+      return 0
+      ;;
+    *)
+      usage >&2
+      exit 2
+      ;;
+  esac
+  install_missing
+  case "$command" in
+    test) run_tests ;;
+    demo) run_demo "$@" ;;
+    bench) run_benchmarks "$@" ;;
+    build) build dev ;;
+  esac
+}
+
+main "$@"
