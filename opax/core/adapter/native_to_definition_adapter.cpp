@@ -1,0 +1,73 @@
+#include <opax/core/adapter/native_to_definition_adapter.h>
+
+namespace Opax {
+namespace Data {
+
+bool NativeToDefinitionAdapter::Adapt(SrcType const& source, AdaptFunction root, Destination destination,
+                                      std::list<BaseMessage>& messages) {
+  std::size_t const before = messages.size();
+  Container container;
+  container.push_back(Entry{source, root, destination});
+  while (!container.empty()) {
+    Entry const entry = container.pop_back();
+    entry.adapt(entry.source, entry.destination, container, messages);
+  }
+  return messages.size() == before;
+}
+
+NativeToDefinitionAdapter::CompoundHelper<StructDefinition>::CompoundHelper(void const* key, std::string name,
+                                                                            Destination const& destination,
+                                                                            Container& container,
+                                                                            DefinitionType type)
+    : container_(container) {
+  auto& known = container.known()[key];
+  if (known.finished) {
+    *destination = known.finished;
+    return;
+  }
+  if (known.building != nullptr) {
+    auto reference = StructRefDefinition::GetInstance(std::move(name));
+    known.building->references.push_back(reference);
+    *destination = std::move(reference);
+    return;
+  }
+  pending_ = &container.NewPending();
+  pending_->key = key;
+  pending_->type = type;
+  pending_->name = std::move(name);
+  pending_->destination = destination;
+  known.building = pending_;
+  // Below the fields' entries: runs after all of them.
+  container.push_back(Entry{SrcType{pending_}, &N2D::FinishStructure, destination});
+}
+
+namespace N2D {
+
+void FinishStructure(Adapter::SrcType const& source, Adapter::Destination const& destination,
+                     Adapter::Container& container, std::list<BaseMessage>&) {
+  auto& pending = *static_cast<N2D_internal::PendingStructure*>(const_cast<void*>(source.build));
+  std::shared_ptr<DataDefinition const> definition =
+      pending.type == DefinitionType::Error
+          ? std::shared_ptr<DataDefinition const>(ErrorDefinition::GetInstance(std::move(pending.name), std::move(pending.fields)))
+          : StructDefinition::GetInstance(std::move(pending.name), std::move(pending.fields));
+  for (auto const& reference : pending.references) reference->targetDefinition(definition);
+  auto& known = container.known()[pending.key];
+  known.building = nullptr;
+  known.finished = definition;
+  *destination = std::move(definition);
+}
+
+void AdaptOperationInputDefinition(Adapter::SrcType const&, Adapter::Destination const& destination,
+                                   Adapter::Container&, std::list<BaseMessage>&) {
+  *destination = StructDefinition::GetInstance(TypeInfo<Opax::OperationInput>::name(), {});
+}
+
+}  // namespace N2D
+
+NativeToDefinitionAdapter::AdaptFunction NativeToDefinitionAdapter::AdaptMethod<Opax::OperationInput>::Get(
+    Opax::OperationInput const*) {
+  return &N2D::AdaptOperationInputDefinition;
+}
+
+}  // namespace Data
+}  // namespace Opax

@@ -1,0 +1,38 @@
+#include <opax/core/adapter/native_to_value_adapter.h>
+
+namespace Opax {
+namespace Data {
+
+bool NativeToValueAdapter::Adapt(NativeConstPtr source, AdaptFunction root, Destination destination,
+                                 std::list<BaseMessage>& messages, L10n::RequestLocalizer const&) {
+  std::size_t const before = messages.size();
+  Queue queue;
+  queue.push_back(Entry{source, root, destination});
+  while (!queue.empty()) {
+    Entry const entry = queue.pop_front();
+    entry.adapt(entry.source, entry.destination, queue, messages);
+    if (messages.size() != before) return false;
+  }
+  return true;
+}
+
+namespace N2V {
+
+void AdaptDynamicStructure(NativeConstPtr const& source, Adapter::Destination const& destination, Adapter::Queue&,
+                           std::list<BaseMessage>&) {
+  *destination = static_cast<DynamicStructure const*>(source)->value();
+}
+
+void AdaptDynamicError(NativeConstPtr const& source, Adapter::Destination const& destination, Adapter::Queue&,
+                       std::list<BaseMessage>&) {
+  *destination = static_cast<DynamicError const*>(source)->value();
+}
+
+void AdaptOperationInput(NativeConstPtr const&, Adapter::Destination const& destination, Adapter::Queue&,
+                         std::list<BaseMessage>&) {
+  *destination = StructValue::GetInstance(TypeInfo<Opax::OperationInput>::name());
+}
+
+}  // namespace N2V
+}  // namespace Data
+}  // namespace Opax

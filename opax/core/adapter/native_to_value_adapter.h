@@ -1,0 +1,237 @@
+#pragma once
+
+#include <opax/core/adapter/native_traits.h>
+#include <opax/core/adapter/work_containers.h>
+#include <opax/core/base/enum_table.h>
+#include <opax/core/base/native_ptr.h>
+#include <opax/core/base/operation_input.h>
+#include <opax/core/data/compound_value.h>
+#include <opax/core/data/list_value.h>
+#include <opax/core/data/optional_value.h>
+#include <opax/core/data/type_info.h>
+#include <opax/core/l10n/request_localizer.h>
+#include <opax/core/message/message_ids.h>
+
+#include <list>
+#include <memory>
+#include <string_view>
+
+namespace Opax {
+namespace Data {
+
+// Native objects to data values, without recursion.
+//
+// Each native type has one adapt function. A structure's function makes its StructValue, puts
+// it into its destination slot at once, and queues one entry per field whose slot is a field of
+// that value; the loop in Adapt drains the queue. Every other type (primitives, enumerations,
+// optionals, lists, sets, maps) is converted on the spot by the leaf functions below: their
+// nesting is bounded by the C++ type, so only structures, whose nesting the data decides, go
+// through the queue.
+class NativeToValueAdapter {
+ public:
+  using Destination = std::shared_ptr<DataValue const>*;
+  using Entry = BasicAdaptEntry<NativeConstPtr, Destination, std::list<BaseMessage>, Deque>;
+  using Queue = Deque<Entry>;
+  using AdaptFunction = Entry::AdaptFunction;
+
+  // AdaptMethod<T>::Get(T const*) returns T's adapt function; the argument is only a type tag.
+  // Generated code specialises it for each structure.
+  template <class T, class Enable = void>
+  struct AdaptMethod;
+
+  template <class T>
+  class CompoundHelper;
+
+  // Converts the object at `source` with `root` into `*destination`. Stops at the first failure:
+  // false, with the messages appended.
+  static bool Adapt(NativeConstPtr source, AdaptFunction root, Destination destination,
+                    std::list<BaseMessage>& messages, L10n::RequestLocalizer const& requestLocalizer);
+
+  // The typed front door: converts `native` into `out`.
+  template <class T>
+  static bool Adapt(T const& native, std::shared_ptr<DataValue const>& out, std::list<BaseMessage>& messages,
+                    L10n::RequestLocalizer const& requestLocalizer = L10n::RequestLocalizer()) {
+    return Adapt(&native, AdaptMethod<T>::Get(nullptr), &out, messages, requestLocalizer);
+  }
+};
+
+// The helper that a structure's adapt function uses: it makes the value and lists the fields.
+template <>
+class NativeToValueAdapter::CompoundHelper<StructValue> {
+ public:
+  // `fieldCount` is the number of declared fields; retained unknown fields are added to it so
+  // that the field map never grows after slots have been handed out.
+  CompoundHelper(std::string name, Destination const& destination, Queue& queue, std::size_t fieldCount,
+                 std::shared_ptr<StructValue const> const& unknownFields = nullptr)
+      : value_(StructValue::GetInstance(std::move(name))), queue_(queue) {
+    value_->fields().reserve(fieldCount + (unknownFields ? unknownFields->fields().size() : 0));
+    *destination = value_;
+  }
+
+  // Reserves the field's slot and queues its conversion.
+  template <class F>
+  void AddField(std::string_view wireName, F const* field) {
+    std::shared_ptr<DataValue const>& slot = value_->fields().slot(wireName);
+    queue_.push_back(Entry{field, AdaptMethod<F>::Get(nullptr), &slot});
+  }
+
+  // Writes back, after the declared fields, the fields a received value had that the native
+  // type does not declare.
+  void AddUnknownFields(std::shared_ptr<StructValue const> const& unknownFields) {
+    if (!unknownFields) return;
+    for (FieldMap::Field const& field : unknownFields->fields().inOrder()) value_->SetField(field.name(), field.value());
+  }
+
+  StructValue& value() { return *value_; }
+
+ private:
+  std::shared_ptr<StructValue> value_;
+  Queue& queue_;
+};
+
+namespace N2V {
+
+using Adapter = NativeToValueAdapter;
+
+template <class X>
+void AdaptPrimitive(NativeConstPtr const& source, Adapter::Destination const& destination, Adapter::Queue&,
+                    std::list<BaseMessage>&) {
+  *destination = DataValue::Create(*static_cast<X const*>(source));
+}
+
+template <class E>
+void AdaptEnumeration(NativeConstPtr const& source, Adapter::Destination const& destination, Adapter::Queue&,
+                      std::list<BaseMessage>&) {
+  *destination = StringValue::GetInstance(EnumTraits<E>::Text(*static_cast<E const*>(source)));
+}
+
+template <class X>
+void AdaptOptional(NativeConstPtr const& source, Adapter::Destination const& destination, Adapter::Queue& queue,
+                   std::list<BaseMessage>& messages) {
+  auto const& optional = *static_cast<boost::optional<X> const*>(source);
+  if (!optional) {
+    *destination = OptionalValue::Unset();
+    return;
+  }
+  auto value = OptionalValue::GetInstance();
+  *destination = value;
+  Adapter::AdaptMethod<X>::Get(nullptr)(&*optional, value->slot(), queue, messages);
+}
+
+template <class S>
+void AdaptSharedStructure(NativeConstPtr const& source, Adapter::Destination const& destination,
+                          Adapter::Queue& queue, std::list<BaseMessage>& messages) {
+  auto const& pointer = *static_cast<std::shared_ptr<S> const*>(source);
+  if (!pointer) {
+    messages.push_back(BaseMessage::Make(MessageIds::kUnsetNonOptionalField));
+    return;
+  }
+  using Plain = std::remove_const_t<S>;
+  queue.push_back(Adapter::Entry{pointer.get(), Adapter::AdaptMethod<Plain>::Get(nullptr), destination});
+}
+
+template <class S>
+void AdaptOptionalStructure(NativeConstPtr const& source, Adapter::Destination const& destination,
+                            Adapter::Queue& queue, std::list<BaseMessage>& messages) {
+  auto const& optional = *static_cast<Opax::OptionalPtr<S> const*>(source);
+  if (!optional) {
+    *destination = OptionalValue::Unset();
+    return;
+  }
+  auto value = OptionalValue::GetInstance();
+  *destination = value;
+  AdaptSharedStructure<S>(&optional.get(), value->slot(), queue, messages);
+}
+
+template <class Container>
+void AdaptSequence(NativeConstPtr const& source, Adapter::Destination const& destination, Adapter::Queue& queue,
+                   std::list<BaseMessage>& messages) {
+  using X = typename Container::value_type;
+  auto const& items = *static_cast<Container const*>(source);
+  constexpr Kind kElementKind = NativeTraits::ValueKind<X>::value;
+  if constexpr (kElementKind == Kind::String && !NativeTraits::kIsEnum<X>) {
+    auto list = ListValueString::GetInstance();
+    list->Store(items);
+    *destination = std::move(list);
+  } else if constexpr (kElementKind == Kind::String) {
+    auto list = ListValueString::GetInstance();
+    for (X const& item : items) list->Append(EnumTraits<X>::Text(item));
+    *destination = std::move(list);
+  } else if constexpr (kElementKind == Kind::Integer) {
+    auto list = ListValueLong::GetInstance();
+    list->Store(items);
+    *destination = std::move(list);
+  } else {
+    auto list = std::make_shared<ListValue>(kElementKind);
+    list->values().resize(items.size());
+    *destination = list;
+    auto const adapt = Adapter::AdaptMethod<X>::Get(nullptr);
+    std::size_t i = 0;
+    for (X const& item : items) adapt(&item, &list->values()[i++], queue, messages);
+  }
+}
+
+template <class Map>
+void AdaptMap(NativeConstPtr const& source, Adapter::Destination const& destination, Adapter::Queue& queue,
+              std::list<BaseMessage>& messages) {
+  auto const& entries = *static_cast<Map const*>(source);
+  auto map = MapValue::GetInstance();
+  map->fields().reserve(entries.size());
+  *destination = map;
+  auto const adapt = Adapter::AdaptMethod<typename Map::mapped_type>::Get(nullptr);
+  for (auto const& [key, item] : entries) adapt(&item, &map->fields().slot(key), queue, messages);
+}
+
+void AdaptDynamicStructure(NativeConstPtr const& source, Adapter::Destination const& destination, Adapter::Queue&,
+                           std::list<BaseMessage>&);
+void AdaptDynamicError(NativeConstPtr const& source, Adapter::Destination const& destination, Adapter::Queue&,
+                       std::list<BaseMessage>&);
+void AdaptOperationInput(NativeConstPtr const& source, Adapter::Destination const& destination, Adapter::Queue&,
+                         std::list<BaseMessage>&);
+
+}  // namespace N2V
+
+// The adapt functions of every type that is not a generated structure.
+template <class T>
+struct NativeToValueAdapter::AdaptMethod<T, std::enable_if_t<NativeTraits::IsPrimitive<T>::value>> {
+  static AdaptFunction Get(T const* = nullptr) { return &N2V::AdaptPrimitive<T>; }
+};
+template <class E>
+struct NativeToValueAdapter::AdaptMethod<E, std::enable_if_t<NativeTraits::kIsEnum<E>>> {
+  static AdaptFunction Get(E const* = nullptr) { return &N2V::AdaptEnumeration<E>; }
+};
+template <class X>
+struct NativeToValueAdapter::AdaptMethod<boost::optional<X>> {
+  static AdaptFunction Get(boost::optional<X> const* = nullptr) { return &N2V::AdaptOptional<X>; }
+};
+template <class S>
+struct NativeToValueAdapter::AdaptMethod<std::shared_ptr<S>> {
+  static AdaptFunction Get(std::shared_ptr<S> const* = nullptr) { return &N2V::AdaptSharedStructure<S>; }
+};
+template <class S>
+struct NativeToValueAdapter::AdaptMethod<Opax::OptionalPtr<S>> {
+  static AdaptFunction Get(Opax::OptionalPtr<S> const* = nullptr) { return &N2V::AdaptOptionalStructure<S>; }
+};
+template <class T>
+struct NativeToValueAdapter::AdaptMethod<T, std::enable_if_t<NativeTraits::IsSequence<T>::value>> {
+  static AdaptFunction Get(T const* = nullptr) { return &N2V::AdaptSequence<T>; }
+};
+template <class T>
+struct NativeToValueAdapter::AdaptMethod<T, std::enable_if_t<NativeTraits::IsStringMap<T>::value>> {
+  static AdaptFunction Get(T const* = nullptr) { return &N2V::AdaptMap<T>; }
+};
+template <>
+struct NativeToValueAdapter::AdaptMethod<DynamicStructure> {
+  static AdaptFunction Get(DynamicStructure const* = nullptr) { return &N2V::AdaptDynamicStructure; }
+};
+template <>
+struct NativeToValueAdapter::AdaptMethod<DynamicError> {
+  static AdaptFunction Get(DynamicError const* = nullptr) { return &N2V::AdaptDynamicError; }
+};
+template <>
+struct NativeToValueAdapter::AdaptMethod<Opax::OperationInput> {
+  static AdaptFunction Get(Opax::OperationInput const* = nullptr) { return &N2V::AdaptOperationInput; }
+};
+
+}  // namespace Data
+}  // namespace Opax

@@ -1,0 +1,278 @@
+#pragma once
+
+#include <opax/core/adapter/native_traits.h>
+#include <opax/core/adapter/work_containers.h>
+#include <opax/core/base/enum_table.h>
+#include <opax/core/base/native_ptr.h>
+#include <opax/core/base/operation_input.h>
+#include <opax/core/data/compound_value.h>
+#include <opax/core/data/list_value.h>
+#include <opax/core/data/optional_value.h>
+#include <opax/core/data/type_info.h>
+#include <opax/core/message/message_ids.h>
+
+#include <list>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace Opax {
+namespace Data {
+
+// Data values to native objects, without recursion.
+//
+// A structure's adapt function checks that its value is a structure and queues one entry per
+// declared field present in the value; fields that are absent keep their defaults (whether
+// that is acceptable is for validation to say). Leaves convert on the spot. The first failure
+// appends its message and empties the work container, so nothing after it runs: fields written
+// before keep their new values, the rest keep their defaults.
+class ValueToNativeAdapter {
+ public:
+  using Source = std::shared_ptr<DataValue const>;
+  using Entry = BasicAdaptEntry<Source, NativePtr, std::list<BaseMessage>, V2N_internal::StackMapCnt>;
+  using Container = V2N_internal::StackMapCnt<Entry>;
+  using AdaptFunction = Entry::AdaptFunction;
+
+  template <class T, class Enable = void>
+  struct AdaptMethod;
+
+  template <class T>
+  class CompoundHelper;
+
+  // Converts `value` with `root` into the native object at `destination`. False, with messages,
+  // on the first failure.
+  static bool Adapt(Source const& value, AdaptFunction root, NativePtr destination, std::list<BaseMessage>& messages);
+
+  template <class T>
+  static bool Adapt(Source const& value, T& out, std::list<BaseMessage>& messages) {
+    return Adapt(value, AdaptMethod<T>::Get(nullptr), &out, messages);
+  }
+};
+
+// The helper that a structure's adapt function uses to read its fields.
+template <>
+class ValueToNativeAdapter::CompoundHelper<StructValue> {
+ public:
+  // Takes `value` as a structure (a set optional is looked through). Anything else appends
+  // "opax.data.invalid.type" (a map, which has fields but no structure type, appends
+  // "opax.data.bad.cast1" naming `expectedType`) and empties the container.
+  CompoundHelper(Source const& value, Container& container, std::list<BaseMessage>& messages,
+                 char const* expectedType = "structure");
+
+  // True while no message has been added since the helper was made.
+  bool ok() const { return messages_.size() == messageCount_; }
+  StructValue const* value() const { return structure_; }
+
+  // Queues the conversion of a declared field that the value carries.
+  template <class F>
+  void AddField(std::string_view wireName, F* field) {
+    if (!ok() || structure_ == nullptr) return;
+    if (auto const* found = structure_->FindField(wireName)) {
+      if (*found) container_.push_back(Entry{*found, AdaptMethod<F>::Get(nullptr), field});
+    }
+  }
+
+  // The value's fields whose names are not among `declared` (`count` names), as a structure
+  // value of the same name to keep beside the native object; null when there are none.
+  std::shared_ptr<StructValue const> UnknownFields(char const* const* declared, std::size_t count) const;
+
+ private:
+  StructValue const* structure_ = nullptr;
+  Container& container_;
+  std::list<BaseMessage>& messages_;
+  std::size_t const messageCount_;
+};
+
+namespace V2N {
+
+using Adapter = ValueToNativeAdapter;
+
+// Reads a leaf the way every leaf is read: a value wrapped in an optional (kind 5) with the
+// converting reader, anything else with the exact one.
+template <class X>
+bool ReadLeaf(Adapter::Source const& value, X& out, std::list<BaseMessage>& messages) {
+  if (value && value->kind() == Kind::Optional) return DataValue::ToPrimitive(value, out, messages);
+  return DataValue::Value(value, out, messages);
+}
+
+template <class X>
+void AdaptPrimitive(Adapter::Source const& value, NativePtr const& destination, Adapter::Container& container,
+                    std::list<BaseMessage>& messages) {
+  if (!ReadLeaf(value, *static_cast<X*>(destination), messages)) container.clear();
+}
+
+template <class E>
+void AdaptEnumeration(Adapter::Source const& value, NativePtr const& destination, Adapter::Container& container,
+                      std::list<BaseMessage>& messages) {
+  std::string text;
+  if (!DataValue::Value(value, text, messages)) {
+    container.clear();
+    return;
+  }
+  *static_cast<E*>(destination) = EnumTraits<E>::FromText(text);
+}
+
+// The content of an optional value; a bare value is taken as a set optional holding it.
+// Null when the optional is unset.
+inline DataValue const* OptionalContent(Adapter::Source const& value, Adapter::Source& holder) {
+  if (value && value->kind() == Kind::Optional) {
+    holder = static_cast<OptionalValue const&>(*value).value();
+    return holder.get();
+  }
+  holder = value;
+  return holder.get();
+}
+
+template <class X>
+void AdaptOptional(Adapter::Source const& value, NativePtr const& destination, Adapter::Container& container,
+                   std::list<BaseMessage>& messages) {
+  auto& optional = *static_cast<boost::optional<X>*>(destination);
+  Adapter::Source content;
+  if (OptionalContent(value, content) == nullptr) {
+    optional = boost::none;
+    return;
+  }
+  optional.emplace();
+  Adapter::AdaptMethod<X>::Get(nullptr)(content, &*optional, container, messages);
+}
+
+// Looks through set optionals to a structure; reports and returns null otherwise.
+DataValue const* StructureOrReport(Adapter::Source const& value, Adapter::Container& container,
+                                   std::list<BaseMessage>& messages);
+
+template <class S>
+void AdaptSharedStructure(Adapter::Source const& value, NativePtr const& destination, Adapter::Container& container,
+                          std::list<BaseMessage>& messages) {
+  using Plain = std::remove_const_t<S>;
+  if (StructureOrReport(value, container, messages) == nullptr) return;
+  std::shared_ptr<Plain> object = TypeInfo<Plain>::defaultInstance(value);
+  *static_cast<std::shared_ptr<S>*>(destination) = object;
+  container.push_back(Adapter::Entry{value, Adapter::AdaptMethod<Plain>::Get(nullptr), object.get()});
+}
+
+template <class S>
+void AdaptOptionalStructure(Adapter::Source const& value, NativePtr const& destination,
+                            Adapter::Container& container, std::list<BaseMessage>& messages) {
+  auto& optional = *static_cast<Opax::OptionalPtr<S>*>(destination);
+  Adapter::Source content;
+  if (OptionalContent(value, content) == nullptr) {
+    optional.reset();
+    return;
+  }
+  std::shared_ptr<S> pointer;
+  AdaptSharedStructure<S>(content, &pointer, container, messages);
+  optional = pointer;
+}
+
+// The list behind `value` (a set optional is looked through); reports and returns null otherwise.
+ListValue const* ListOrReport(Adapter::Source const& value, Adapter::Container& container,
+                              std::list<BaseMessage>& messages);
+
+template <class Container>
+void AdaptSequence(Adapter::Source const& value, NativePtr const& destination, Adapter::Container& container,
+                   std::list<BaseMessage>& messages) {
+  using X = typename Container::value_type;
+  auto& items = *static_cast<Container*>(destination);
+  ListValue const* list = ListOrReport(value, container, messages);
+  if (list == nullptr) return;
+  items.clear();
+  if constexpr (std::is_same<X, std::string>::value) {
+    if (list->isTyped() && list->elementKind() == Kind::String) {
+      auto const& typed = static_cast<ListValueString const&>(*list).items();
+      items.insert(items.end(), typed.begin(), typed.end());
+      return;
+    }
+  }
+  if constexpr (std::is_same<X, int64_t>::value) {
+    if (list->isTyped() && list->elementKind() == Kind::Integer) {
+      auto const& typed = static_cast<ListValueLong const&>(*list).items();
+      items.insert(items.end(), typed.begin(), typed.end());
+      return;
+    }
+  }
+  auto const adapt = Adapter::AdaptMethod<X>::Get(nullptr);
+  std::size_t const before = messages.size();
+  for (std::size_t i = 0; i < list->size() && messages.size() == before; ++i) {
+    if constexpr (std::is_same<Container, std::set<X, typename Container::key_compare>>::value) {
+      // Set elements are converted beside the set and then inserted: their order depends on them.
+      X item{};
+      adapt(list->element(i), &item, container, messages);
+      if (messages.size() == before) items.insert(std::move(item));
+    } else {
+      items.emplace_back();
+      adapt(list->element(i), &items.back(), container, messages);
+    }
+  }
+}
+
+// The compound (map or structure) behind `value`; reports and returns null otherwise.
+CompoundValue const* MapOrReport(Adapter::Source const& value, Adapter::Container& container,
+                                 std::list<BaseMessage>& messages);
+
+template <class Map>
+void AdaptMap(Adapter::Source const& value, NativePtr const& destination, Adapter::Container& container,
+              std::list<BaseMessage>& messages) {
+  auto& entries = *static_cast<Map*>(destination);
+  CompoundValue const* map = MapOrReport(value, container, messages);
+  if (map == nullptr) return;
+  entries.clear();
+  auto const adapt = Adapter::AdaptMethod<typename Map::mapped_type>::Get(nullptr);
+  std::size_t const before = messages.size();
+  for (FieldMap::Field const& field : map->fields().inOrder()) {
+    if (messages.size() != before) break;
+    adapt(field.value(), &entries[field.name()], container, messages);
+  }
+}
+
+void AdaptDynamicStructure(Adapter::Source const& value, NativePtr const& destination, Adapter::Container& container,
+                           std::list<BaseMessage>& messages);
+void AdaptDynamicError(Adapter::Source const& value, NativePtr const& destination, Adapter::Container& container,
+                       std::list<BaseMessage>& messages);
+void AdaptOperationInput(Adapter::Source const& value, NativePtr const& destination, Adapter::Container& container,
+                         std::list<BaseMessage>& messages);
+
+}  // namespace V2N
+
+template <class T>
+struct ValueToNativeAdapter::AdaptMethod<T, std::enable_if_t<NativeTraits::IsPrimitive<T>::value>> {
+  static AdaptFunction Get(T const* = nullptr) { return &V2N::AdaptPrimitive<T>; }
+};
+template <class E>
+struct ValueToNativeAdapter::AdaptMethod<E, std::enable_if_t<NativeTraits::kIsEnum<E>>> {
+  static AdaptFunction Get(E const* = nullptr) { return &V2N::AdaptEnumeration<E>; }
+};
+template <class X>
+struct ValueToNativeAdapter::AdaptMethod<boost::optional<X>> {
+  static AdaptFunction Get(boost::optional<X> const* = nullptr) { return &V2N::AdaptOptional<X>; }
+};
+template <class S>
+struct ValueToNativeAdapter::AdaptMethod<std::shared_ptr<S>> {
+  static AdaptFunction Get(std::shared_ptr<S> const* = nullptr) { return &V2N::AdaptSharedStructure<S>; }
+};
+template <class S>
+struct ValueToNativeAdapter::AdaptMethod<Opax::OptionalPtr<S>> {
+  static AdaptFunction Get(Opax::OptionalPtr<S> const* = nullptr) { return &V2N::AdaptOptionalStructure<S>; }
+};
+template <class T>
+struct ValueToNativeAdapter::AdaptMethod<T, std::enable_if_t<NativeTraits::IsSequence<T>::value>> {
+  static AdaptFunction Get(T const* = nullptr) { return &V2N::AdaptSequence<T>; }
+};
+template <class T>
+struct ValueToNativeAdapter::AdaptMethod<T, std::enable_if_t<NativeTraits::IsStringMap<T>::value>> {
+  static AdaptFunction Get(T const* = nullptr) { return &V2N::AdaptMap<T>; }
+};
+template <>
+struct ValueToNativeAdapter::AdaptMethod<DynamicStructure> {
+  static AdaptFunction Get(DynamicStructure const* = nullptr) { return &V2N::AdaptDynamicStructure; }
+};
+template <>
+struct ValueToNativeAdapter::AdaptMethod<DynamicError> {
+  static AdaptFunction Get(DynamicError const* = nullptr) { return &V2N::AdaptDynamicError; }
+};
+template <>
+struct ValueToNativeAdapter::AdaptMethod<Opax::OperationInput> {
+  static AdaptFunction Get(Opax::OperationInput const* = nullptr) { return &V2N::AdaptOperationInput; }
+};
+
+}  // namespace Data
+}  // namespace Opax

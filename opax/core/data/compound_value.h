@@ -1,0 +1,92 @@
+#pragma once
+
+#include <opax/core/data/data_value.h>
+#include <opax/core/data/field_map.h>
+
+#include <list>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace Opax {
+namespace Data {
+
+// A value made of named fields: the base of structures, errors and maps. The field operations
+// live here; see FieldMap for the two orders it keeps.
+class CompoundValue : public DataValue {
+ public:
+  ~CompoundValue() override;
+
+  // The type name (a structure's canonical name, an error's id; empty for maps).
+  std::string const& name() const { return name_; }
+
+  // Adds or replaces a field.
+  void SetField(std::string_view name, std::shared_ptr<DataValue const> value) {
+    fields_.set(name, std::move(value));
+  }
+  // True and `value` when the field is present; otherwise false and
+  // "opax.data.structure.field.missing" appended.
+  bool GetField(std::string_view name, std::shared_ptr<DataValue const>& value,
+                std::list<BaseMessage>& messages) const;
+  // The field's value, or null; reports nothing.
+  std::shared_ptr<DataValue const> const* FindField(std::string_view name) const { return fields_.find(name); }
+  bool HasField(std::string_view name) const { return fields_.contains(name); }
+
+  FieldMap& fields() { return fields_; }
+  FieldMap const& fields() const { return fields_; }
+
+ protected:
+  CompoundValue(Kind kind, std::string name) : DataValue(kind), name_(std::move(name)) {}
+
+ private:
+  std::string name_;
+  FieldMap fields_;
+};
+
+// A structure: a type name plus fields.
+class StructValue : public CompoundValue {
+ public:
+  explicit StructValue(std::string name) : CompoundValue(Kind::Structure, std::move(name)) {}
+  static std::shared_ptr<StructValue> GetInstance(std::string name) {
+    return std::make_shared<StructValue>(std::move(name));
+  }
+
+  // `value` as a structure (errors are structures too), or null.
+  static StructValue const* Cast(DataValue const* value);
+
+ protected:
+  StructValue(Kind kind, std::string name) : CompoundValue(kind, std::move(name)) {}
+};
+
+// A structure that names a standard error by its id. Made with messages, it carries them the
+// way the standard `Error` structure does: a "messages" list of localizable-message structures
+// (fields "id", "default_message", "args"). Secrets never reach a message, so none are here.
+class ErrorValue final : public StructValue {
+ public:
+  explicit ErrorValue(std::string name) : StructValue(Kind::Error, std::move(name)) {}
+  static std::shared_ptr<ErrorValue> GetInstance(std::string name);
+  static std::shared_ptr<ErrorValue> GetInstance(std::string name, std::list<BaseMessage> const& messages);
+
+  // The messages carried in the "messages" field, read back; ill-formed entries are skipped.
+  std::list<BaseMessage> messages() const;
+};
+
+// The field names and type name of a carried message; the standard bindings use the same.
+struct LocalizableMessageFields {
+  static constexpr char const* kTypeName = "com.quarn.opax.std.localizable_message";
+  static constexpr char const* kMessages = "messages";
+  static constexpr char const* kId = "id";
+  static constexpr char const* kDefaultMessage = "default_message";
+  static constexpr char const* kArgs = "args";
+};
+
+// A map from string keys to values of one kind (native std::map<std::string, X> fields).
+// Keys are field names, so lookups and both orders come from FieldMap.
+class MapValue final : public CompoundValue {
+ public:
+  MapValue() : CompoundValue(Kind::Map, std::string()) {}
+  static std::shared_ptr<MapValue> GetInstance() { return std::make_shared<MapValue>(); }
+};
+
+}  // namespace Data
+}  // namespace Opax

@@ -1,0 +1,275 @@
+#pragma once
+
+#include <opax/core/data/data_value.h>
+#include <opax/core/message/base_message.h>
+
+#include <boost/logic/tribool.hpp>
+
+#include <functional>
+#include <list>
+#include <map>
+#include <memory>
+#include <string>
+
+namespace Opax {
+namespace Data {
+
+class DynamicStructure;
+class DynamicError;
+
+// What a definition describes.
+enum class DefinitionType : int {
+  Void,
+  Boolean,
+  Integer,
+  Double,
+  String,
+  Secret,
+  Binary,
+  DateTime,
+  Optional,
+  List,
+  Map,
+  Structure,
+  StructRef,
+  IsOneOf,
+  UnionCase,
+  Error,
+  DynamicStructure,
+  DynamicError,
+};
+
+char const* DefinitionTypeName(DefinitionType type);
+
+// The description of a value's shape, used to validate values received from a peer or produced
+// by an implementation, and to introspect operations. Definitions are built once, shared by
+// `std::shared_ptr<DataDefinition const>` and immutable once handed on.
+class DataDefinition {
+ public:
+  DataDefinition(DataDefinition const&) = delete;
+  DataDefinition& operator=(DataDefinition const&) = delete;
+  virtual ~DataDefinition() = default;
+
+  DefinitionType type() const { return type_; }
+
+  // The definition of a primitive: std::string, any integer type, bool, double,
+  // std::vector<unsigned char>, DateTime, SecretString, Void, DynamicStructure, DynamicError.
+  // One shared instance per kind.
+  template <class X>
+  static std::shared_ptr<DataDefinition const> Create();
+
+  // Checks `value` against this definition and appends one message per problem (at most
+  // kMaxMessages), each naming where in the value it is (a path like "spec.backing[2].type").
+  // Iterative: the depth of the value costs heap, not stack.
+  bool Validate(std::shared_ptr<DataValue const> const& value, std::list<BaseMessage>& messages) const;
+  static constexpr std::size_t kMaxMessages = 32;
+
+ protected:
+  explicit DataDefinition(DefinitionType type) : type_(type) {}
+
+ private:
+  DefinitionType const type_;
+};
+
+using DataDefinitionPtr = std::shared_ptr<DataDefinition const>;
+
+// Kinds without parameters: the primitives and the dynamic kinds.
+class PrimitiveDefinition final : public DataDefinition {
+ public:
+  explicit PrimitiveDefinition(DefinitionType type) : DataDefinition(type) {}
+  static std::shared_ptr<DataDefinition const> const& GetInstance(DefinitionType type);
+};
+
+class StringDefinition {
+ public:
+  static std::shared_ptr<DataDefinition const> const& GetInstance() {
+    return PrimitiveDefinition::GetInstance(DefinitionType::String);
+  }
+};
+
+// Wrappers around one element definition. The element slot is public to the adapters that
+// build definitions in place; nothing changes it once the definition is handed on.
+class OptionalDefinition final : public DataDefinition {
+ public:
+  explicit OptionalDefinition(DataDefinitionPtr element)
+      : DataDefinition(DefinitionType::Optional), element_(std::move(element)) {}
+  static std::shared_ptr<OptionalDefinition> GetInstance(DataDefinitionPtr element) {
+    return std::make_shared<OptionalDefinition>(std::move(element));
+  }
+  DataDefinitionPtr const& elementType() const { return element_; }
+  DataDefinitionPtr* slot() { return &element_; }
+
+ private:
+  DataDefinitionPtr element_;
+};
+
+class ListDefinition final : public DataDefinition {
+ public:
+  explicit ListDefinition(DataDefinitionPtr element)
+      : DataDefinition(DefinitionType::List), element_(std::move(element)) {}
+  static std::shared_ptr<ListDefinition> GetInstance(DataDefinitionPtr element) {
+    return std::make_shared<ListDefinition>(std::move(element));
+  }
+  DataDefinitionPtr const& elementType() const { return element_; }
+  DataDefinitionPtr* slot() { return &element_; }
+
+ private:
+  DataDefinitionPtr element_;
+};
+
+// A map from strings to values of one definition.
+class MapDefinition final : public DataDefinition {
+ public:
+  explicit MapDefinition(DataDefinitionPtr value) : DataDefinition(DefinitionType::Map), value_(std::move(value)) {}
+  static std::shared_ptr<MapDefinition> GetInstance(DataDefinitionPtr value) {
+    return std::make_shared<MapDefinition>(std::move(value));
+  }
+  DataDefinitionPtr const& valueType() const { return value_; }
+  DataDefinitionPtr* slot() { return &value_; }
+
+ private:
+  DataDefinitionPtr value_;
+};
+
+// A structure: its name and its fields by wire name.
+//
+// A field missing from a value is accepted when its definition is optional (a peer may leave
+// out unset optionals) and reported otherwise. Fields the definition does not name are accepted
+// unless the definition forbids them; the layers that must refuse them say so.
+class StructDefinition : public DataDefinition {
+ public:
+  using Fields = std::map<std::string, DataDefinitionPtr>;
+  enum class ExtraFields { Allowed, Forbidden };
+
+  StructDefinition(std::string name, Fields fields, ExtraFields extra = ExtraFields::Allowed)
+      : StructDefinition(DefinitionType::Structure, std::move(name), std::move(fields), extra) {}
+  static std::shared_ptr<StructDefinition> GetInstance(std::string name, Fields fields,
+                                                       ExtraFields extra = ExtraFields::Allowed) {
+    return std::make_shared<StructDefinition>(std::move(name), std::move(fields), extra);
+  }
+
+  std::string const& name() const { return name_; }
+  Fields const& fields() const { return fields_; }
+  ExtraFields extraFields() const { return extra_; }
+  DataDefinitionPtr field(std::string const& name) const;
+
+ protected:
+  StructDefinition(DefinitionType type, std::string name, Fields fields, ExtraFields extra)
+      : DataDefinition(type), name_(std::move(name)), fields_(std::move(fields)), extra_(extra) {}
+
+ private:
+  std::string name_;
+  Fields fields_;
+  ExtraFields extra_;
+};
+
+// One standard error: an error value whose name is `name`, with these fields.
+class ErrorDefinition final : public StructDefinition {
+ public:
+  ErrorDefinition(std::string name, Fields fields)
+      : StructDefinition(DefinitionType::Error, std::move(name), std::move(fields), ExtraFields::Allowed) {}
+  static std::shared_ptr<ErrorDefinition> GetInstance(std::string name, Fields fields) {
+    return std::make_shared<ErrorDefinition>(std::move(name), std::move(fields));
+  }
+};
+
+// A reference to a structure by name, for types that contain themselves. The target is set
+// once the named structure is complete. The reference does not own its target (it is usually
+// an enclosing definition, and owning it would make a cycle); validating through a reference
+// whose target is gone reports "opax.data.definition.reference.unresolved".
+class StructRefDefinition final : public DataDefinition {
+ public:
+  explicit StructRefDefinition(std::string name) : DataDefinition(DefinitionType::StructRef), name_(std::move(name)) {}
+  static std::shared_ptr<StructRefDefinition> GetInstance(std::string name) {
+    return std::make_shared<StructRefDefinition>(std::move(name));
+  }
+
+  std::string const& name() const { return name_; }
+  void targetDefinition(std::shared_ptr<DataDefinition const> const& target) { target_ = target; }
+  std::shared_ptr<DataDefinition const> targetDefinition() const { return target_.lock(); }
+
+ private:
+  std::string name_;
+  std::weak_ptr<DataDefinition const> target_;
+};
+
+// A string restricted to the texts that a predicate accepts (enumerations).
+class IsOneOfDefinition final : public DataDefinition {
+ public:
+  using Predicate = std::function<bool(std::string const&)>;
+  explicit IsOneOfDefinition(Predicate predicate)
+      : DataDefinition(DefinitionType::IsOneOf), predicate_(std::move(predicate)) {}
+  static std::shared_ptr<IsOneOfDefinition> GetInstance(Predicate predicate) {
+    return std::make_shared<IsOneOfDefinition>(std::move(predicate));
+  }
+  bool Accepts(std::string const& text) const { return predicate_ && predicate_(text); }
+
+ private:
+  Predicate predicate_;
+};
+
+// A structure field that belongs to a union case: whether it may be set depends on the value
+// of the structure's tag field. The predicate, given the tag's text, answers
+// - true: the field is active and required (it must be set);
+// - false: the field is not active (it must be unset);
+// - indeterminate: the field is active but optional (either is fine).
+// When the tag is itself unset, a set case field is reported
+// ("opax.data.union.invalid.case.state.notag").
+class UnionCaseDefinition final : public DataDefinition {
+ public:
+  using Predicate = std::function<boost::logic::tribool(std::string const&)>;
+  UnionCaseDefinition(DataDefinitionPtr element, std::string tagField, Predicate predicate)
+      : DataDefinition(DefinitionType::UnionCase),
+        element_(std::move(element)),
+        tagField_(std::move(tagField)),
+        predicate_(std::move(predicate)) {}
+  static std::shared_ptr<UnionCaseDefinition> GetInstance(DataDefinitionPtr element, std::string tagField,
+                                                          Predicate predicate) {
+    return std::make_shared<UnionCaseDefinition>(std::move(element), std::move(tagField), std::move(predicate));
+  }
+
+  DataDefinitionPtr const& elementType() const { return element_; }
+  DataDefinitionPtr* slot() { return &element_; }
+  std::string const& tagField() const { return tagField_; }
+  boost::logic::tribool IsActiveFor(std::string const& tag) const {
+    return predicate_ ? predicate_(tag) : boost::logic::tribool(boost::logic::indeterminate);
+  }
+
+ private:
+  DataDefinitionPtr element_;
+  std::string tagField_;
+  Predicate predicate_;
+};
+
+namespace internal {
+template <class X>
+struct DefinitionTypeOf;
+template <>
+struct DefinitionTypeOf<Opax::Void> : std::integral_constant<DefinitionType, DefinitionType::Void> {};
+template <>
+struct DefinitionTypeOf<DynamicStructure>
+    : std::integral_constant<DefinitionType, DefinitionType::DynamicStructure> {};
+template <>
+struct DefinitionTypeOf<DynamicError> : std::integral_constant<DefinitionType, DefinitionType::DynamicError> {};
+}  // namespace internal
+
+template <class X>
+std::shared_ptr<DataDefinition const> DataDefinition::Create() {
+  if constexpr (std::is_same<X, DynamicStructure>::value || std::is_same<X, DynamicError>::value ||
+                std::is_same<X, Opax::Void>::value) {
+    return PrimitiveDefinition::GetInstance(internal::DefinitionTypeOf<X>::value);
+  } else {
+    switch (PrimitiveTraits<X>::kind) {
+      case Kind::Boolean: return PrimitiveDefinition::GetInstance(DefinitionType::Boolean);
+      case Kind::Integer: return PrimitiveDefinition::GetInstance(DefinitionType::Integer);
+      case Kind::Double: return PrimitiveDefinition::GetInstance(DefinitionType::Double);
+      case Kind::Secret: return PrimitiveDefinition::GetInstance(DefinitionType::Secret);
+      case Kind::Binary: return PrimitiveDefinition::GetInstance(DefinitionType::Binary);
+      case Kind::DateTime: return PrimitiveDefinition::GetInstance(DefinitionType::DateTime);
+      default: return PrimitiveDefinition::GetInstance(DefinitionType::String);
+    }
+  }
+}
+
+}  // namespace Data
+}  // namespace Opax

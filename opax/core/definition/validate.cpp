@@ -1,0 +1,263 @@
+// Validation of a value against a definition. The walk keeps its pending work on an explicit
+// stack and records each visited position once (parent index plus name or list index), so
+// that a message can name the path to its value without building path strings for values that
+// are fine.
+
+#include <opax/core/data/compound_value.h>
+#include <opax/core/data/list_value.h>
+#include <opax/core/data/optional_value.h>
+#include <opax/core/definition/data_definition.h>
+#include <opax/core/message/message_ids.h>
+
+#include <algorithm>
+#include <string_view>
+#include <vector>
+
+namespace Opax {
+namespace Data {
+namespace {
+
+constexpr uint32_t kNoParent = UINT32_MAX;
+
+struct PathNode {
+  uint32_t parent;
+  std::string_view name;  // empty for a list element
+  std::size_t index;
+};
+
+struct Frame {
+  DataDefinition const* definition;
+  DataValue const* value;
+  uint32_t path;
+};
+
+class Validator {
+ public:
+  explicit Validator(std::list<BaseMessage>& messages) : messages_(messages), start_(messages.size()) {}
+
+  bool Run(DataDefinition const& definition, DataValue const* value) {
+    nodes_.push_back({kNoParent, {}, 0});
+    stack_.push_back({&definition, value, 0});
+    while (!stack_.empty() && !Full()) {
+      Frame frame = stack_.back();
+      stack_.pop_back();
+      Visit(frame);
+    }
+    return messages_.size() == start_;
+  }
+
+ private:
+  bool Full() const { return messages_.size() - start_ >= DataDefinition::kMaxMessages; }
+
+  void Report(char const* id, std::vector<std::string> args) { messages_.push_back(BaseMessage::Make(id, std::move(args))); }
+
+  std::string Path(uint32_t node) const {
+    std::vector<PathNode const*> chain;
+    for (uint32_t at = node; at != kNoParent && at != 0; at = nodes_[at].parent) chain.push_back(&nodes_[at]);
+    if (chain.empty()) return "(value)";
+    std::string text;
+    for (auto it = chain.rbegin(); it != chain.rend(); ++it) {
+      if ((*it)->name.empty()) {
+        text += '[' + std::to_string((*it)->index) + ']';
+      } else {
+        if (!text.empty()) text += '.';
+        text += (*it)->name;
+      }
+    }
+    return text;
+  }
+
+  uint32_t Child(uint32_t parent, std::string_view name, std::size_t index = 0) {
+    nodes_.push_back({parent, name, index});
+    return static_cast<uint32_t>(nodes_.size() - 1);
+  }
+
+  // Follows references and union-case wrappers to the definition that decides the value's shape.
+  DataDefinition const* Resolve(DataDefinition const* definition, uint32_t path) {
+    while (definition != nullptr) {
+      if (definition->type() == DefinitionType::StructRef) {
+        auto const& reference = static_cast<StructRefDefinition const&>(*definition);
+        std::shared_ptr<DataDefinition const> target = reference.targetDefinition();
+        if (!target) {
+          Report(MessageIds::kUnresolvedReference, {reference.name(), Path(path)});
+          return nullptr;
+        }
+        definition = target.get();
+        keepAlive_.push_back(std::move(target));
+      } else if (definition->type() == DefinitionType::UnionCase) {
+        definition = static_cast<UnionCaseDefinition const&>(*definition).elementType().get();
+      } else {
+        return definition;
+      }
+    }
+    return nullptr;
+  }
+
+  void Mismatch(char const* expected, DataValue const* value, uint32_t path) {
+    Report(MessageIds::kValueKindMismatch, {expected, value ? KindName(value->kind()) : "nothing", Path(path)});
+  }
+
+  void Visit(Frame const& frame) {
+    DataDefinition const* definition = Resolve(frame.definition, frame.path);
+    if (definition == nullptr) return;
+    DataValue const* value = frame.value;
+    switch (definition->type()) {
+      case DefinitionType::Void: return Expect(Kind::Void, definition, value, frame.path);
+      case DefinitionType::Boolean: return Expect(Kind::Boolean, definition, value, frame.path);
+      case DefinitionType::Integer: return Expect(Kind::Integer, definition, value, frame.path);
+      case DefinitionType::Double: return Expect(Kind::Double, definition, value, frame.path);
+      case DefinitionType::String: return Expect(Kind::String, definition, value, frame.path);
+      case DefinitionType::Secret: return Expect(Kind::Secret, definition, value, frame.path);
+      case DefinitionType::Binary: return Expect(Kind::Binary, definition, value, frame.path);
+      case DefinitionType::DateTime: return Expect(Kind::DateTime, definition, value, frame.path);
+      case DefinitionType::IsOneOf: return VisitIsOneOf(static_cast<IsOneOfDefinition const&>(*definition), value, frame.path);
+      case DefinitionType::Optional: return VisitOptional(static_cast<OptionalDefinition const&>(*definition), value, frame.path);
+      case DefinitionType::List: return VisitList(static_cast<ListDefinition const&>(*definition), value, frame.path);
+      case DefinitionType::Map: return VisitMap(static_cast<MapDefinition const&>(*definition), value, frame.path);
+      case DefinitionType::Structure:
+      case DefinitionType::Error:
+        return VisitStructure(static_cast<StructDefinition const&>(*definition), value, frame.path);
+      case DefinitionType::DynamicStructure:
+        if (value == nullptr || (value->kind() != Kind::Structure && value->kind() != Kind::Error)) {
+          Mismatch("structure", value, frame.path);
+        }
+        return;
+      case DefinitionType::DynamicError: return Expect(Kind::Error, definition, value, frame.path);
+      case DefinitionType::StructRef:
+      case DefinitionType::UnionCase: return;  // resolved above
+    }
+  }
+
+  void Expect(Kind kind, DataDefinition const*, DataValue const* value, uint32_t path) {
+    if (value == nullptr || value->kind() != kind) Mismatch(KindName(kind), value, path);
+  }
+
+  void VisitIsOneOf(IsOneOfDefinition const& definition, DataValue const* value, uint32_t path) {
+    if (value == nullptr || value->kind() != Kind::String) return Mismatch("string", value, path);
+    std::string const& text = internal::StoredOf<std::string>(*value);
+    if (!definition.Accepts(text)) Report(MessageIds::kIsOneOfValue, {text, Path(path)});
+  }
+
+  void VisitOptional(OptionalDefinition const& definition, DataValue const* value, uint32_t path) {
+    if (value == nullptr || value->kind() != Kind::Optional) return Mismatch("optional", value, path);
+    auto const& optional = static_cast<OptionalValue const&>(*value);
+    if (optional.isSet()) stack_.push_back({definition.elementType().get(), optional.value().get(), path});
+  }
+
+  void VisitList(ListDefinition const& definition, DataValue const* value, uint32_t path) {
+    if (value == nullptr || value->kind() != Kind::List) return Mismatch("list", value, path);
+    auto const& list = static_cast<ListValue const&>(*value);
+    if (list.isTyped()) return VisitTypedList(definition, list, path);
+    for (std::size_t i = list.values().size(); i-- > 0;) {
+      stack_.push_back({definition.elementType().get(), list.values()[i].get(), Child(path, {}, i)});
+    }
+  }
+
+  // Typed lists hold natives, not values: check them here rather than making a value per element.
+  void VisitTypedList(ListDefinition const& definition, ListValue const& list, uint32_t path) {
+    DataDefinition const* element = Resolve(definition.elementType().get(), path);
+    if (element == nullptr) return;
+    Kind const held = list.elementKind();
+    if (held == Kind::Integer) {
+      if (element->type() != DefinitionType::Integer && !list.empty()) Mismatch(DefinitionTypeName(element->type()), list.element(0).get(), Child(path, {}, 0));
+      return;
+    }
+    if (element->type() == DefinitionType::String) return;
+    if (element->type() == DefinitionType::IsOneOf) {
+      auto const& oneOf = static_cast<IsOneOfDefinition const&>(*element);
+      auto const& items = static_cast<ListValueString const&>(list).items();
+      for (std::size_t i = 0; i < items.size() && !Full(); ++i) {
+        if (!oneOf.Accepts(items[i])) Report(MessageIds::kIsOneOfValue, {items[i], Path(Child(path, {}, i))});
+      }
+      return;
+    }
+    if (!list.empty()) Report(MessageIds::kValueKindMismatch, {DefinitionTypeName(element->type()), "string", Path(Child(path, {}, 0))});
+  }
+
+  void VisitMap(MapDefinition const& definition, DataValue const* value, uint32_t path) {
+    if (value == nullptr || value->kind() != Kind::Map) return Mismatch("map", value, path);
+    auto const& map = static_cast<MapValue const&>(*value);
+    for (FieldMap::Field const& entry : map.fields()) {
+      stack_.push_back({definition.valueType().get(), entry.value().get(), Child(path, entry.name())});
+    }
+  }
+
+  static bool IsSet(std::shared_ptr<DataValue const> const* field) {
+    if (field == nullptr || !*field) return false;
+    return (*field)->kind() != Kind::Optional || static_cast<OptionalValue const&>(**field).isSet();
+  }
+
+  // The tag's text, or false when the tag is absent or unset.
+  static bool TagText(StructValue const& structure, std::string const& tag, std::string& text) {
+    auto const* field = structure.FindField(tag);
+    if (field == nullptr || !*field) return false;
+    DataValue const* value = field->get();
+    while (value != nullptr && value->kind() == Kind::Optional) value = static_cast<OptionalValue const*>(value)->value().get();
+    if (value == nullptr || value->kind() != Kind::String) return false;
+    text = internal::StoredOf<std::string>(*value);
+    return true;
+  }
+
+  void CheckUnionCase(UnionCaseDefinition const& unionCase, StructValue const& structure, std::string const& field,
+                      std::shared_ptr<DataValue const> const* value) {
+    bool const set = IsSet(value);
+    std::string tag;
+    if (!TagText(structure, unionCase.tagField(), tag)) {
+      if (set) Report(MessageIds::kUnionNoTag, {unionCase.tagField(), field, structure.name()});
+      return;
+    }
+    boost::logic::tribool const active = unionCase.IsActiveFor(tag);
+    if (active && !set) Report(MessageIds::kUnionIsNotSet, {field, structure.name()});
+    if (!active && set) Report(MessageIds::kUnionIsSet, {field, structure.name()});
+  }
+
+  void VisitStructure(StructDefinition const& definition, DataValue const* value, uint32_t path) {
+    bool const isError = definition.type() == DefinitionType::Error;
+    Kind const expected = isError ? Kind::Error : Kind::Structure;
+    if (value == nullptr || value->kind() != expected) return Mismatch(KindName(expected), value, path);
+    auto const& structure = static_cast<StructValue const&>(*value);
+    if (structure.name() != definition.name()) {
+      Report(isError ? MessageIds::kErrorName : MessageIds::kStructureName, {definition.name(), structure.name(), Path(path)});
+      return;
+    }
+    std::size_t const firstChild = stack_.size();
+    for (auto const& [name, fieldDefinition] : definition.fields()) {
+      auto const* field = structure.FindField(name);
+      DataDefinition const* shape = fieldDefinition.get();
+      if (shape != nullptr && shape->type() == DefinitionType::UnionCase) {
+        auto const& unionCase = static_cast<UnionCaseDefinition const&>(*shape);
+        CheckUnionCase(unionCase, structure, name, field);
+        shape = unionCase.elementType().get();
+      }
+      if (field == nullptr || !*field) {
+        if (shape == nullptr || shape->type() != DefinitionType::Optional) {
+          Report(MessageIds::kFieldMissing, {name, structure.name(), Path(path)});
+        }
+        continue;
+      }
+      stack_.push_back({shape, field->get(), Child(path, name)});
+    }
+    // Fields are checked in name order: reverse what was pushed.
+    std::reverse(stack_.begin() + static_cast<std::ptrdiff_t>(firstChild), stack_.end());
+    if (definition.extraFields() == StructDefinition::ExtraFields::Forbidden) {
+      for (FieldMap::Field const& field : structure.fields()) {
+        if (definition.fields().count(field.name()) == 0) Report(MessageIds::kFieldExtra, {structure.name(), field.name()});
+      }
+    }
+  }
+
+  std::list<BaseMessage>& messages_;
+  std::size_t const start_;
+  std::vector<PathNode> nodes_;
+  std::vector<Frame> stack_;
+  std::vector<std::shared_ptr<DataDefinition const>> keepAlive_;
+};
+
+}  // namespace
+
+bool DataDefinition::Validate(std::shared_ptr<DataValue const> const& value, std::list<BaseMessage>& messages) const {
+  return Validator(messages).Run(*this, value.get());
+}
+
+}  // namespace Data
+}  // namespace Opax

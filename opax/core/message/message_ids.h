@@ -1,0 +1,50 @@
+#pragma once
+
+// The message ids that the runtime and the bindings raise. Every id here has a default text in
+// the core message table (default_messages.cpp); a test holds the two in step. Arguments are
+// listed in order beside each id.
+
+namespace Opax {
+namespace MessageIds {
+
+// Data values: reading, converting, building.
+constexpr char const kInvalidType[] = "opax.data.invalid.type";  // (none)
+constexpr char const kBadCast1[] = "opax.data.bad.cast1";        // expected type
+constexpr char const kValueKindMismatch[] = "opax.data.value.kind.mismatch";  // expected, actual, path
+constexpr char const kIntegerOutOfRange[] = "opax.data.integer.out.of.range";  // value, target
+constexpr char const kDoubleNotIntegral[] = "opax.data.double.not.integral";   // value
+constexpr char const kDateTimeInvalid[] = "opax.data.datetime.invalid";        // text
+constexpr char const kFieldMissing[] = "opax.data.structure.field.missing";    // field, structure, path
+constexpr char const kUnsetNonOptionalField[] = "opax.data.unset.non.optional.field";  // (none)
+constexpr char const kListElementKind[] = "opax.data.list.element.kind";  // expected, actual
+
+// Structures and unions (validation of native objects and of values).
+constexpr char const kFieldExtra[] = "opax.data.compound.field.extra";  // structure, field
+constexpr char const kUnionIsNotSet[] = "opax.data.union.invalid.case.state.isnotset.short";  // field, structure
+constexpr char const kUnionIsSet[] = "opax.data.union.invalid.case.state.isset.short";  // field, structure
+constexpr char const kUnionMissingTag[] = "opax.data.union.missing.tag.field";  // tag
+constexpr char const kUnionNoTag[] = "opax.data.union.invalid.case.state.notag";  // tag, field, structure
+constexpr char const kIsOneOfStructure[] = "opax.data.structure.isoneof.value.invalid";  // field, type
+constexpr char const kStructureName[] = "opax.data.structure.name.mismatch";  // expected, actual, path
+constexpr char const kIsOneOfValue[] = "opax.data.isoneof.value.invalid";  // value, path
+constexpr char const kErrorName[] = "opax.data.error.name.mismatch";       // expected, actual, path
+constexpr char const kUnresolvedReference[] = "opax.data.definition.reference.unresolved";  // name, path
+
+// Invocation and providers.
+constexpr char const kInvalidInput[] = "opax.invoke.invalid.input";  // operation
+constexpr char const kInvalidOutput[] = "opax.invoke.invalid.output";  // operation
+constexpr char const kUndeclaredError[] = "opax.invoke.undeclared.error";  // operation, error
+constexpr char const kSignalNotConnected[] = "opax.provider.method.signal.not.connected";  // (none)
+constexpr char const kUnknownInterface[] = "opax.provider.interface.unknown";  // interface
+constexpr char const kUnknownMethod[] = "opax.provider.method.unknown";        // interface, method
+constexpr char const kDuplicateInterface[] = "opax.provider.interface.duplicate";  // interface
+constexpr char const kNoResult[] = "opax.invoke.no.result";          // operation
+constexpr char const kDuplicateResult[] = "opax.invoke.result.duplicate";  // operation
+constexpr char const kTerminated[] = "opax.invoke.terminated";       // operation
+
+// Tasks.
+constexpr char const kTaskUnknown[] = "opax.task.unknown";  // task id
+constexpr char const kTaskRunning[] = "opax.task.running";  // task id
+
+}  // namespace MessageIds
+}  // namespace Opax
