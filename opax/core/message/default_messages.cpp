@@ -1,0 +1,145 @@
+#include <opax/core/message/message.h>
+#include <opax/core/message/message_ids.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+#include <string_view>
+
+namespace Opax {
+namespace {
+
+struct DefaultText {
+  std::string_view id;
+  char const* text;
+};
+
+namespace Ids = MessageIds;
+
+// Sorted by id (checked at compile time below) so that a lookup is a binary search over constant
+// data: nothing to build at start-up and nothing to guard between threads.
+constexpr DefaultText kDefaultTexts[] = {
+    {Ids::kBadCast1, "The value cannot be used as '{0}'."},
+    {Ids::kFieldExtra, "Structure '{0}' does not declare the field '{1}' it received."},
+    {Ids::kDateTimeInvalid, "'{0}' is not a valid date and time such as 2024-01-31T12:00:00.000Z."},
+    {Ids::kUnresolvedReference, "The data definition at '{1}' refers to '{0}', which is not defined."},
+    {Ids::kDoubleNotIntegral, "The number {0} is not a whole number, but an integer is expected here."},
+    {Ids::kErrorName, "Expected an error named '{0}' at '{2}' but received one named '{1}'."},
+    {Ids::kIntegerOutOfRange, "The integer {0} is outside the range of '{1}'."},
+    {Ids::kInvalidType, "The value is not of the type expected here."},
+    {Ids::kIsOneOfValue, "The value '{0}' at '{1}' is not one of the values allowed there."},
+    {Ids::kListElementKind, "A list element is of kind '{1}' where kind '{0}' is expected."},
+    {Ids::kFieldMissing, "Field '{0}' of structure '{1}' at '{2}' is required but missing."},
+    {Ids::kIsOneOfStructure, "Field '{0}' does not hold a structure of a type allowed for '{1}'."},
+    {Ids::kStructureName, "Expected a structure named '{0}' at '{2}' but received one named '{1}'."},
+    {Ids::kUnionIsNotSet,
+     "Field '{0}' of structure '{1}' is required for the current value of its union tag but is not set."},
+    {Ids::kUnionIsSet,
+     "Field '{0}' of structure '{1}' is not allowed for the current value of its union tag but is set."},
+    {Ids::kUnionNoTag, "Field '{1}' of structure '{2}' is set, but its union tag field '{0}' is not."},
+    {Ids::kUnionMissingTag, "The union tag field '{0}' does not hold a known value."},
+    {Ids::kUnsetNonOptionalField, "A value that is not optional is not set."},
+    {Ids::kValueKindMismatch, "Expected a value of kind '{0}' at '{2}' but found one of kind '{1}'."},
+    {Ids::kInvalidInput, "The input of operation '{0}' is not valid."},
+    {Ids::kInvalidOutput, "The output of operation '{0}' is not valid."},
+    {Ids::kNoResult, "Operation '{0}' finished without reporting a result."},
+    {Ids::kDuplicateResult, "Operation '{0}' reported more than one result."},
+    {Ids::kTerminated, "Operation '{0}' was terminated before it completed."},
+    {Ids::kUndeclaredError, "Operation '{0}' reported the error '{1}', which it does not declare."},
+    {Ids::kDuplicateInterface, "Interface '{0}' is already registered with this provider."},
+    {Ids::kUnknownInterface, "Interface '{0}' is not registered with this provider."},
+    {Ids::kSignalNotConnected, "The operation has no receiver connected for its result."},
+    {Ids::kUnknownMethod, "Interface '{0}' has no operation named '{1}'."},
+    {Ids::kTaskRunning, "Task '{0}' is still running; its result is not available yet."},
+    {Ids::kTaskUnknown, "There is no task with the id '{0}'."},
+};
+
+constexpr bool IsStrictlySorted() {
+  for (std::size_t i = 1; i < std::size(kDefaultTexts); ++i) {
+    if (!(kDefaultTexts[i - 1].id < kDefaultTexts[i].id)) return false;
+  }
+  return true;
+}
+static_assert(IsStrictlySorted(), "kDefaultTexts must be sorted by id without duplicates");
+
+char const* Find(std::string const& id) {
+  std::string_view const key(id);
+  auto const found =
+      std::lower_bound(std::begin(kDefaultTexts), std::end(kDefaultTexts), key,
+                       [](DefaultText const& entry, std::string_view k) { return entry.id < k; });
+  return found != std::end(kDefaultTexts) && found->id == key ? found->text : nullptr;
+}
+
+// If a placeholder "{digits}" starts at `open`, sets `index` (saturated at `limit`, so that no
+// count of digits can overflow) and `end` (just past the '}').
+bool ReadPlaceholder(std::string const& text, std::size_t open, std::size_t limit, std::size_t& index,
+                     std::size_t& end) {
+  std::size_t value = 0;
+  std::size_t i = open + 1;
+  for (; i < text.size() && text[i] >= '0' && text[i] <= '9'; ++i) {
+    value = std::min(limit, value * 10 + static_cast<std::size_t>(text[i] - '0'));
+  }
+  if (i == open + 1 || i == text.size() || text[i] != '}') return false;
+  index = value;
+  end = i + 1;
+  return true;
+}
+
+std::string UnknownIdText(std::string const& id) { return "Message '" + id + "'"; }
+
+// Doubles the braces of `text` so that Format gives it back unchanged.
+std::string EscapeBraces(std::string const& text) {
+  std::string out;
+  for (char c : text) {
+    out += c;
+    if (c == '{' || c == '}') out += c;
+  }
+  return out;
+}
+
+}  // namespace
+
+std::string Message<CoreTag>::DefaultMessageForId(std::string const& id) {
+  char const* text = Find(id);
+  return text != nullptr ? std::string(text) : UnknownIdText(EscapeBraces(id));
+}
+
+std::string Message<CoreTag>::Format(std::string const& text, std::vector<std::string> const& args) {
+  std::string out;
+  out.reserve(text.size());
+  std::size_t i = 0;
+  while (i < text.size()) {
+    char const c = text[i];
+    if ((c == '{' || c == '}') && i + 1 < text.size() && text[i + 1] == c) {
+      out += c;
+      i += 2;
+      continue;
+    }
+    std::size_t index = 0;
+    std::size_t end = 0;
+    if (c == '{' && ReadPlaceholder(text, i, args.size(), index, end) && index < args.size()) {
+      out += args[index];
+      i = end;
+      continue;
+    }
+    out += c;
+    ++i;
+  }
+  return out;
+}
+
+std::string Message<CoreTag>::TextFor(std::string const& id, std::vector<std::string> const& args) {
+  char const* text = Find(id);
+  if (text != nullptr) return Format(text, args);
+  // Arguments are appended as they are, not formatted, so that nothing in them is lost.
+  std::string out = UnknownIdText(id);
+  if (args.empty()) return out;
+  out += " (arguments: ";
+  for (std::size_t i = 0; i < args.size(); ++i) {
+    if (i > 0) out += ", ";
+    out += "'" + args[i] + "'";
+  }
+  return out + ")";
+}
+
+}  // namespace Opax
