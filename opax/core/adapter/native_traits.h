@@ -46,6 +46,11 @@ template <class X>
 struct IsSequence<std::vector<X>> : std::bool_constant<!std::is_same<X, unsigned char>::value> {};
 
 template <class T>
+struct IsSet : std::false_type {};
+template <class X, class C>
+struct IsSet<std::set<X, C>> : std::true_type {};
+
+template <class T>
 struct IsStringMap : std::false_type {};
 template <class X, class C>
 struct IsStringMap<std::map<std::string, X, C>> : std::true_type {};

@@ -168,6 +168,15 @@ void AdaptOptionalStructure(Adapter::Source const& value, NativePtr const& desti
 ListValue const* ListOrReport(Adapter::Source const& value, Adapter::Container& container,
                               std::list<BaseMessage>& messages);
 
+template <class Container, class Items>
+void AppendAll(Container& items, Items const& more) {
+  if constexpr (NativeTraits::IsSet<Container>::value) {
+    items.insert(more.begin(), more.end());
+  } else {
+    items.insert(items.end(), more.begin(), more.end());
+  }
+}
+
 template <class Container>
 void AdaptSequence(Adapter::Source const& value, NativePtr const& destination, Adapter::Container& container,
                    std::list<BaseMessage>& messages) {
@@ -178,22 +187,20 @@ void AdaptSequence(Adapter::Source const& value, NativePtr const& destination, A
   items.clear();
   if constexpr (std::is_same<X, std::string>::value) {
     if (list->isTyped() && list->elementKind() == Kind::String) {
-      auto const& typed = static_cast<ListValueString const&>(*list).items();
-      items.insert(items.end(), typed.begin(), typed.end());
+      AppendAll(items, static_cast<ListValueString const&>(*list).items());
       return;
     }
   }
   if constexpr (std::is_same<X, int64_t>::value) {
     if (list->isTyped() && list->elementKind() == Kind::Integer) {
-      auto const& typed = static_cast<ListValueLong const&>(*list).items();
-      items.insert(items.end(), typed.begin(), typed.end());
+      AppendAll(items, static_cast<ListValueLong const&>(*list).items());
       return;
     }
   }
   auto const adapt = Adapter::AdaptMethod<X>::Get(nullptr);
   std::size_t const before = messages.size();
   for (std::size_t i = 0; i < list->size() && messages.size() == before; ++i) {
-    if constexpr (std::is_same<Container, std::set<X, typename Container::key_compare>>::value) {
+    if constexpr (NativeTraits::IsSet<Container>::value) {
       // Set elements are converted beside the set and then inserted: their order depends on them.
       X item{};
       adapt(list->element(i), &item, container, messages);

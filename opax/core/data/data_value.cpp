@@ -93,8 +93,9 @@ void AppendInvalidType(std::list<BaseMessage>& messages) {
   messages.push_back(BaseMessage::Make(MessageIds::kInvalidType));
 }
 
-void AppendOutOfRange(int64_t value, std::list<BaseMessage>& messages) {
-  messages.push_back(BaseMessage::Make(MessageIds::kIntegerOutOfRange, {std::to_string(value)}));
+void AppendOutOfRange(int64_t value, int64_t low, int64_t high, std::list<BaseMessage>& messages) {
+  messages.push_back(BaseMessage::Make(MessageIds::kIntegerOutOfRange,
+                                       {std::to_string(value), std::to_string(low) + ".." + std::to_string(high)}));
 }
 
 bool Convert(DataValue const& value, bool& out, std::list<BaseMessage>& messages) {

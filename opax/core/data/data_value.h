@@ -169,13 +169,15 @@ std::shared_ptr<DataValue const> BooleanInstance(bool value);
 std::shared_ptr<DataValue const> IntegerInstance(int64_t value);
 
 void AppendInvalidType(std::list<BaseMessage>& messages);
-void AppendOutOfRange(int64_t value, std::list<BaseMessage>& messages);
+// `low`..`high` is the range of the native integer type the value was read into.
+void AppendOutOfRange(int64_t value, int64_t low, int64_t high, std::list<BaseMessage>& messages);
 
 template <class X>
 bool NarrowInteger(int64_t value, X& out, std::list<BaseMessage>& messages) {
   if (value < static_cast<int64_t>(std::numeric_limits<X>::min()) ||
       value > static_cast<int64_t>(std::numeric_limits<X>::max())) {
-    AppendOutOfRange(value, messages);
+    AppendOutOfRange(value, static_cast<int64_t>(std::numeric_limits<X>::min()),
+                     static_cast<int64_t>(std::numeric_limits<X>::max()), messages);
     return false;
   }
   out = static_cast<X>(value);
