@@ -13,7 +13,7 @@ class SecretString {
   static constexpr char const* kMask = "********";
 
   SecretString() = default;
-  explicit SecretString(std::string value) : value_(std::move(value)) {}
+  explicit SecretString(std::string value) : value_(std::move(value)) { WipeString(value); }
   explicit SecretString(char const* value) : value_(value) {}
   SecretString(SecretString const&) = default;
   SecretString(SecretString&& other) noexcept : value_(std::move(other.value_)) { other.Wipe(); }
@@ -29,7 +29,9 @@ class SecretString {
   bool operator<(SecretString const& other) const { return value_ < other.value_; }
 
  private:
-  void Wipe() noexcept;
+  void Wipe() noexcept { WipeString(value_); }
+  // Zeroes every byte the string owns, its unused capacity and short-string buffer included.
+  static void WipeString(std::string& text) noexcept;
   std::string value_;
 };
 

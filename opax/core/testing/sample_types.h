@@ -83,6 +83,13 @@ struct Link {
   std::list<std::shared_ptr<Link const>> next;
 };
 
+// Two fields of one structure type.
+struct Pair {
+  std::shared_ptr<::Opax::Data::StructValue const> unknownFields;
+  std::shared_ptr<Detail const> left;
+  ::Opax::OptionalPtr<Detail const> right;
+};
+
 // Field lists: wire name and member, in declaration order.
 template <class T>
 struct Fields;
@@ -161,6 +168,17 @@ struct Fields<Link> {
   static constexpr char const* names[] = {"next"};
 };
 
+template <>
+struct Fields<Pair> {
+  static constexpr char const* name = "sample.pair";
+  template <class F>
+  static void ForEach(F&& f) {
+    f("left", &Pair::left);
+    f("right", &Pair::right);
+  }
+  static constexpr char const* names[] = {"left", "right"};
+};
+
 template <class T>
 constexpr std::size_t FieldCount() {
   return sizeof(Fields<T>::names) / sizeof(Fields<T>::names[0]);
@@ -219,6 +237,8 @@ template <>
 struct TypeInfo<Sample::Node> : SampleTypeInfo<Sample::Node> {};
 template <>
 struct TypeInfo<Sample::Link> : SampleTypeInfo<Sample::Link> {};
+template <>
+struct TypeInfo<Sample::Pair> : SampleTypeInfo<Sample::Pair> {};
 
 #define OPAX_SAMPLE_ADAPT_METHODS(T)                                                                        \
   template <>                                                                                               \
@@ -238,6 +258,7 @@ OPAX_SAMPLE_ADAPT_METHODS(Sample::Detail)
 OPAX_SAMPLE_ADAPT_METHODS(Sample::Record)
 OPAX_SAMPLE_ADAPT_METHODS(Sample::Node)
 OPAX_SAMPLE_ADAPT_METHODS(Sample::Link)
+OPAX_SAMPLE_ADAPT_METHODS(Sample::Pair)
 #undef OPAX_SAMPLE_ADAPT_METHODS
 
 }  // namespace Data
