@@ -80,8 +80,8 @@ TEST(Adapters, FieldsAreListedInDeclarationOrderAndUnsetOptionalsAppear) {
   Messages messages;
   std::shared_ptr<DataValue const> value;
   ASSERT_TRUE(NativeToValueAdapter::Adapt(detail, value, messages));
-  EXPECT_EQ(Listing(*value), (std::vector<std::string>{"label", "owner", "path", "size", "count", "enabled", "shared",
-                                                       "color", "tags"}));
+  EXPECT_EQ(Listing(*value), (std::vector<std::string>{"label", "owner", "path", "size", "count", "enabled",
+                                                       "shared", "color", "tags"}));
   auto const& label = **static_cast<StructValue const&>(*value).FindField("label");
   ASSERT_EQ(label.kind(), Kind::Optional);
   EXPECT_FALSE(static_cast<OptionalValue const&>(label).isSet());
@@ -132,8 +132,8 @@ TEST(Adapters, AbsentFieldsKeepTheirDefaults) {
 
 TEST(Adapters, NonStructureForAStructureIsExactlyOneInvalidTypeAndTouchesNothing) {
   for (auto const& bad : std::vector<std::shared_ptr<DataValue const>>{
-           DataValue::Create(std::string("x")), ListValue::GetInstance(Kind::Structure), OptionalValue::GetInstance(),
-           DataValue::Create(Opax::Void())}) {
+           DataValue::Create(std::string("x")), ListValue::GetInstance(Kind::Structure),
+           OptionalValue::GetInstance(), DataValue::Create(Opax::Void())}) {
     Sample::Record record;
     record.name = "kept";
     Messages messages;

@@ -41,14 +41,13 @@ NativeToDefinitionAdapter::CompoundHelper<StructDefinition>::CompoundHelper(void
   container.push_back(Entry{SrcType{pending_}, &N2D::FinishStructure, destination});
 }
 
-namespace N2D {
-
-void FinishStructure(Adapter::SrcType const& source, Adapter::Destination const& destination,
-                     Adapter::Container& container, std::list<BaseMessage>&) {
+void N2D::FinishStructure(Adapter::SrcType const& source, Adapter::Destination const& destination,
+                          Adapter::Container& container, std::list<BaseMessage>&) {
   auto& pending = *static_cast<N2D_internal::PendingStructure*>(const_cast<void*>(source.build));
   std::shared_ptr<DataDefinition const> definition =
       pending.type == DefinitionType::Error
-          ? std::shared_ptr<DataDefinition const>(ErrorDefinition::GetInstance(std::move(pending.name), std::move(pending.fields)))
+          ? std::shared_ptr<DataDefinition const>(
+                ErrorDefinition::GetInstance(std::move(pending.name), std::move(pending.fields)))
           : StructDefinition::GetInstance(std::move(pending.name), std::move(pending.fields));
   for (auto const& reference : pending.references) reference->targetDefinition(definition);
   auto& known = container.known()[pending.key];
@@ -57,16 +56,9 @@ void FinishStructure(Adapter::SrcType const& source, Adapter::Destination const&
   *destination = std::move(definition);
 }
 
-void AdaptOperationInputDefinition(Adapter::SrcType const&, Adapter::Destination const& destination,
-                                   Adapter::Container&, std::list<BaseMessage>&) {
+void N2D::AdaptOperationInput(Adapter::SrcType const&, Adapter::Destination const& destination,
+                              Adapter::Container&, std::list<BaseMessage>&) {
   *destination = StructDefinition::GetInstance(TypeInfo<Opax::OperationInput>::name(), {});
-}
-
-}  // namespace N2D
-
-NativeToDefinitionAdapter::AdaptFunction NativeToDefinitionAdapter::AdaptMethod<Opax::OperationInput>::Get(
-    Opax::OperationInput const*) {
-  return &N2D::AdaptOperationInputDefinition;
 }
 
 }  // namespace Data

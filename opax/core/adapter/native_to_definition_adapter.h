@@ -130,83 +130,86 @@ class NativeToDefinitionAdapter::CompoundHelper<StructDefinition> {
   Container& container_;
 };
 
-namespace N2D {
+// The leaf adapt functions of this adapter (see NativeTraits::LeafMethod).
+struct N2D {
+  using Adapter = NativeToDefinitionAdapter;
 
-using Adapter = NativeToDefinitionAdapter;
+  // Completes a structure once its fields are described (the entry's source points at the build).
+  static void FinishStructure(Adapter::SrcType const& source, Adapter::Destination const& destination,
+                              Adapter::Container& container, std::list<BaseMessage>& messages);
 
-// Completes a structure once its fields are described (the entry's source points at the build).
-void FinishStructure(Adapter::SrcType const& source, Adapter::Destination const& destination,
-                     Adapter::Container& container, std::list<BaseMessage>& messages);
-
-template <class X>
-void AdaptPrimitive(Adapter::SrcType const&, Adapter::Destination const& destination, Adapter::Container&,
-                    std::list<BaseMessage>&) {
-  *destination = DataDefinition::Create<X>();
-}
-
-template <class E>
-void AdaptEnumeration(Adapter::SrcType const&, Adapter::Destination const& destination, Adapter::Container&,
-                      std::list<BaseMessage>&) {
-  // Immutable, so one instance per enumeration serves every conversion.
-  static std::shared_ptr<DataDefinition const> const definition =
-      IsOneOfDefinition::GetInstance(&EnumTraits<E>::IsKnownText);
-  *destination = definition;
-}
-
-template <class Wrapper, class X>
-void AdaptWrapper(Adapter::SrcType const& source, Adapter::Destination const& destination,
-                  Adapter::Container& container, std::list<BaseMessage>& messages) {
-  auto wrapper = Wrapper::GetInstance(nullptr);
-  *destination = wrapper;
-  Adapter::AdaptMethod<X>::Get(nullptr)(source, wrapper->slot(), container, messages);
-}
-
-}  // namespace N2D
-
-template <class T>
-struct NativeToDefinitionAdapter::AdaptMethod<T, std::enable_if_t<NativeTraits::IsPrimitive<T>::value>> {
-  static AdaptFunction Get(T const* = nullptr) { return &N2D::AdaptPrimitive<T>; }
-};
-template <class E>
-struct NativeToDefinitionAdapter::AdaptMethod<E, std::enable_if_t<NativeTraits::kIsEnum<E>>> {
-  static AdaptFunction Get(E const* = nullptr) { return &N2D::AdaptEnumeration<E>; }
-};
-template <class X>
-struct NativeToDefinitionAdapter::AdaptMethod<boost::optional<X>> {
-  static AdaptFunction Get(boost::optional<X> const* = nullptr) { return &N2D::AdaptWrapper<OptionalDefinition, X>; }
-};
-// A structure pointer is described by the structure itself.
-template <class S>
-struct NativeToDefinitionAdapter::AdaptMethod<std::shared_ptr<S>> {
-  static AdaptFunction Get(std::shared_ptr<S> const* = nullptr) {
-    return AdaptMethod<std::remove_const_t<S>>::Get(nullptr);
+  template <class X>
+  static void AdaptPrimitive(Adapter::SrcType const&, Adapter::Destination const& destination,
+                             Adapter::Container&, std::list<BaseMessage>&) {
+    *destination = DataDefinition::Create<X>();
   }
-};
-template <class S>
-struct NativeToDefinitionAdapter::AdaptMethod<Opax::OptionalPtr<S>> {
-  static AdaptFunction Get(Opax::OptionalPtr<S> const* = nullptr) {
-    return &N2D::AdaptWrapper<OptionalDefinition, std::shared_ptr<S>>;
+
+  template <class E>
+  static void AdaptEnumeration(Adapter::SrcType const&, Adapter::Destination const& destination,
+                               Adapter::Container&, std::list<BaseMessage>&) {
+    // Immutable, so one instance per enumeration serves every conversion.
+    static std::shared_ptr<DataDefinition const> const definition =
+        IsOneOfDefinition::GetInstance(&EnumTraits<E>::IsKnownText);
+    *destination = definition;
   }
+
+  template <class Wrapper, class X>
+  static void AdaptWrapper(Adapter::SrcType const& source, Adapter::Destination const& destination,
+                           Adapter::Container& container, std::list<BaseMessage>& messages) {
+    auto wrapper = Wrapper::GetInstance(nullptr);
+    *destination = wrapper;
+    Adapter::AdaptMethod<X>::Get(nullptr)(source, wrapper->slot(), container, messages);
+  }
+
+  template <class X>
+  static void AdaptOptional(Adapter::SrcType const& source, Adapter::Destination const& destination,
+                            Adapter::Container& container, std::list<BaseMessage>& messages) {
+    AdaptWrapper<OptionalDefinition, X>(source, destination, container, messages);
+  }
+
+  // A structure pointer is described by the structure itself.
+  template <class S>
+  static void AdaptSharedStructure(Adapter::SrcType const& source, Adapter::Destination const& destination,
+                                   Adapter::Container& container, std::list<BaseMessage>& messages) {
+    Adapter::AdaptMethod<std::remove_const_t<S>>::Get(nullptr)(source, destination, container, messages);
+  }
+
+  template <class S>
+  static void AdaptOptionalStructure(Adapter::SrcType const& source, Adapter::Destination const& destination,
+                                     Adapter::Container& container, std::list<BaseMessage>& messages) {
+    AdaptWrapper<OptionalDefinition, std::shared_ptr<S>>(source, destination, container, messages);
+  }
+
+  template <class T>
+  static void AdaptSequence(Adapter::SrcType const& source, Adapter::Destination const& destination,
+                            Adapter::Container& container, std::list<BaseMessage>& messages) {
+    AdaptWrapper<ListDefinition, typename T::value_type>(source, destination, container, messages);
+  }
+
+  template <class T>
+  static void AdaptMap(Adapter::SrcType const& source, Adapter::Destination const& destination,
+                       Adapter::Container& container, std::list<BaseMessage>& messages) {
+    AdaptWrapper<MapDefinition, typename T::mapped_type>(source, destination, container, messages);
+  }
+
+  static void AdaptDynamicStructure(Adapter::SrcType const& source, Adapter::Destination const& destination,
+                                    Adapter::Container& container, std::list<BaseMessage>& messages) {
+    AdaptPrimitive<DynamicStructure>(source, destination, container, messages);
+  }
+
+  static void AdaptDynamicError(Adapter::SrcType const& source, Adapter::Destination const& destination,
+                                Adapter::Container& container, std::list<BaseMessage>& messages) {
+    AdaptPrimitive<DynamicError>(source, destination, container, messages);
+  }
+
+  static void AdaptOperationInput(Adapter::SrcType const&, Adapter::Destination const& destination,
+                                  Adapter::Container&, std::list<BaseMessage>&);
 };
-template <class T>
-struct NativeToDefinitionAdapter::AdaptMethod<T, std::enable_if_t<NativeTraits::IsSequence<T>::value>> {
-  static AdaptFunction Get(T const* = nullptr) { return &N2D::AdaptWrapper<ListDefinition, typename T::value_type>; }
-};
-template <class T>
-struct NativeToDefinitionAdapter::AdaptMethod<T, std::enable_if_t<NativeTraits::IsStringMap<T>::value>> {
-  static AdaptFunction Get(T const* = nullptr) { return &N2D::AdaptWrapper<MapDefinition, typename T::mapped_type>; }
-};
-template <>
-struct NativeToDefinitionAdapter::AdaptMethod<DynamicStructure> {
-  static AdaptFunction Get(DynamicStructure const* = nullptr) { return &N2D::AdaptPrimitive<DynamicStructure>; }
-};
-template <>
-struct NativeToDefinitionAdapter::AdaptMethod<DynamicError> {
-  static AdaptFunction Get(DynamicError const* = nullptr) { return &N2D::AdaptPrimitive<DynamicError>; }
-};
-template <>
-struct NativeToDefinitionAdapter::AdaptMethod<Opax::OperationInput> {
-  static AdaptFunction Get(Opax::OperationInput const* = nullptr);
+
+// Every type but a generated structure: the leaf that NativeTraits picks.
+template <class T, class Enable>
+struct NativeToDefinitionAdapter::AdaptMethod {
+  static AdaptFunction Get(T const* = nullptr) { return NativeTraits::LeafMethod<N2D, T>::Get(); }
 };
 
 }  // namespace Data

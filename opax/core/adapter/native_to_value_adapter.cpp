@@ -16,23 +16,20 @@ bool NativeToValueAdapter::Adapt(NativeConstPtr source, AdaptFunction root, Dest
   return true;
 }
 
-namespace N2V {
-
-void AdaptDynamicStructure(NativeConstPtr const& source, Adapter::Destination const& destination, Adapter::Queue&,
-                           std::list<BaseMessage>&) {
+void N2V::AdaptDynamicStructure(NativeConstPtr const& source, Adapter::Destination const& destination,
+                                Adapter::Queue&, std::list<BaseMessage>&) {
   *destination = static_cast<DynamicStructure const*>(source)->value();
 }
 
-void AdaptDynamicError(NativeConstPtr const& source, Adapter::Destination const& destination, Adapter::Queue&,
-                       std::list<BaseMessage>&) {
+void N2V::AdaptDynamicError(NativeConstPtr const& source, Adapter::Destination const& destination,
+                            Adapter::Queue&, std::list<BaseMessage>&) {
   *destination = static_cast<DynamicError const*>(source)->value();
 }
 
-void AdaptOperationInput(NativeConstPtr const&, Adapter::Destination const& destination, Adapter::Queue&,
-                         std::list<BaseMessage>&) {
+void N2V::AdaptOperationInput(NativeConstPtr const&, Adapter::Destination const& destination, Adapter::Queue&,
+                              std::list<BaseMessage>&) {
   *destination = StructValue::GetInstance(TypeInfo<Opax::OperationInput>::name());
 }
 
-}  // namespace N2V
 }  // namespace Data
 }  // namespace Opax

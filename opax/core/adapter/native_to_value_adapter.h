@@ -79,7 +79,8 @@ class NativeToValueAdapter::CompoundHelper<StructValue> {
   // type does not declare.
   void AddUnknownFields(std::shared_ptr<StructValue const> const& unknownFields) {
     if (!unknownFields) return;
-    for (FieldMap::Field const& field : unknownFields->fields().inOrder()) value_->SetField(field.name(), field.value());
+    for (FieldMap::Field const& field : unknownFields->fields().inOrder())
+      value_->SetField(field.name(), field.value());
   }
 
   StructValue& value() { return *value_; }
@@ -89,148 +90,112 @@ class NativeToValueAdapter::CompoundHelper<StructValue> {
   Queue& queue_;
 };
 
-namespace N2V {
+// The leaf adapt functions of this adapter (see NativeTraits::LeafMethod).
+struct N2V {
+  using Adapter = NativeToValueAdapter;
 
-using Adapter = NativeToValueAdapter;
-
-template <class X>
-void AdaptPrimitive(NativeConstPtr const& source, Adapter::Destination const& destination, Adapter::Queue&,
-                    std::list<BaseMessage>&) {
-  *destination = DataValue::Create(*static_cast<X const*>(source));
-}
-
-template <class E>
-void AdaptEnumeration(NativeConstPtr const& source, Adapter::Destination const& destination, Adapter::Queue&,
-                      std::list<BaseMessage>&) {
-  *destination = StringValue::GetInstance(EnumTraits<E>::Text(*static_cast<E const*>(source)));
-}
-
-template <class X>
-void AdaptOptional(NativeConstPtr const& source, Adapter::Destination const& destination, Adapter::Queue& queue,
-                   std::list<BaseMessage>& messages) {
-  auto const& optional = *static_cast<boost::optional<X> const*>(source);
-  if (!optional) {
-    *destination = OptionalValue::Unset();
-    return;
+  template <class X>
+  static void AdaptPrimitive(NativeConstPtr const& source, Adapter::Destination const& destination,
+                             Adapter::Queue&, std::list<BaseMessage>&) {
+    *destination = DataValue::Create(*static_cast<X const*>(source));
   }
-  auto value = OptionalValue::GetInstance();
-  *destination = value;
-  Adapter::AdaptMethod<X>::Get(nullptr)(&*optional, value->slot(), queue, messages);
-}
 
-template <class S>
-void AdaptSharedStructure(NativeConstPtr const& source, Adapter::Destination const& destination,
-                          Adapter::Queue& queue, std::list<BaseMessage>& messages) {
-  auto const& pointer = *static_cast<std::shared_ptr<S> const*>(source);
-  if (!pointer) {
-    messages.push_back(BaseMessage::Make(MessageIds::kUnsetNonOptionalField));
-    return;
+  template <class E>
+  static void AdaptEnumeration(NativeConstPtr const& source, Adapter::Destination const& destination,
+                               Adapter::Queue&, std::list<BaseMessage>&) {
+    *destination = StringValue::GetInstance(EnumTraits<E>::Text(*static_cast<E const*>(source)));
   }
-  using Plain = std::remove_const_t<S>;
-  queue.push_back(Adapter::Entry{pointer.get(), Adapter::AdaptMethod<Plain>::Get(nullptr), destination});
-}
 
-template <class S>
-void AdaptOptionalStructure(NativeConstPtr const& source, Adapter::Destination const& destination,
+  template <class X>
+  static void AdaptOptional(NativeConstPtr const& source, Adapter::Destination const& destination,
                             Adapter::Queue& queue, std::list<BaseMessage>& messages) {
-  auto const& optional = *static_cast<Opax::OptionalPtr<S> const*>(source);
-  if (!optional) {
-    *destination = OptionalValue::Unset();
-    return;
+    auto const& optional = *static_cast<boost::optional<X> const*>(source);
+    if (!optional) {
+      *destination = OptionalValue::Unset();
+      return;
+    }
+    auto value = OptionalValue::GetInstance();
+    *destination = value;
+    Adapter::AdaptMethod<X>::Get(nullptr)(&*optional, value->slot(), queue, messages);
   }
-  auto value = OptionalValue::GetInstance();
-  *destination = value;
-  AdaptSharedStructure<S>(&optional.get(), value->slot(), queue, messages);
-}
 
-template <class Container>
-void AdaptSequence(NativeConstPtr const& source, Adapter::Destination const& destination, Adapter::Queue& queue,
-                   std::list<BaseMessage>& messages) {
-  using X = typename Container::value_type;
-  auto const& items = *static_cast<Container const*>(source);
-  constexpr Kind kElementKind = NativeTraits::ValueKind<X>::value;
-  if constexpr (kElementKind == Kind::String && !NativeTraits::kIsEnum<X>) {
-    auto list = ListValueString::GetInstance();
-    list->Store(items);
-    *destination = std::move(list);
-  } else if constexpr (kElementKind == Kind::String) {
-    auto list = ListValueString::GetInstance();
-    for (X const& item : items) list->Append(EnumTraits<X>::Text(item));
-    *destination = std::move(list);
-  } else if constexpr (kElementKind == Kind::Integer) {
-    auto list = ListValueLong::GetInstance();
-    list->Store(items);
-    *destination = std::move(list);
-  } else {
-    auto list = std::make_shared<ListValue>(kElementKind);
-    list->values().resize(items.size());
-    *destination = list;
-    auto const adapt = Adapter::AdaptMethod<X>::Get(nullptr);
-    std::size_t i = 0;
-    for (X const& item : items) adapt(&item, &list->values()[i++], queue, messages);
+  template <class S>
+  static void AdaptSharedStructure(NativeConstPtr const& source, Adapter::Destination const& destination,
+                                   Adapter::Queue& queue, std::list<BaseMessage>& messages) {
+    auto const& pointer = *static_cast<std::shared_ptr<S> const*>(source);
+    if (!pointer) {
+      messages.push_back(BaseMessage::Make(MessageIds::kUnsetNonOptionalField));
+      return;
+    }
+    using Plain = std::remove_const_t<S>;
+    queue.push_back(Adapter::Entry{pointer.get(), Adapter::AdaptMethod<Plain>::Get(nullptr), destination});
   }
-}
 
-template <class Map>
-void AdaptMap(NativeConstPtr const& source, Adapter::Destination const& destination, Adapter::Queue& queue,
-              std::list<BaseMessage>& messages) {
-  auto const& entries = *static_cast<Map const*>(source);
-  auto map = MapValue::GetInstance();
-  map->fields().reserve(entries.size());
-  *destination = map;
-  auto const adapt = Adapter::AdaptMethod<typename Map::mapped_type>::Get(nullptr);
-  for (auto const& [key, item] : entries) adapt(&item, &map->fields().slot(key), queue, messages);
-}
+  template <class S>
+  static void AdaptOptionalStructure(NativeConstPtr const& source, Adapter::Destination const& destination,
+                                     Adapter::Queue& queue, std::list<BaseMessage>& messages) {
+    auto const& optional = *static_cast<Opax::OptionalPtr<S> const*>(source);
+    if (!optional) {
+      *destination = OptionalValue::Unset();
+      return;
+    }
+    auto value = OptionalValue::GetInstance();
+    *destination = value;
+    AdaptSharedStructure<S>(&optional.get(), value->slot(), queue, messages);
+  }
 
-void AdaptDynamicStructure(NativeConstPtr const& source, Adapter::Destination const& destination, Adapter::Queue&,
-                           std::list<BaseMessage>&);
-void AdaptDynamicError(NativeConstPtr const& source, Adapter::Destination const& destination, Adapter::Queue&,
-                       std::list<BaseMessage>&);
-void AdaptOperationInput(NativeConstPtr const& source, Adapter::Destination const& destination, Adapter::Queue&,
-                         std::list<BaseMessage>&);
+  template <class Container>
+  static void AdaptSequence(NativeConstPtr const& source, Adapter::Destination const& destination,
+                            Adapter::Queue& queue, std::list<BaseMessage>& messages) {
+    using X = typename Container::value_type;
+    auto const& items = *static_cast<Container const*>(source);
+    constexpr Kind kElementKind = NativeTraits::ValueKind<X>::value;
+    if constexpr (kElementKind == Kind::String && !NativeTraits::kIsEnum<X>) {
+      auto list = ListValueString::GetInstance();
+      list->Store(items);
+      *destination = std::move(list);
+    } else if constexpr (kElementKind == Kind::String) {
+      auto list = ListValueString::GetInstance();
+      for (X const& item : items) list->Append(EnumTraits<X>::Text(item));
+      *destination = std::move(list);
+    } else if constexpr (kElementKind == Kind::Integer) {
+      auto list = ListValueLong::GetInstance();
+      list->Store(items);
+      *destination = std::move(list);
+    } else {
+      auto list = std::make_shared<ListValue>(kElementKind);
+      list->values().resize(items.size());
+      *destination = list;
+      auto const adapt = Adapter::AdaptMethod<X>::Get(nullptr);
+      std::size_t i = 0;
+      for (X const& item : items) adapt(&item, &list->values()[i++], queue, messages);
+    }
+  }
 
-}  // namespace N2V
+  template <class Map>
+  static void AdaptMap(NativeConstPtr const& source, Adapter::Destination const& destination,
+                       Adapter::Queue& queue, std::list<BaseMessage>& messages) {
+    auto const& entries = *static_cast<Map const*>(source);
+    auto map = MapValue::GetInstance();
+    map->fields().reserve(entries.size());
+    *destination = map;
+    auto const adapt = Adapter::AdaptMethod<typename Map::mapped_type>::Get(nullptr);
+    for (auto const& [key, item] : entries) adapt(&item, &map->fields().slot(key), queue, messages);
+  }
+
+  static void AdaptDynamicStructure(NativeConstPtr const& source, Adapter::Destination const& destination,
+                                    Adapter::Queue&, std::list<BaseMessage>&);
+  static void AdaptDynamicError(NativeConstPtr const& source, Adapter::Destination const& destination,
+                                Adapter::Queue&, std::list<BaseMessage>&);
+  static void AdaptOperationInput(NativeConstPtr const& source, Adapter::Destination const& destination,
+                                  Adapter::Queue&, std::list<BaseMessage>&);
+};
 
 // The adapt functions of every type that is not a generated structure.
-template <class T>
-struct NativeToValueAdapter::AdaptMethod<T, std::enable_if_t<NativeTraits::IsPrimitive<T>::value>> {
-  static AdaptFunction Get(T const* = nullptr) { return &N2V::AdaptPrimitive<T>; }
-};
-template <class E>
-struct NativeToValueAdapter::AdaptMethod<E, std::enable_if_t<NativeTraits::kIsEnum<E>>> {
-  static AdaptFunction Get(E const* = nullptr) { return &N2V::AdaptEnumeration<E>; }
-};
-template <class X>
-struct NativeToValueAdapter::AdaptMethod<boost::optional<X>> {
-  static AdaptFunction Get(boost::optional<X> const* = nullptr) { return &N2V::AdaptOptional<X>; }
-};
-template <class S>
-struct NativeToValueAdapter::AdaptMethod<std::shared_ptr<S>> {
-  static AdaptFunction Get(std::shared_ptr<S> const* = nullptr) { return &N2V::AdaptSharedStructure<S>; }
-};
-template <class S>
-struct NativeToValueAdapter::AdaptMethod<Opax::OptionalPtr<S>> {
-  static AdaptFunction Get(Opax::OptionalPtr<S> const* = nullptr) { return &N2V::AdaptOptionalStructure<S>; }
-};
-template <class T>
-struct NativeToValueAdapter::AdaptMethod<T, std::enable_if_t<NativeTraits::IsSequence<T>::value>> {
-  static AdaptFunction Get(T const* = nullptr) { return &N2V::AdaptSequence<T>; }
-};
-template <class T>
-struct NativeToValueAdapter::AdaptMethod<T, std::enable_if_t<NativeTraits::IsStringMap<T>::value>> {
-  static AdaptFunction Get(T const* = nullptr) { return &N2V::AdaptMap<T>; }
-};
-template <>
-struct NativeToValueAdapter::AdaptMethod<DynamicStructure> {
-  static AdaptFunction Get(DynamicStructure const* = nullptr) { return &N2V::AdaptDynamicStructure; }
-};
-template <>
-struct NativeToValueAdapter::AdaptMethod<DynamicError> {
-  static AdaptFunction Get(DynamicError const* = nullptr) { return &N2V::AdaptDynamicError; }
-};
-template <>
-struct NativeToValueAdapter::AdaptMethod<Opax::OperationInput> {
-  static AdaptFunction Get(Opax::OperationInput const* = nullptr) { return &N2V::AdaptOperationInput; }
+// Every type but a generated structure: the leaf that NativeTraits picks.
+template <class T, class Enable>
+struct NativeToValueAdapter::AdaptMethod {
+  static AdaptFunction Get(T const* = nullptr) { return NativeTraits::LeafMethod<N2V, T>::Get(); }
 };
 
 }  // namespace Data

@@ -5,6 +5,7 @@
 // names them by specialising each adapter's AdaptMethod.
 
 #include <opax/core/base/enum.h>
+#include <opax/core/base/operation_input.h>
 #include <opax/core/base/optional_ptr.h>
 #include <opax/core/data/data_value.h>
 #include <opax/core/data/dynamic_structure.h>
@@ -60,7 +61,8 @@ struct IsStringMap<std::map<std::string, X, C>> : std::true_type {};
 template <class T, class = void>
 struct ValueKind : std::integral_constant<Kind, Kind::Structure> {};
 template <class T>
-struct ValueKind<T, std::enable_if_t<IsPrimitive<T>::value>> : std::integral_constant<Kind, PrimitiveTraits<T>::kind> {};
+struct ValueKind<T, std::enable_if_t<IsPrimitive<T>::value>>
+    : std::integral_constant<Kind, PrimitiveTraits<T>::kind> {};
 template <class T>
 struct ValueKind<T, std::enable_if_t<kIsEnum<T>>> : std::integral_constant<Kind, Kind::String> {};
 template <class X>
@@ -78,6 +80,53 @@ template <class X, class C>
 struct ValueKind<std::map<std::string, X, C>> : std::integral_constant<Kind, Kind::Map> {};
 template <>
 struct ValueKind<DynamicError> : std::integral_constant<Kind, Kind::Error> {};
+
+// The adapt function of a native type that is not a generated structure, picked from an adapter's
+// set of leaf functions `L`. The three adapters classify native types here, once; a type that
+// matches nothing is a structure, which generated code names by specialising AdaptMethod.
+template <class L, class T, class = void>
+struct LeafMethod;
+
+template <class L, class T>
+struct LeafMethod<L, T, std::enable_if_t<IsPrimitive<T>::value>> {
+  static constexpr auto Get() { return &L::template AdaptPrimitive<T>; }
+};
+template <class L, class E>
+struct LeafMethod<L, E, std::enable_if_t<kIsEnum<E>>> {
+  static constexpr auto Get() { return &L::template AdaptEnumeration<E>; }
+};
+template <class L, class X>
+struct LeafMethod<L, boost::optional<X>> {
+  static constexpr auto Get() { return &L::template AdaptOptional<X>; }
+};
+template <class L, class S>
+struct LeafMethod<L, std::shared_ptr<S>> {
+  static constexpr auto Get() { return &L::template AdaptSharedStructure<S>; }
+};
+template <class L, class S>
+struct LeafMethod<L, Opax::OptionalPtr<S>> {
+  static constexpr auto Get() { return &L::template AdaptOptionalStructure<S>; }
+};
+template <class L, class T>
+struct LeafMethod<L, T, std::enable_if_t<IsSequence<T>::value>> {
+  static constexpr auto Get() { return &L::template AdaptSequence<T>; }
+};
+template <class L, class T>
+struct LeafMethod<L, T, std::enable_if_t<IsStringMap<T>::value>> {
+  static constexpr auto Get() { return &L::template AdaptMap<T>; }
+};
+template <class L>
+struct LeafMethod<L, DynamicStructure> {
+  static constexpr auto Get() { return &L::AdaptDynamicStructure; }
+};
+template <class L>
+struct LeafMethod<L, DynamicError> {
+  static constexpr auto Get() { return &L::AdaptDynamicError; }
+};
+template <class L>
+struct LeafMethod<L, Opax::OperationInput> {
+  static constexpr auto Get() { return &L::AdaptOperationInput; }
+};
 
 }  // namespace NativeTraits
 }  // namespace Data

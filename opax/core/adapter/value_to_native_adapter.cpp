@@ -20,7 +20,8 @@ bool ValueToNativeAdapter::Adapt(Source const& value, AdaptFunction root, Native
 namespace {
 
 DataValue const* LookThroughOptionals(DataValue const* value) {
-  while (value != nullptr && value->kind() == Kind::Optional) value = static_cast<OptionalValue const*>(value)->value().get();
+  while (value != nullptr && value->kind() == Kind::Optional)
+    value = static_cast<OptionalValue const*>(value)->value().get();
   return value;
 }
 
@@ -60,10 +61,8 @@ std::shared_ptr<StructValue const> ValueToNativeAdapter::CompoundHelper<StructVa
   return unknown;
 }
 
-namespace V2N {
-
-DataValue const* StructureOrReport(Adapter::Source const& value, Adapter::Container& container,
-                                   std::list<BaseMessage>& messages) {
+DataValue const* V2N::StructureOrReport(Adapter::Source const& value, Adapter::Container& container,
+                                        std::list<BaseMessage>& messages) {
   DataValue const* inner = LookThroughOptionals(value.get());
   if (StructValue::Cast(inner) == nullptr) {
     Fail(MessageIds::kInvalidType, {}, container, messages);
@@ -72,8 +71,8 @@ DataValue const* StructureOrReport(Adapter::Source const& value, Adapter::Contai
   return inner;
 }
 
-ListValue const* ListOrReport(Adapter::Source const& value, Adapter::Container& container,
-                              std::list<BaseMessage>& messages) {
+ListValue const* V2N::ListOrReport(Adapter::Source const& value, Adapter::Container& container,
+                                   std::list<BaseMessage>& messages) {
   DataValue const* inner = LookThroughOptionals(value.get());
   if (inner == nullptr || inner->kind() != Kind::List) {
     Fail(MessageIds::kInvalidType, {}, container, messages);
@@ -82,8 +81,8 @@ ListValue const* ListOrReport(Adapter::Source const& value, Adapter::Container& 
   return static_cast<ListValue const*>(inner);
 }
 
-CompoundValue const* MapOrReport(Adapter::Source const& value, Adapter::Container& container,
-                                 std::list<BaseMessage>& messages) {
+CompoundValue const* V2N::MapOrReport(Adapter::Source const& value, Adapter::Container& container,
+                                      std::list<BaseMessage>& messages) {
   DataValue const* inner = LookThroughOptionals(value.get());
   if (inner == nullptr || (inner->kind() != Kind::Map && inner->kind() != Kind::Structure)) {
     Fail(MessageIds::kInvalidType, {}, container, messages);
@@ -92,8 +91,8 @@ CompoundValue const* MapOrReport(Adapter::Source const& value, Adapter::Containe
   return static_cast<CompoundValue const*>(inner);
 }
 
-void AdaptDynamicStructure(Adapter::Source const& value, NativePtr const& destination, Adapter::Container& container,
-                           std::list<BaseMessage>& messages) {
+void V2N::AdaptDynamicStructure(Adapter::Source const& value, NativePtr const& destination,
+                                Adapter::Container& container, std::list<BaseMessage>& messages) {
   DataValue const* inner = StructureOrReport(value, container, messages);
   if (inner == nullptr) return;
   // Aliasing keeps the whole received value alive for as long as the field holds the structure.
@@ -101,8 +100,8 @@ void AdaptDynamicStructure(Adapter::Source const& value, NativePtr const& destin
       DynamicStructure(std::shared_ptr<StructValue const>(value, static_cast<StructValue const*>(inner)));
 }
 
-void AdaptDynamicError(Adapter::Source const& value, NativePtr const& destination, Adapter::Container& container,
-                       std::list<BaseMessage>& messages) {
+void V2N::AdaptDynamicError(Adapter::Source const& value, NativePtr const& destination,
+                            Adapter::Container& container, std::list<BaseMessage>& messages) {
   DataValue const* inner = LookThroughOptionals(value.get());
   if (inner == nullptr || inner->kind() != Kind::Error) {
     Fail(MessageIds::kInvalidType, {}, container, messages);
@@ -112,11 +111,10 @@ void AdaptDynamicError(Adapter::Source const& value, NativePtr const& destinatio
       DynamicError(std::shared_ptr<ErrorValue const>(value, static_cast<ErrorValue const*>(inner)));
 }
 
-void AdaptOperationInput(Adapter::Source const& value, NativePtr const&, Adapter::Container& container,
-                         std::list<BaseMessage>& messages) {
+void V2N::AdaptOperationInput(Adapter::Source const& value, NativePtr const&, Adapter::Container& container,
+                              std::list<BaseMessage>& messages) {
   StructureOrReport(value, container, messages);
 }
 
-}  // namespace V2N
 }  // namespace Data
 }  // namespace Opax

@@ -41,7 +41,8 @@ class ValueToNativeAdapter {
 
   // Converts `value` with `root` into the native object at `destination`. False, with messages,
   // on the first failure.
-  static bool Adapt(Source const& value, AdaptFunction root, NativePtr destination, std::list<BaseMessage>& messages);
+  static bool Adapt(Source const& value, AdaptFunction root, NativePtr destination,
+                    std::list<BaseMessage>& messages);
 
   template <class T>
   static bool Adapt(Source const& value, T& out, std::list<BaseMessage>& messages) {
@@ -83,202 +84,166 @@ class ValueToNativeAdapter::CompoundHelper<StructValue> {
   std::size_t const messageCount_;
 };
 
-namespace V2N {
+// The leaf adapt functions of this adapter (see NativeTraits::LeafMethod).
+struct V2N {
+  using Adapter = ValueToNativeAdapter;
 
-using Adapter = ValueToNativeAdapter;
-
-// Reads a leaf the way every leaf is read: a value wrapped in an optional (kind 5) with the
-// converting reader, anything else with the exact one.
-template <class X>
-bool ReadLeaf(Adapter::Source const& value, X& out, std::list<BaseMessage>& messages) {
-  if (value && value->kind() == Kind::Optional) return DataValue::ToPrimitive(value, out, messages);
-  return DataValue::Value(value, out, messages);
-}
-
-template <class X>
-void AdaptPrimitive(Adapter::Source const& value, NativePtr const& destination, Adapter::Container& container,
-                    std::list<BaseMessage>& messages) {
-  if (!ReadLeaf(value, *static_cast<X*>(destination), messages)) container.clear();
-}
-
-template <class E>
-void AdaptEnumeration(Adapter::Source const& value, NativePtr const& destination, Adapter::Container& container,
-                      std::list<BaseMessage>& messages) {
-  std::string text;
-  if (!DataValue::Value(value, text, messages)) {
-    container.clear();
-    return;
+  // Reads a leaf the way every leaf is read: a value wrapped in an optional (kind 5) with the
+  // converting reader, anything else with the exact one.
+  template <class X>
+  static bool ReadLeaf(Adapter::Source const& value, X& out, std::list<BaseMessage>& messages) {
+    if (value && value->kind() == Kind::Optional) return DataValue::ToPrimitive(value, out, messages);
+    return DataValue::Value(value, out, messages);
   }
-  *static_cast<E*>(destination) = EnumTraits<E>::FromText(text);
-}
 
-// The content of an optional value; a bare value is taken as a set optional holding it.
-// Null when the optional is unset.
-inline DataValue const* OptionalContent(Adapter::Source const& value, Adapter::Source& holder) {
-  if (value && value->kind() == Kind::Optional) {
-    holder = static_cast<OptionalValue const&>(*value).value();
+  template <class X>
+  static void AdaptPrimitive(Adapter::Source const& value, NativePtr const& destination,
+                             Adapter::Container& container, std::list<BaseMessage>& messages) {
+    if (!ReadLeaf(value, *static_cast<X*>(destination), messages)) container.clear();
+  }
+
+  template <class E>
+  static void AdaptEnumeration(Adapter::Source const& value, NativePtr const& destination,
+                               Adapter::Container& container, std::list<BaseMessage>& messages) {
+    std::string text;
+    if (!DataValue::Value(value, text, messages)) {
+      container.clear();
+      return;
+    }
+    *static_cast<E*>(destination) = EnumTraits<E>::FromText(text);
+  }
+
+  // The content of an optional value; a bare value is taken as a set optional holding it.
+  // Null when the optional is unset.
+  static DataValue const* OptionalContent(Adapter::Source const& value, Adapter::Source& holder) {
+    if (value && value->kind() == Kind::Optional) {
+      holder = static_cast<OptionalValue const&>(*value).value();
+      return holder.get();
+    }
+    holder = value;
     return holder.get();
   }
-  holder = value;
-  return holder.get();
-}
 
-template <class X>
-void AdaptOptional(Adapter::Source const& value, NativePtr const& destination, Adapter::Container& container,
-                   std::list<BaseMessage>& messages) {
-  auto& optional = *static_cast<boost::optional<X>*>(destination);
-  Adapter::Source content;
-  if (OptionalContent(value, content) == nullptr) {
-    optional = boost::none;
-    return;
-  }
-  optional.emplace();
-  Adapter::AdaptMethod<X>::Get(nullptr)(content, &*optional, container, messages);
-}
-
-// Looks through set optionals to a structure; reports and returns null otherwise.
-DataValue const* StructureOrReport(Adapter::Source const& value, Adapter::Container& container,
-                                   std::list<BaseMessage>& messages);
-
-template <class S>
-void AdaptSharedStructure(Adapter::Source const& value, NativePtr const& destination, Adapter::Container& container,
-                          std::list<BaseMessage>& messages) {
-  using Plain = std::remove_const_t<S>;
-  if (StructureOrReport(value, container, messages) == nullptr) return;
-  std::shared_ptr<Plain> object = TypeInfo<Plain>::defaultInstance(value);
-  *static_cast<std::shared_ptr<S>*>(destination) = object;
-  container.push_back(Adapter::Entry{value, Adapter::AdaptMethod<Plain>::Get(nullptr), object.get()});
-}
-
-template <class S>
-void AdaptOptionalStructure(Adapter::Source const& value, NativePtr const& destination,
+  template <class X>
+  static void AdaptOptional(Adapter::Source const& value, NativePtr const& destination,
                             Adapter::Container& container, std::list<BaseMessage>& messages) {
-  auto& optional = *static_cast<Opax::OptionalPtr<S>*>(destination);
-  Adapter::Source content;
-  if (OptionalContent(value, content) == nullptr) {
-    optional.reset();
-    return;
-  }
-  std::shared_ptr<S> pointer;
-  AdaptSharedStructure<S>(content, &pointer, container, messages);
-  optional = pointer;
-}
-
-// The list behind `value` (a set optional is looked through); reports and returns null otherwise.
-ListValue const* ListOrReport(Adapter::Source const& value, Adapter::Container& container,
-                              std::list<BaseMessage>& messages);
-
-template <class Container, class Items>
-void AppendAll(Container& items, Items const& more) {
-  if constexpr (NativeTraits::IsSet<Container>::value) {
-    items.insert(more.begin(), more.end());
-  } else {
-    items.insert(items.end(), more.begin(), more.end());
-  }
-}
-
-template <class Container>
-void AdaptSequence(Adapter::Source const& value, NativePtr const& destination, Adapter::Container& container,
-                   std::list<BaseMessage>& messages) {
-  using X = typename Container::value_type;
-  auto& items = *static_cast<Container*>(destination);
-  ListValue const* list = ListOrReport(value, container, messages);
-  if (list == nullptr) return;
-  items.clear();
-  if constexpr (std::is_same<X, std::string>::value) {
-    if (list->isTyped() && list->elementKind() == Kind::String) {
-      AppendAll(items, static_cast<ListValueString const&>(*list).items());
+    auto& optional = *static_cast<boost::optional<X>*>(destination);
+    Adapter::Source content;
+    if (OptionalContent(value, content) == nullptr) {
+      optional = boost::none;
       return;
     }
+    optional.emplace();
+    Adapter::AdaptMethod<X>::Get(nullptr)(content, &*optional, container, messages);
   }
-  if constexpr (std::is_same<X, int64_t>::value) {
-    if (list->isTyped() && list->elementKind() == Kind::Integer) {
-      AppendAll(items, static_cast<ListValueLong const&>(*list).items());
+
+  // Looks through set optionals to a structure; reports and returns null otherwise.
+  static DataValue const* StructureOrReport(Adapter::Source const& value, Adapter::Container& container,
+                                            std::list<BaseMessage>& messages);
+
+  template <class S>
+  static void AdaptSharedStructure(Adapter::Source const& value, NativePtr const& destination,
+                                   Adapter::Container& container, std::list<BaseMessage>& messages) {
+    using Plain = std::remove_const_t<S>;
+    if (StructureOrReport(value, container, messages) == nullptr) return;
+    std::shared_ptr<Plain> object = TypeInfo<Plain>::defaultInstance(value);
+    *static_cast<std::shared_ptr<S>*>(destination) = object;
+    container.push_back(Adapter::Entry{value, Adapter::AdaptMethod<Plain>::Get(nullptr), object.get()});
+  }
+
+  template <class S>
+  static void AdaptOptionalStructure(Adapter::Source const& value, NativePtr const& destination,
+                                     Adapter::Container& container, std::list<BaseMessage>& messages) {
+    auto& optional = *static_cast<Opax::OptionalPtr<S>*>(destination);
+    Adapter::Source content;
+    if (OptionalContent(value, content) == nullptr) {
+      optional.reset();
       return;
     }
+    std::shared_ptr<S> pointer;
+    AdaptSharedStructure<S>(content, &pointer, container, messages);
+    optional = pointer;
   }
-  auto const adapt = Adapter::AdaptMethod<X>::Get(nullptr);
-  std::size_t const before = messages.size();
-  for (std::size_t i = 0; i < list->size() && messages.size() == before; ++i) {
+
+  // The list behind `value` (a set optional is looked through); reports and returns null otherwise.
+  static ListValue const* ListOrReport(Adapter::Source const& value, Adapter::Container& container,
+                                       std::list<BaseMessage>& messages);
+
+  template <class Container, class Items>
+  static void AppendAll(Container& items, Items const& more) {
     if constexpr (NativeTraits::IsSet<Container>::value) {
-      // Set elements are converted beside the set and then inserted: their order depends on them.
-      X item{};
-      adapt(list->element(i), &item, container, messages);
-      if (messages.size() == before) items.insert(std::move(item));
+      items.insert(more.begin(), more.end());
     } else {
-      items.emplace_back();
-      adapt(list->element(i), &items.back(), container, messages);
+      items.insert(items.end(), more.begin(), more.end());
     }
   }
-}
 
-// The compound (map or structure) behind `value`; reports and returns null otherwise.
-CompoundValue const* MapOrReport(Adapter::Source const& value, Adapter::Container& container,
-                                 std::list<BaseMessage>& messages);
-
-template <class Map>
-void AdaptMap(Adapter::Source const& value, NativePtr const& destination, Adapter::Container& container,
-              std::list<BaseMessage>& messages) {
-  auto& entries = *static_cast<Map*>(destination);
-  CompoundValue const* map = MapOrReport(value, container, messages);
-  if (map == nullptr) return;
-  entries.clear();
-  auto const adapt = Adapter::AdaptMethod<typename Map::mapped_type>::Get(nullptr);
-  std::size_t const before = messages.size();
-  for (FieldMap::Field const& field : map->fields().inOrder()) {
-    if (messages.size() != before) break;
-    adapt(field.value(), &entries[field.name()], container, messages);
+  template <class Container>
+  static void AdaptSequence(Adapter::Source const& value, NativePtr const& destination,
+                            Adapter::Container& container, std::list<BaseMessage>& messages) {
+    using X = typename Container::value_type;
+    auto& items = *static_cast<Container*>(destination);
+    ListValue const* list = ListOrReport(value, container, messages);
+    if (list == nullptr) return;
+    items.clear();
+    if constexpr (std::is_same<X, std::string>::value) {
+      if (list->isTyped() && list->elementKind() == Kind::String) {
+        AppendAll(items, static_cast<ListValueString const&>(*list).items());
+        return;
+      }
+    }
+    if constexpr (std::is_same<X, int64_t>::value) {
+      if (list->isTyped() && list->elementKind() == Kind::Integer) {
+        AppendAll(items, static_cast<ListValueLong const&>(*list).items());
+        return;
+      }
+    }
+    auto const adapt = Adapter::AdaptMethod<X>::Get(nullptr);
+    std::size_t const before = messages.size();
+    for (std::size_t i = 0; i < list->size() && messages.size() == before; ++i) {
+      if constexpr (NativeTraits::IsSet<Container>::value) {
+        // Set elements are converted beside the set and then inserted: their order depends on them.
+        X item{};
+        adapt(list->element(i), &item, container, messages);
+        if (messages.size() == before) items.insert(std::move(item));
+      } else {
+        items.emplace_back();
+        adapt(list->element(i), &items.back(), container, messages);
+      }
+    }
   }
-}
 
-void AdaptDynamicStructure(Adapter::Source const& value, NativePtr const& destination, Adapter::Container& container,
-                           std::list<BaseMessage>& messages);
-void AdaptDynamicError(Adapter::Source const& value, NativePtr const& destination, Adapter::Container& container,
-                       std::list<BaseMessage>& messages);
-void AdaptOperationInput(Adapter::Source const& value, NativePtr const& destination, Adapter::Container& container,
-                         std::list<BaseMessage>& messages);
+  // The compound (map or structure) behind `value`; reports and returns null otherwise.
+  static CompoundValue const* MapOrReport(Adapter::Source const& value, Adapter::Container& container,
+                                          std::list<BaseMessage>& messages);
 
-}  // namespace V2N
+  template <class Map>
+  static void AdaptMap(Adapter::Source const& value, NativePtr const& destination,
+                       Adapter::Container& container, std::list<BaseMessage>& messages) {
+    auto& entries = *static_cast<Map*>(destination);
+    CompoundValue const* map = MapOrReport(value, container, messages);
+    if (map == nullptr) return;
+    entries.clear();
+    auto const adapt = Adapter::AdaptMethod<typename Map::mapped_type>::Get(nullptr);
+    std::size_t const before = messages.size();
+    for (FieldMap::Field const& field : map->fields().inOrder()) {
+      if (messages.size() != before) break;
+      adapt(field.value(), &entries[field.name()], container, messages);
+    }
+  }
 
-template <class T>
-struct ValueToNativeAdapter::AdaptMethod<T, std::enable_if_t<NativeTraits::IsPrimitive<T>::value>> {
-  static AdaptFunction Get(T const* = nullptr) { return &V2N::AdaptPrimitive<T>; }
+  static void AdaptDynamicStructure(Adapter::Source const& value, NativePtr const& destination,
+                                    Adapter::Container& container, std::list<BaseMessage>& messages);
+  static void AdaptDynamicError(Adapter::Source const& value, NativePtr const& destination,
+                                Adapter::Container& container, std::list<BaseMessage>& messages);
+  static void AdaptOperationInput(Adapter::Source const& value, NativePtr const& destination,
+                                  Adapter::Container& container, std::list<BaseMessage>& messages);
 };
-template <class E>
-struct ValueToNativeAdapter::AdaptMethod<E, std::enable_if_t<NativeTraits::kIsEnum<E>>> {
-  static AdaptFunction Get(E const* = nullptr) { return &V2N::AdaptEnumeration<E>; }
-};
-template <class X>
-struct ValueToNativeAdapter::AdaptMethod<boost::optional<X>> {
-  static AdaptFunction Get(boost::optional<X> const* = nullptr) { return &V2N::AdaptOptional<X>; }
-};
-template <class S>
-struct ValueToNativeAdapter::AdaptMethod<std::shared_ptr<S>> {
-  static AdaptFunction Get(std::shared_ptr<S> const* = nullptr) { return &V2N::AdaptSharedStructure<S>; }
-};
-template <class S>
-struct ValueToNativeAdapter::AdaptMethod<Opax::OptionalPtr<S>> {
-  static AdaptFunction Get(Opax::OptionalPtr<S> const* = nullptr) { return &V2N::AdaptOptionalStructure<S>; }
-};
-template <class T>
-struct ValueToNativeAdapter::AdaptMethod<T, std::enable_if_t<NativeTraits::IsSequence<T>::value>> {
-  static AdaptFunction Get(T const* = nullptr) { return &V2N::AdaptSequence<T>; }
-};
-template <class T>
-struct ValueToNativeAdapter::AdaptMethod<T, std::enable_if_t<NativeTraits::IsStringMap<T>::value>> {
-  static AdaptFunction Get(T const* = nullptr) { return &V2N::AdaptMap<T>; }
-};
-template <>
-struct ValueToNativeAdapter::AdaptMethod<DynamicStructure> {
-  static AdaptFunction Get(DynamicStructure const* = nullptr) { return &V2N::AdaptDynamicStructure; }
-};
-template <>
-struct ValueToNativeAdapter::AdaptMethod<DynamicError> {
-  static AdaptFunction Get(DynamicError const* = nullptr) { return &V2N::AdaptDynamicError; }
-};
-template <>
-struct ValueToNativeAdapter::AdaptMethod<Opax::OperationInput> {
-  static AdaptFunction Get(Opax::OperationInput const* = nullptr) { return &V2N::AdaptOperationInput; }
+
+// Every type but a generated structure: the leaf that NativeTraits picks.
+template <class T, class Enable>
+struct ValueToNativeAdapter::AdaptMethod {
+  static AdaptFunction Get(T const* = nullptr) { return NativeTraits::LeafMethod<V2N, T>::Get(); }
 };
 
 }  // namespace Data

@@ -31,7 +31,8 @@ std::shared_ptr<ErrorValue> ErrorValue::GetInstance(std::string name) {
   return std::make_shared<ErrorValue>(std::move(name));
 }
 
-std::shared_ptr<ErrorValue> ErrorValue::GetInstance(std::string name, std::list<BaseMessage> const& messages) {
+std::shared_ptr<ErrorValue> ErrorValue::GetInstance(std::string name,
+                                                    std::list<BaseMessage> const& messages) {
   auto error = GetInstance(std::move(name));
   auto list = std::make_shared<ListValue>(Kind::Structure);
   list->values().reserve(messages.size());

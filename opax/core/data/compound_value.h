@@ -29,7 +29,9 @@ class CompoundValue : public DataValue {
   bool GetField(std::string_view name, std::shared_ptr<DataValue const>& value,
                 std::list<BaseMessage>& messages) const;
   // The field's value, or null; reports nothing.
-  std::shared_ptr<DataValue const> const* FindField(std::string_view name) const { return fields_.find(name); }
+  std::shared_ptr<DataValue const> const* FindField(std::string_view name) const {
+    return fields_.find(name);
+  }
   bool HasField(std::string_view name) const { return fields_.contains(name); }
 
   FieldMap& fields() { return fields_; }

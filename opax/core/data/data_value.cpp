@@ -13,19 +13,32 @@ namespace Data {
 
 char const* KindName(Kind kind) {
   switch (kind) {
-    case Kind::Void: return "void";
-    case Kind::Boolean: return "boolean";
-    case Kind::Integer: return "integer";
-    case Kind::Double: return "double";
-    case Kind::String: return "string";
-    case Kind::Optional: return "optional";
-    case Kind::List: return "list";
-    case Kind::Structure: return "structure";
-    case Kind::Error: return "error";
-    case Kind::Secret: return "secret";
-    case Kind::Binary: return "binary";
-    case Kind::DateTime: return "date-time";
-    case Kind::Map: return "map";
+    case Kind::Void:
+      return "void";
+    case Kind::Boolean:
+      return "boolean";
+    case Kind::Integer:
+      return "integer";
+    case Kind::Double:
+      return "double";
+    case Kind::String:
+      return "string";
+    case Kind::Optional:
+      return "optional";
+    case Kind::List:
+      return "list";
+    case Kind::Structure:
+      return "structure";
+    case Kind::Error:
+      return "error";
+    case Kind::Secret:
+      return "secret";
+    case Kind::Binary:
+      return "binary";
+    case Kind::DateTime:
+      return "date-time";
+    case Kind::Map:
+      return "map";
   }
   return "unknown";
 }
@@ -78,7 +91,8 @@ std::shared_ptr<DataValue const> BooleanInstance(bool value) {
 }
 
 std::shared_ptr<DataValue const> IntegerInstance(int64_t value) {
-  if (value < kSmallIntegerMin || value > kSmallIntegerMax) return std::make_shared<IntegerValue const>(value);
+  if (value < kSmallIntegerMin || value > kSmallIntegerMax)
+    return std::make_shared<IntegerValue const>(value);
   static auto const table = [] {
     std::array<std::shared_ptr<DataValue const>, kSmallIntegerMax - kSmallIntegerMin + 1> all;
     for (int64_t i = kSmallIntegerMin; i <= kSmallIntegerMax; ++i) {
@@ -94,8 +108,9 @@ void AppendInvalidType(std::list<BaseMessage>& messages) {
 }
 
 void AppendOutOfRange(int64_t value, int64_t low, int64_t high, std::list<BaseMessage>& messages) {
-  messages.push_back(BaseMessage::Make(MessageIds::kIntegerOutOfRange,
-                                       {std::to_string(value), std::to_string(low) + ".." + std::to_string(high)}));
+  messages.push_back(
+      BaseMessage::Make(MessageIds::kIntegerOutOfRange,
+                        {std::to_string(value), std::to_string(low) + ".." + std::to_string(high)}));
 }
 
 bool Convert(DataValue const& value, bool& out, std::list<BaseMessage>& messages) {

@@ -43,8 +43,7 @@ class DataValue {
   // unchanged, and "opax.data.invalid.type" appended. An integer that does not fit X appends
   // "opax.data.integer.out.of.range".
   template <class X>
-  static bool Value(std::shared_ptr<DataValue const> const& value, X& out,
-                    std::list<BaseMessage>& messages);
+  static bool Value(std::shared_ptr<DataValue const> const& value, X& out, std::list<BaseMessage>& messages);
 
   // Reads a primitive, converting where no information is lost: set optionals are unwrapped,
   // integers become doubles, integral doubles become integers, strings become secrets and

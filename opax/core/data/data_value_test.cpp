@@ -47,10 +47,17 @@ TEST(DataValue, EveryPrimitiveKindRoundTrips) {
 
 TEST(DataValue, ExactReaderRefusesEveryOtherKind) {
   std::vector<std::shared_ptr<DataValue const>> values = {
-      DataValue::Create(std::string("1")), DataValue::Create(int64_t{1}), DataValue::Create(true),
-      DataValue::Create(1.0), DataValue::Create(Opax::SecretString("s")), DataValue::Create(Opax::Void()),
-      OptionalValue::GetInstance(DataValue::Create(int64_t{1})), StructValue::GetInstance("s"),
-      ListValue::GetInstance(Kind::Structure), MapValue::GetInstance(), nullptr};
+      DataValue::Create(std::string("1")),
+      DataValue::Create(int64_t{1}),
+      DataValue::Create(true),
+      DataValue::Create(1.0),
+      DataValue::Create(Opax::SecretString("s")),
+      DataValue::Create(Opax::Void()),
+      OptionalValue::GetInstance(DataValue::Create(int64_t{1})),
+      StructValue::GetInstance("s"),
+      ListValue::GetInstance(Kind::Structure),
+      MapValue::GetInstance(),
+      nullptr};
   for (auto const& value : values) {
     Messages messages;
     int64_t number = 99;
@@ -121,9 +128,11 @@ TEST(DataValue, SecretsNeverBecomePlainText) {
 TEST(DataValue, DateTimesParseFromStringsOnlyWhenWellFormed) {
   Messages messages;
   Opax::DateTime when;
-  EXPECT_TRUE(DataValue::ToPrimitive(DataValue::Create(std::string("2026-11-22T06:13:37.500Z")), when, messages));
+  EXPECT_TRUE(
+      DataValue::ToPrimitive(DataValue::Create(std::string("2026-11-22T06:13:37.500Z")), when, messages));
   EXPECT_EQ(when.ToString(), "2026-11-22T06:13:37.500Z");
-  EXPECT_FALSE(DataValue::ToPrimitive(DataValue::Create(std::string("2026-02-30T00:00:00Z")), when, messages));
+  EXPECT_FALSE(
+      DataValue::ToPrimitive(DataValue::Create(std::string("2026-02-30T00:00:00Z")), when, messages));
   EXPECT_EQ(OnlyId(messages), "opax.data.datetime.invalid");
   EXPECT_EQ(when.ToString(), "2026-11-22T06:13:37.500Z");
 }
@@ -149,8 +158,9 @@ TEST(ListValue, TypedVariantsAndKindChecks) {
 }
 
 TEST(ErrorValue, CarriesMessagesAndReadsThemBack) {
-  Messages messages = {BaseMessage::Make("opax.data.compound.field.extra", {"::Com::Quarn::Nexar::Credential", "x"}),
-                       BaseMessage::Make("opax.invoke.invalid.input", {"::Com::Quarn::Nexar::VmSvc::Get"})};
+  Messages messages = {
+      BaseMessage::Make("opax.data.compound.field.extra", {"::Com::Quarn::Nexar::Credential", "x"}),
+      BaseMessage::Make("opax.invoke.invalid.input", {"::Com::Quarn::Nexar::VmSvc::Get"})};
   auto error = ErrorValue::GetInstance("com.quarn.opax.std.errors.invalid_argument", messages);
   EXPECT_EQ(error->kind(), Kind::Error);
   EXPECT_EQ(error->name(), "com.quarn.opax.std.errors.invalid_argument");

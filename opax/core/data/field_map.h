@@ -56,7 +56,9 @@ class FieldMap {
 
     Iterator() = default;
     Iterator(FieldT* entries, std::size_t position) : entries_(entries), position_(position) {}
-    reference operator*() const { return kByName ? entries_[entries_[position_].byName_] : entries_[position_]; }
+    reference operator*() const {
+      return kByName ? entries_[entries_[position_].byName_] : entries_[position_];
+    }
     pointer operator->() const { return &**this; }
     Iterator& operator++() {
       ++position_;

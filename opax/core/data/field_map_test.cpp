@@ -23,7 +23,8 @@ std::vector<std::string> NamesInOrder(FieldMap const& map) {
 
 TEST(FieldMap, KeepsNameOrderAndInsertionOrderApart) {
   FieldMap map;
-  for (char const* name : {"vtcontainer", "object", "b", "a", "zz"}) map.set(name, DataValue::Create(std::string(name)));
+  for (char const* name : {"vtcontainer", "object", "b", "a", "zz"})
+    map.set(name, DataValue::Create(std::string(name)));
   EXPECT_EQ(NamesByName(map), (std::vector<std::string>{"a", "b", "object", "vtcontainer", "zz"}));
   EXPECT_EQ(NamesInOrder(map), (std::vector<std::string>{"vtcontainer", "object", "b", "a", "zz"}));
 }
@@ -43,7 +44,8 @@ TEST(FieldMap, ReplacingAFieldKeepsItsPlace) {
 
 TEST(FieldMap, LookupDistinguishesPrefixesAndCase) {
   FieldMap map;
-  for (char const* name : {"type", "types", "Type", "typ"}) map.set(name, DataValue::Create(std::string(name)));
+  for (char const* name : {"type", "types", "Type", "typ"})
+    map.set(name, DataValue::Create(std::string(name)));
   std::list<BaseMessage> messages;
   for (char const* name : {"type", "types", "Type", "typ"}) {
     auto const* found = map.find(name);

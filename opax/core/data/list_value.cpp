@@ -18,9 +18,11 @@ std::shared_ptr<ListValue> ListValue::GetInstance(Kind elementKind) {
 
 bool ListValue::Append(std::shared_ptr<DataValue const> value, std::list<BaseMessage>& messages) {
   Kind const actual = value ? value->kind() : Kind::Void;
-  bool const fits = value && (actual == elementKind_ || (elementKind_ == Kind::Structure && actual == Kind::Error));
+  bool const fits =
+      value && (actual == elementKind_ || (elementKind_ == Kind::Structure && actual == Kind::Error));
   if (!fits) {
-    messages.push_back(BaseMessage::Make(MessageIds::kListElementKind, {KindName(elementKind_), KindName(actual)}));
+    messages.push_back(
+        BaseMessage::Make(MessageIds::kListElementKind, {KindName(elementKind_), KindName(actual)}));
     return false;
   }
   values_.push_back(std::move(value));

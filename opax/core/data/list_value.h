@@ -64,7 +64,9 @@ class ListValueMixin final : public ListValue {
 
   std::vector<X> const& items() const { return items_; }
   std::size_t size() const override { return items_.size(); }
-  std::shared_ptr<DataValue const> element(std::size_t i) const override { return DataValue::Create(items_[i]); }
+  std::shared_ptr<DataValue const> element(std::size_t i) const override {
+    return DataValue::Create(items_[i]);
+  }
   bool Append(std::shared_ptr<DataValue const> value, std::list<BaseMessage>& messages) override {
     X item{};
     if (!DataValue::Value(value, item, messages)) return false;

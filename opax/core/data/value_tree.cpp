@@ -21,23 +21,33 @@ std::shared_ptr<DataValue const> NonOwning(DataValue const& value) {
 
 std::shared_ptr<CompoundValue> EmptyCompoundLike(CompoundValue const& source) {
   switch (source.kind()) {
-    case Kind::Error: return ErrorValue::GetInstance(source.name());
-    case Kind::Map: return MapValue::GetInstance();
-    default: return StructValue::GetInstance(source.name());
+    case Kind::Error:
+      return ErrorValue::GetInstance(source.name());
+    case Kind::Map:
+      return MapValue::GetInstance();
+    default:
+      return StructValue::GetInstance(source.name());
   }
 }
 
 std::shared_ptr<DataValue> CloneLeaf(DataValue const& leaf) {
   switch (leaf.kind()) {
-    case Kind::Boolean: return std::make_shared<BooleanValue>(internal::StoredOf<bool>(leaf));
-    case Kind::Integer: return std::make_shared<IntegerValue>(internal::StoredOf<int64_t>(leaf));
-    case Kind::Double: return std::make_shared<DoubleValue>(internal::StoredOf<double>(leaf));
-    case Kind::String: return std::make_shared<StringValue>(internal::StoredOf<std::string>(leaf));
-    case Kind::Secret: return std::make_shared<SecretValue>(internal::StoredOf<Opax::SecretString>(leaf));
+    case Kind::Boolean:
+      return std::make_shared<BooleanValue>(internal::StoredOf<bool>(leaf));
+    case Kind::Integer:
+      return std::make_shared<IntegerValue>(internal::StoredOf<int64_t>(leaf));
+    case Kind::Double:
+      return std::make_shared<DoubleValue>(internal::StoredOf<double>(leaf));
+    case Kind::String:
+      return std::make_shared<StringValue>(internal::StoredOf<std::string>(leaf));
+    case Kind::Secret:
+      return std::make_shared<SecretValue>(internal::StoredOf<Opax::SecretString>(leaf));
     case Kind::Binary:
       return std::make_shared<BinaryValue>(internal::StoredOf<std::vector<unsigned char>>(leaf));
-    case Kind::DateTime: return std::make_shared<DateTimeValue>(internal::StoredOf<Opax::DateTime>(leaf));
-    default: return std::make_shared<VoidValue>();
+    case Kind::DateTime:
+      return std::make_shared<DateTimeValue>(internal::StoredOf<Opax::DateTime>(leaf));
+    default:
+      return std::make_shared<VoidValue>();
   }
 }
 
@@ -45,17 +55,23 @@ bool IsCompound(Kind kind) { return kind == Kind::Structure || kind == Kind::Err
 
 bool LeavesEqual(DataValue const& a, DataValue const& b) {
   switch (a.kind()) {
-    case Kind::Boolean: return internal::StoredOf<bool>(a) == internal::StoredOf<bool>(b);
-    case Kind::Integer: return internal::StoredOf<int64_t>(a) == internal::StoredOf<int64_t>(b);
-    case Kind::Double: return internal::StoredOf<double>(a) == internal::StoredOf<double>(b);
-    case Kind::String: return internal::StoredOf<std::string>(a) == internal::StoredOf<std::string>(b);
+    case Kind::Boolean:
+      return internal::StoredOf<bool>(a) == internal::StoredOf<bool>(b);
+    case Kind::Integer:
+      return internal::StoredOf<int64_t>(a) == internal::StoredOf<int64_t>(b);
+    case Kind::Double:
+      return internal::StoredOf<double>(a) == internal::StoredOf<double>(b);
+    case Kind::String:
+      return internal::StoredOf<std::string>(a) == internal::StoredOf<std::string>(b);
     case Kind::Secret:
       return internal::StoredOf<Opax::SecretString>(a) == internal::StoredOf<Opax::SecretString>(b);
     case Kind::Binary:
       return internal::StoredOf<std::vector<unsigned char>>(a) ==
              internal::StoredOf<std::vector<unsigned char>>(b);
-    case Kind::DateTime: return internal::StoredOf<Opax::DateTime>(a) == internal::StoredOf<Opax::DateTime>(b);
-    default: return true;  // void
+    case Kind::DateTime:
+      return internal::StoredOf<Opax::DateTime>(a) == internal::StoredOf<Opax::DateTime>(b);
+    default:
+      return true;  // void
   }
 }
 
@@ -63,14 +79,23 @@ void AppendQuoted(std::string& out, std::string const& text) {
   out += '"';
   for (char c : text) {
     switch (c) {
-      case '"': out += "\\\""; break;
-      case '\\': out += "\\\\"; break;
-      case '\n': out += "\\n"; break;
-      case '\t': out += "\\t"; break;
+      case '"':
+        out += "\\\"";
+        break;
+      case '\\':
+        out += "\\\\";
+        break;
+      case '\n':
+        out += "\\n";
+        break;
+      case '\t':
+        out += "\\t";
+        break;
       default:
         if (static_cast<unsigned char>(c) < 0x20) {
           char buffer[8];
-          std::snprintf(buffer, sizeof buffer, "\\u%04x", static_cast<unsigned>(static_cast<unsigned char>(c)));
+          std::snprintf(buffer, sizeof buffer, "\\u%04x",
+                        static_cast<unsigned>(static_cast<unsigned char>(c)));
           out += buffer;
         } else {
           out += c;
@@ -82,21 +107,33 @@ void AppendQuoted(std::string& out, std::string const& text) {
 
 void AppendLeaf(std::string& out, DataValue const& leaf) {
   switch (leaf.kind()) {
-    case Kind::Boolean: out += internal::StoredOf<bool>(leaf) ? "true" : "false"; break;
-    case Kind::Integer: out += std::to_string(internal::StoredOf<int64_t>(leaf)); break;
+    case Kind::Boolean:
+      out += internal::StoredOf<bool>(leaf) ? "true" : "false";
+      break;
+    case Kind::Integer:
+      out += std::to_string(internal::StoredOf<int64_t>(leaf));
+      break;
     case Kind::Double: {
       char buffer[32];
       std::snprintf(buffer, sizeof buffer, "%.17g", internal::StoredOf<double>(leaf));
       out += buffer;
       break;
     }
-    case Kind::String: AppendQuoted(out, internal::StoredOf<std::string>(leaf)); break;
-    case Kind::Secret: out += Opax::SecretString::kMask; break;
+    case Kind::String:
+      AppendQuoted(out, internal::StoredOf<std::string>(leaf));
+      break;
+    case Kind::Secret:
+      out += Opax::SecretString::kMask;
+      break;
     case Kind::Binary:
       out += "<" + std::to_string(internal::StoredOf<std::vector<unsigned char>>(leaf).size()) + " bytes>";
       break;
-    case Kind::DateTime: out += internal::StoredOf<Opax::DateTime>(leaf).ToString(); break;
-    default: out += "void"; break;
+    case Kind::DateTime:
+      out += internal::StoredOf<Opax::DateTime>(leaf).ToString();
+      break;
+    default:
+      out += "void";
+      break;
   }
 }
 

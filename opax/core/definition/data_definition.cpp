@@ -7,31 +7,51 @@ namespace Data {
 
 char const* DefinitionTypeName(DefinitionType type) {
   switch (type) {
-    case DefinitionType::Void: return "void";
-    case DefinitionType::Boolean: return "boolean";
-    case DefinitionType::Integer: return "integer";
-    case DefinitionType::Double: return "double";
-    case DefinitionType::String: return "string";
-    case DefinitionType::Secret: return "secret";
-    case DefinitionType::Binary: return "binary";
-    case DefinitionType::DateTime: return "date-time";
-    case DefinitionType::Optional: return "optional";
-    case DefinitionType::List: return "list";
-    case DefinitionType::Map: return "map";
-    case DefinitionType::Structure: return "structure";
-    case DefinitionType::StructRef: return "structure reference";
-    case DefinitionType::IsOneOf: return "one-of string";
-    case DefinitionType::UnionCase: return "union case";
-    case DefinitionType::Error: return "error";
-    case DefinitionType::DynamicStructure: return "dynamic structure";
-    case DefinitionType::DynamicError: return "dynamic error";
+    case DefinitionType::Void:
+      return "void";
+    case DefinitionType::Boolean:
+      return "boolean";
+    case DefinitionType::Integer:
+      return "integer";
+    case DefinitionType::Double:
+      return "double";
+    case DefinitionType::String:
+      return "string";
+    case DefinitionType::Secret:
+      return "secret";
+    case DefinitionType::Binary:
+      return "binary";
+    case DefinitionType::DateTime:
+      return "date-time";
+    case DefinitionType::Optional:
+      return "optional";
+    case DefinitionType::List:
+      return "list";
+    case DefinitionType::Map:
+      return "map";
+    case DefinitionType::Structure:
+      return "structure";
+    case DefinitionType::StructRef:
+      return "structure reference";
+    case DefinitionType::IsOneOf:
+      return "one-of string";
+    case DefinitionType::UnionCase:
+      return "union case";
+    case DefinitionType::Error:
+      return "error";
+    case DefinitionType::DynamicStructure:
+      return "dynamic structure";
+    case DefinitionType::DynamicError:
+      return "dynamic error";
   }
   return "unknown";
 }
 
 std::shared_ptr<DataDefinition const> const& PrimitiveDefinition::GetInstance(DefinitionType type) {
   static auto const instances = [] {
-    std::array<std::shared_ptr<DataDefinition const>, static_cast<std::size_t>(DefinitionType::DynamicError) + 1> all;
+    std::array<std::shared_ptr<DataDefinition const>,
+               static_cast<std::size_t>(DefinitionType::DynamicError) + 1>
+        all;
     for (std::size_t i = 0; i < all.size(); ++i) {
       all[i] = std::make_shared<PrimitiveDefinition const>(static_cast<DefinitionType>(i));
     }

@@ -87,14 +87,16 @@ class StringDefinition {
   }
 };
 
-// Wrappers around one element definition. The element slot is public to the adapters that
+// A definition around one element definition: optionals, lists, and maps from strings (whose
+// element is the type of the map's values). The element slot is public to the adapters that
 // build definitions in place; nothing changes it once the definition is handed on.
-class OptionalDefinition final : public DataDefinition {
+template <DefinitionType kType>
+class WrapperDefinition final : public DataDefinition {
  public:
-  explicit OptionalDefinition(DataDefinitionPtr element)
-      : DataDefinition(DefinitionType::Optional), element_(std::move(element)) {}
-  static std::shared_ptr<OptionalDefinition> GetInstance(DataDefinitionPtr element) {
-    return std::make_shared<OptionalDefinition>(std::move(element));
+  explicit WrapperDefinition(DataDefinitionPtr element)
+      : DataDefinition(kType), element_(std::move(element)) {}
+  static std::shared_ptr<WrapperDefinition> GetInstance(DataDefinitionPtr element) {
+    return std::make_shared<WrapperDefinition>(std::move(element));
   }
   DataDefinitionPtr const& elementType() const { return element_; }
   DataDefinitionPtr* slot() { return &element_; }
@@ -103,33 +105,9 @@ class OptionalDefinition final : public DataDefinition {
   DataDefinitionPtr element_;
 };
 
-class ListDefinition final : public DataDefinition {
- public:
-  explicit ListDefinition(DataDefinitionPtr element)
-      : DataDefinition(DefinitionType::List), element_(std::move(element)) {}
-  static std::shared_ptr<ListDefinition> GetInstance(DataDefinitionPtr element) {
-    return std::make_shared<ListDefinition>(std::move(element));
-  }
-  DataDefinitionPtr const& elementType() const { return element_; }
-  DataDefinitionPtr* slot() { return &element_; }
-
- private:
-  DataDefinitionPtr element_;
-};
-
-// A map from strings to values of one definition.
-class MapDefinition final : public DataDefinition {
- public:
-  explicit MapDefinition(DataDefinitionPtr value) : DataDefinition(DefinitionType::Map), value_(std::move(value)) {}
-  static std::shared_ptr<MapDefinition> GetInstance(DataDefinitionPtr value) {
-    return std::make_shared<MapDefinition>(std::move(value));
-  }
-  DataDefinitionPtr const& valueType() const { return value_; }
-  DataDefinitionPtr* slot() { return &value_; }
-
- private:
-  DataDefinitionPtr value_;
-};
+using OptionalDefinition = WrapperDefinition<DefinitionType::Optional>;
+using ListDefinition = WrapperDefinition<DefinitionType::List>;
+using MapDefinition = WrapperDefinition<DefinitionType::Map>;
 
 // A structure: its name and its fields by wire name.
 //
@@ -179,7 +157,8 @@ class ErrorDefinition final : public StructDefinition {
 // whose target is gone reports "opax.data.definition.reference.unresolved".
 class StructRefDefinition final : public DataDefinition {
  public:
-  explicit StructRefDefinition(std::string name) : DataDefinition(DefinitionType::StructRef), name_(std::move(name)) {}
+  explicit StructRefDefinition(std::string name)
+      : DataDefinition(DefinitionType::StructRef), name_(std::move(name)) {}
   static std::shared_ptr<StructRefDefinition> GetInstance(std::string name) {
     return std::make_shared<StructRefDefinition>(std::move(name));
   }
@@ -225,7 +204,8 @@ class UnionCaseDefinition final : public DataDefinition {
         predicate_(std::move(predicate)) {}
   static std::shared_ptr<UnionCaseDefinition> GetInstance(DataDefinitionPtr element, std::string tagField,
                                                           Predicate predicate) {
-    return std::make_shared<UnionCaseDefinition>(std::move(element), std::move(tagField), std::move(predicate));
+    return std::make_shared<UnionCaseDefinition>(std::move(element), std::move(tagField),
+                                                 std::move(predicate));
   }
 
   DataDefinitionPtr const& elementType() const { return element_; }
@@ -250,7 +230,8 @@ template <>
 struct DefinitionTypeOf<DynamicStructure>
     : std::integral_constant<DefinitionType, DefinitionType::DynamicStructure> {};
 template <>
-struct DefinitionTypeOf<DynamicError> : std::integral_constant<DefinitionType, DefinitionType::DynamicError> {};
+struct DefinitionTypeOf<DynamicError> : std::integral_constant<DefinitionType, DefinitionType::DynamicError> {
+};
 }  // namespace internal
 
 template <class X>
@@ -260,13 +241,20 @@ std::shared_ptr<DataDefinition const> DataDefinition::Create() {
     return PrimitiveDefinition::GetInstance(internal::DefinitionTypeOf<X>::value);
   } else {
     switch (PrimitiveTraits<X>::kind) {
-      case Kind::Boolean: return PrimitiveDefinition::GetInstance(DefinitionType::Boolean);
-      case Kind::Integer: return PrimitiveDefinition::GetInstance(DefinitionType::Integer);
-      case Kind::Double: return PrimitiveDefinition::GetInstance(DefinitionType::Double);
-      case Kind::Secret: return PrimitiveDefinition::GetInstance(DefinitionType::Secret);
-      case Kind::Binary: return PrimitiveDefinition::GetInstance(DefinitionType::Binary);
-      case Kind::DateTime: return PrimitiveDefinition::GetInstance(DefinitionType::DateTime);
-      default: return PrimitiveDefinition::GetInstance(DefinitionType::String);
+      case Kind::Boolean:
+        return PrimitiveDefinition::GetInstance(DefinitionType::Boolean);
+      case Kind::Integer:
+        return PrimitiveDefinition::GetInstance(DefinitionType::Integer);
+      case Kind::Double:
+        return PrimitiveDefinition::GetInstance(DefinitionType::Double);
+      case Kind::Secret:
+        return PrimitiveDefinition::GetInstance(DefinitionType::Secret);
+      case Kind::Binary:
+        return PrimitiveDefinition::GetInstance(DefinitionType::Binary);
+      case Kind::DateTime:
+        return PrimitiveDefinition::GetInstance(DefinitionType::DateTime);
+      default:
+        return PrimitiveDefinition::GetInstance(DefinitionType::String);
     }
   }
 }

@@ -49,7 +49,9 @@ class Validator {
  private:
   bool Full() const { return messages_.size() - start_ >= DataDefinition::kMaxMessages; }
 
-  void Report(char const* id, std::vector<std::string> args) { messages_.push_back(BaseMessage::Make(id, std::move(args))); }
+  void Report(char const* id, std::vector<std::string> args) {
+    messages_.push_back(BaseMessage::Make(id, std::move(args)));
+  }
 
   std::string Path(uint32_t node) const {
     std::vector<PathNode const*> chain;
@@ -94,7 +96,8 @@ class Validator {
   }
 
   void Mismatch(char const* expected, DataValue const* value, uint32_t path) {
-    Report(MessageIds::kValueKindMismatch, {expected, value ? KindName(value->kind()) : "nothing", Path(path)});
+    Report(MessageIds::kValueKindMismatch,
+           {expected, value ? KindName(value->kind()) : "nothing", Path(path)});
   }
 
   void Visit(Frame const& frame) {
@@ -102,18 +105,30 @@ class Validator {
     if (definition == nullptr) return;
     DataValue const* value = frame.value;
     switch (definition->type()) {
-      case DefinitionType::Void: return Expect(Kind::Void, definition, value, frame.path);
-      case DefinitionType::Boolean: return Expect(Kind::Boolean, definition, value, frame.path);
-      case DefinitionType::Integer: return Expect(Kind::Integer, definition, value, frame.path);
-      case DefinitionType::Double: return Expect(Kind::Double, definition, value, frame.path);
-      case DefinitionType::String: return Expect(Kind::String, definition, value, frame.path);
-      case DefinitionType::Secret: return Expect(Kind::Secret, definition, value, frame.path);
-      case DefinitionType::Binary: return Expect(Kind::Binary, definition, value, frame.path);
-      case DefinitionType::DateTime: return Expect(Kind::DateTime, definition, value, frame.path);
-      case DefinitionType::IsOneOf: return VisitIsOneOf(static_cast<IsOneOfDefinition const&>(*definition), value, frame.path);
-      case DefinitionType::Optional: return VisitOptional(static_cast<OptionalDefinition const&>(*definition), value, frame.path);
-      case DefinitionType::List: return VisitList(static_cast<ListDefinition const&>(*definition), value, frame.path);
-      case DefinitionType::Map: return VisitMap(static_cast<MapDefinition const&>(*definition), value, frame.path);
+      case DefinitionType::Void:
+        return Expect(Kind::Void, definition, value, frame.path);
+      case DefinitionType::Boolean:
+        return Expect(Kind::Boolean, definition, value, frame.path);
+      case DefinitionType::Integer:
+        return Expect(Kind::Integer, definition, value, frame.path);
+      case DefinitionType::Double:
+        return Expect(Kind::Double, definition, value, frame.path);
+      case DefinitionType::String:
+        return Expect(Kind::String, definition, value, frame.path);
+      case DefinitionType::Secret:
+        return Expect(Kind::Secret, definition, value, frame.path);
+      case DefinitionType::Binary:
+        return Expect(Kind::Binary, definition, value, frame.path);
+      case DefinitionType::DateTime:
+        return Expect(Kind::DateTime, definition, value, frame.path);
+      case DefinitionType::IsOneOf:
+        return VisitIsOneOf(static_cast<IsOneOfDefinition const&>(*definition), value, frame.path);
+      case DefinitionType::Optional:
+        return VisitOptional(static_cast<OptionalDefinition const&>(*definition), value, frame.path);
+      case DefinitionType::List:
+        return VisitList(static_cast<ListDefinition const&>(*definition), value, frame.path);
+      case DefinitionType::Map:
+        return VisitMap(static_cast<MapDefinition const&>(*definition), value, frame.path);
       case DefinitionType::Structure:
       case DefinitionType::Error:
         return VisitStructure(static_cast<StructDefinition const&>(*definition), value, frame.path);
@@ -122,9 +137,11 @@ class Validator {
           Mismatch("structure", value, frame.path);
         }
         return;
-      case DefinitionType::DynamicError: return Expect(Kind::Error, definition, value, frame.path);
+      case DefinitionType::DynamicError:
+        return Expect(Kind::Error, definition, value, frame.path);
       case DefinitionType::StructRef:
-      case DefinitionType::UnionCase: return;  // resolved above
+      case DefinitionType::UnionCase:
+        return;  // resolved above
     }
   }
 
@@ -159,7 +176,8 @@ class Validator {
     if (element == nullptr) return;
     Kind const held = list.elementKind();
     if (held == Kind::Integer) {
-      if (element->type() != DefinitionType::Integer && !list.empty()) Mismatch(DefinitionTypeName(element->type()), list.element(0).get(), Child(path, {}, 0));
+      if (element->type() != DefinitionType::Integer && !list.empty())
+        Mismatch(DefinitionTypeName(element->type()), list.element(0).get(), Child(path, {}, 0));
       return;
     }
     if (element->type() == DefinitionType::String) return;
@@ -171,14 +189,16 @@ class Validator {
       }
       return;
     }
-    if (!list.empty()) Report(MessageIds::kValueKindMismatch, {DefinitionTypeName(element->type()), "string", Path(Child(path, {}, 0))});
+    if (!list.empty())
+      Report(MessageIds::kValueKindMismatch,
+             {DefinitionTypeName(element->type()), "string", Path(Child(path, {}, 0))});
   }
 
   void VisitMap(MapDefinition const& definition, DataValue const* value, uint32_t path) {
     if (value == nullptr || value->kind() != Kind::Map) return Mismatch("map", value, path);
     auto const& map = static_cast<MapValue const&>(*value);
     for (FieldMap::Field const& entry : map.fields()) {
-      stack_.push_back({definition.valueType().get(), entry.value().get(), Child(path, entry.name())});
+      stack_.push_back({definition.elementType().get(), entry.value().get(), Child(path, entry.name())});
     }
   }
 
@@ -192,14 +212,15 @@ class Validator {
     auto const* field = structure.FindField(tag);
     if (field == nullptr || !*field) return false;
     DataValue const* value = field->get();
-    while (value != nullptr && value->kind() == Kind::Optional) value = static_cast<OptionalValue const*>(value)->value().get();
+    while (value != nullptr && value->kind() == Kind::Optional)
+      value = static_cast<OptionalValue const*>(value)->value().get();
     if (value == nullptr || value->kind() != Kind::String) return false;
     text = internal::StoredOf<std::string>(*value);
     return true;
   }
 
-  void CheckUnionCase(UnionCaseDefinition const& unionCase, StructValue const& structure, std::string const& field,
-                      std::shared_ptr<DataValue const> const* value) {
+  void CheckUnionCase(UnionCaseDefinition const& unionCase, StructValue const& structure,
+                      std::string const& field, std::shared_ptr<DataValue const> const* value) {
     bool const set = IsSet(value);
     std::string tag;
     if (!TagText(structure, unionCase.tagField(), tag)) {
@@ -217,7 +238,8 @@ class Validator {
     if (value == nullptr || value->kind() != expected) return Mismatch(KindName(expected), value, path);
     auto const& structure = static_cast<StructValue const&>(*value);
     if (structure.name() != definition.name()) {
-      Report(isError ? MessageIds::kErrorName : MessageIds::kStructureName, {definition.name(), structure.name(), Path(path)});
+      Report(isError ? MessageIds::kErrorName : MessageIds::kStructureName,
+             {definition.name(), structure.name(), Path(path)});
       return;
     }
     std::size_t const firstChild = stack_.size();
@@ -241,7 +263,8 @@ class Validator {
     std::reverse(stack_.begin() + static_cast<std::ptrdiff_t>(firstChild), stack_.end());
     if (definition.extraFields() == StructDefinition::ExtraFields::Forbidden) {
       for (FieldMap::Field const& field : structure.fields()) {
-        if (definition.fields().count(field.name()) == 0) Report(MessageIds::kFieldExtra, {structure.name(), field.name()});
+        if (definition.fields().count(field.name()) == 0)
+          Report(MessageIds::kFieldExtra, {structure.name(), field.name()});
       }
     }
   }
@@ -255,7 +278,8 @@ class Validator {
 
 }  // namespace
 
-bool DataDefinition::Validate(std::shared_ptr<DataValue const> const& value, std::list<BaseMessage>& messages) const {
+bool DataDefinition::Validate(std::shared_ptr<DataValue const> const& value,
+                              std::list<BaseMessage>& messages) const {
   return Validator(messages).Run(*this, value.get());
 }
 

@@ -23,8 +23,8 @@ std::shared_ptr<StructDefinition const> CredentialDefinition() {
   StructDefinition::Fields fields;
   fields["type"] = IsOneOfDefinition::GetInstance(
       [](std::string const& t) { return t == "USERNAME_PASSWORD" || t == "SAML_TOKEN"; });
-  fields["username_password"] = UnionCaseDefinition::GetInstance(OptionalDefinition::GetInstance(userPassword), "type",
-                                                                 caseFor("USERNAME_PASSWORD"));
+  fields["username_password"] = UnionCaseDefinition::GetInstance(
+      OptionalDefinition::GetInstance(userPassword), "type", caseFor("USERNAME_PASSWORD"));
   fields["saml_token"] = UnionCaseDefinition::GetInstance(
       OptionalDefinition::GetInstance(DataDefinition::Create<SecretString>()), "type", caseFor("SAML_TOKEN"));
   return StructDefinition::GetInstance(kCredential, std::move(fields));
@@ -36,7 +36,8 @@ std::shared_ptr<StructValue> Credential(char const* type, bool withPassword, boo
   auto userPassword = StructValue::GetInstance("com.quarn.nexar.username_password");
   userPassword->SetField("user_name", DataValue::Create(std::string("admin")));
   userPassword->SetField("password", DataValue::Create(SecretString("pw")));
-  value->SetField("username_password", withPassword ? OptionalValue::GetInstance(userPassword) : OptionalValue::GetInstance());
+  value->SetField("username_password",
+                  withPassword ? OptionalValue::GetInstance(userPassword) : OptionalValue::GetInstance());
   value->SetField("saml_token", withToken ? OptionalValue::GetInstance(DataValue::Create(SecretString("t")))
                                           : OptionalValue::GetInstance());
   return value;
@@ -58,12 +59,14 @@ TEST(Validate, UnionCasesFollowTheirTag) {
   };
   std::string const isSet = "opax.data.union.invalid.case.state.isset.short";
   std::string const notSet = "opax.data.union.invalid.case.state.isnotset.short";
-  for (Case const& c : {Case{"USERNAME_PASSWORD", true, false, {}, ""}, Case{"SAML_TOKEN", false, true, {}, ""},
-                        Case{"SAML_TOKEN", false, false, {notSet}, "saml_token"},
-                        Case{"USERNAME_PASSWORD", true, true, {isSet}, "saml_token"},
-                        Case{"SAML_TOKEN", true, true, {isSet}, "username_password"}}) {
+  for (Case const& c :
+       {Case{"USERNAME_PASSWORD", true, false, {}, ""}, Case{"SAML_TOKEN", false, true, {}, ""},
+        Case{"SAML_TOKEN", false, false, {notSet}, "saml_token"},
+        Case{"USERNAME_PASSWORD", true, true, {isSet}, "saml_token"},
+        Case{"SAML_TOKEN", true, true, {isSet}, "username_password"}}) {
     Messages messages;
-    EXPECT_EQ(definition->Validate(Credential(c.type, c.password, c.token), messages), c.ids.empty()) << c.type;
+    EXPECT_EQ(definition->Validate(Credential(c.type, c.password, c.token), messages), c.ids.empty())
+        << c.type;
     EXPECT_EQ(Ids(messages), c.ids) << c.type << c.password << c.token;
     if (!c.field.empty() && !messages.empty()) {
       EXPECT_EQ(messages.front().args(), (std::vector<std::string>{c.field, kCredential}));
@@ -75,8 +78,8 @@ TEST(Validate, UnsetTagWithASetCaseFieldIsReported) {
   StructDefinition::Fields fields;
   fields["idm_protocol"] = OptionalDefinition::GetInstance(StringDefinition::GetInstance());
   fields["idm_endpoints"] = UnionCaseDefinition::GetInstance(
-      OptionalDefinition::GetInstance(ListDefinition::GetInstance(StringDefinition::GetInstance())), "idm_protocol",
-      [](std::string const&) -> tribool { return indeterminate; });
+      OptionalDefinition::GetInstance(ListDefinition::GetInstance(StringDefinition::GetInstance())),
+      "idm_protocol", [](std::string const&) -> tribool { return indeterminate; });
   auto definition = StructDefinition::GetInstance("providers.info", std::move(fields));
 
   auto value = StructValue::GetInstance("providers.info");
@@ -86,7 +89,8 @@ TEST(Validate, UnsetTagWithASetCaseFieldIsReported) {
   Messages messages;
   EXPECT_FALSE(definition->Validate(value, messages));
   ASSERT_EQ(Ids(messages), std::vector<std::string>{"opax.data.union.invalid.case.state.notag"});
-  EXPECT_EQ(messages.front().args(), (std::vector<std::string>{"idm_protocol", "idm_endpoints", "providers.info"}));
+  EXPECT_EQ(messages.front().args(),
+            (std::vector<std::string>{"idm_protocol", "idm_endpoints", "providers.info"}));
 
   // With the tag set, an indeterminate case may be set or not.
   value->SetField("idm_protocol", OptionalValue::GetInstance(DataValue::Create(std::string("LDAP"))));
@@ -113,7 +117,8 @@ TEST(Validate, MissingWrongAndExtraFieldsNameTheirPlace) {
   extra->SetField("count", DataValue::Create(int64_t{2}));
   extra->SetField("surprise", DataValue::Create(true));
   auto items = ListValue::GetInstance(Kind::Structure);
-  items->values() = {good, wrongKind, extra, StructValue::GetInstance("inner"), StructValue::GetInstance("other")};
+  items->values() = {good, wrongKind, extra, StructValue::GetInstance("inner"),
+                     StructValue::GetInstance("other")};
   auto value = StructValue::GetInstance("outer");
   value->SetField("items", items);  // "note" may be left out: it is optional; "when" may not
 
@@ -121,10 +126,10 @@ TEST(Validate, MissingWrongAndExtraFieldsNameTheirPlace) {
   EXPECT_FALSE(outer->Validate(value, messages));
   std::vector<std::vector<std::string>> args;
   for (BaseMessage const& m : messages) args.push_back(m.args());
-  EXPECT_EQ(Ids(messages), (std::vector<std::string>{
-                               "opax.data.structure.field.missing", "opax.data.value.kind.mismatch",
-                               "opax.data.compound.field.extra", "opax.data.structure.field.missing",
-                               "opax.data.structure.name.mismatch"}));
+  EXPECT_EQ(Ids(messages),
+            (std::vector<std::string>{"opax.data.structure.field.missing", "opax.data.value.kind.mismatch",
+                                      "opax.data.compound.field.extra", "opax.data.structure.field.missing",
+                                      "opax.data.structure.name.mismatch"}));
   ASSERT_EQ(args.size(), 5u);
   EXPECT_EQ(args[0], (std::vector<std::string>{"when", "outer", "(value)"}));
   EXPECT_EQ(args[1], (std::vector<std::string>{"integer", "string", "items[1].count"}));
@@ -138,14 +143,17 @@ TEST(Validate, KindsAreCheckedExactly) {
     DataDefinitionPtr definition;
     std::shared_ptr<DataValue const> value;
   };
-  for (Case const& c : {Case{DataDefinition::Create<bool>(), DataValue::Create(int64_t{1})},
-                        Case{DataDefinition::Create<double>(), DataValue::Create(int64_t{1})},
-                        Case{DataDefinition::Create<SecretString>(), DataValue::Create(std::string("s"))},
-                        Case{DataDefinition::Create<Opax::Void>(), nullptr},
-                        Case{OptionalDefinition::GetInstance(StringDefinition::GetInstance()), DataValue::Create(std::string("s"))},
-                        Case{DataDefinition::Create<DynamicError>(), StructValue::GetInstance("s")},
-                        Case{ErrorDefinition::GetInstance("com.quarn.opax.std.errors.not_found", {}), StructValue::GetInstance("com.quarn.opax.std.errors.not_found")},
-                        Case{MapDefinition::GetInstance(StringDefinition::GetInstance()), StructValue::GetInstance("")}}) {
+  for (Case const& c :
+       {Case{DataDefinition::Create<bool>(), DataValue::Create(int64_t{1})},
+        Case{DataDefinition::Create<double>(), DataValue::Create(int64_t{1})},
+        Case{DataDefinition::Create<SecretString>(), DataValue::Create(std::string("s"))},
+        Case{DataDefinition::Create<Opax::Void>(), nullptr},
+        Case{OptionalDefinition::GetInstance(StringDefinition::GetInstance()),
+             DataValue::Create(std::string("s"))},
+        Case{DataDefinition::Create<DynamicError>(), StructValue::GetInstance("s")},
+        Case{ErrorDefinition::GetInstance("com.quarn.opax.std.errors.not_found", {}),
+             StructValue::GetInstance("com.quarn.opax.std.errors.not_found")},
+        Case{MapDefinition::GetInstance(StringDefinition::GetInstance()), StructValue::GetInstance("")}}) {
     Messages messages;
     EXPECT_FALSE(c.definition->Validate(c.value, messages)) << DefinitionTypeName(c.definition->type());
     EXPECT_EQ(Ids(messages), std::vector<std::string>{"opax.data.value.kind.mismatch"});

@@ -23,7 +23,7 @@ class Color : public ::Opax::Enum {
   };
   Color() : ::Opax::Enum(_UNKNOWN) {}
   Color(EnumType v) : ::Opax::Enum(::Opax::EnumTable::Clamp(v, _UNKNOWN)) {}  // NOLINT
-  Color(int v) : ::Opax::Enum(::Opax::EnumTable::Clamp(v, _UNKNOWN)) {}      // NOLINT
+  Color(int v) : ::Opax::Enum(::Opax::EnumTable::Clamp(v, _UNKNOWN)) {}       // NOLINT
   explicit Color(std::string const& text) : ::Opax::Enum(_UNKNOWN, text) {}
   operator EnumType() const { return static_cast<EnumType>(value()); }  // NOLINT
 };
@@ -109,7 +109,8 @@ struct Fields<Detail> {
     f("color", &Detail::color);
     f("tags", &Detail::tags);
   }
-  static constexpr char const* names[] = {"label", "owner", "path", "size", "count", "enabled", "shared", "color", "tags"};
+  static constexpr char const* names[] = {"label",   "owner",  "path",  "size", "count",
+                                          "enabled", "shared", "color", "tags"};
 };
 
 template <>
@@ -130,9 +131,9 @@ struct Fields<Record> {
     f("color", &Record::color);
     f("detail", &Record::detail);
   }
-  static constexpr char const* names[] = {"name", "id", "description", "uri", "size", "capacity",
-                                          "generation", "connected", "read_only", "start_connected",
-                                          "color", "detail"};
+  static constexpr char const* names[] = {
+      "name",      "id",        "description",     "uri",   "size",  "capacity", "generation",
+      "connected", "read_only", "start_connected", "color", "detail"};
 };
 
 template <>
@@ -154,8 +155,9 @@ struct Fields<Node> {
     f("extra", &Node::extra);
     f("details", &Node::details);
   }
-  static constexpr char const* names[] = {"name", "colors", "labels", "secret", "when", "blob", "ratio",
-                                          "extra", "details", "weight", "next", "children", "counts"};
+  static constexpr char const* names[] = {"name", "colors",   "labels", "secret",  "when",
+                                          "blob", "ratio",    "extra",  "details", "weight",
+                                          "next", "children", "counts"};
 };
 
 template <>
@@ -186,7 +188,8 @@ constexpr std::size_t FieldCount() {
 
 // The three adapt functions of a sample structure, written once over its field list.
 template <class T>
-void ToValue(::Opax::NativeConstPtr const& source, ::Opax::Data::NativeToValueAdapter::Destination const& destination,
+void ToValue(::Opax::NativeConstPtr const& source,
+             ::Opax::Data::NativeToValueAdapter::Destination const& destination,
              ::Opax::Data::NativeToValueAdapter::Queue& queue, std::list<::Opax::BaseMessage>&) {
   auto const& native = *static_cast<T const*>(source);
   ::Opax::Data::NativeToValueAdapter::CompoundHelper<::Opax::Data::StructValue> helper(
@@ -196,11 +199,12 @@ void ToValue(::Opax::NativeConstPtr const& source, ::Opax::Data::NativeToValueAd
 }
 
 template <class T>
-void ToNative(std::shared_ptr<::Opax::Data::DataValue const> const& value, ::Opax::NativePtr const& destination,
-              ::Opax::Data::ValueToNativeAdapter::Container& container, std::list<::Opax::BaseMessage>& messages) {
+void ToNative(std::shared_ptr<::Opax::Data::DataValue const> const& value,
+              ::Opax::NativePtr const& destination, ::Opax::Data::ValueToNativeAdapter::Container& container,
+              std::list<::Opax::BaseMessage>& messages) {
   auto& native = *static_cast<T*>(destination);
-  ::Opax::Data::ValueToNativeAdapter::CompoundHelper<::Opax::Data::StructValue> helper(value, container, messages,
-                                                                                   Fields<T>::name);
+  ::Opax::Data::ValueToNativeAdapter::CompoundHelper<::Opax::Data::StructValue> helper(
+      value, container, messages, Fields<T>::name);
   if (!helper.ok()) return;
   Fields<T>::ForEach([&](char const* wire, auto member) { helper.AddField(wire, &(native.*member)); });
   native.unknownFields = helper.UnknownFields(Fields<T>::names, FieldCount<T>());
@@ -209,7 +213,8 @@ void ToNative(std::shared_ptr<::Opax::Data::DataValue const> const& value, ::Opa
 template <class T>
 void ToDefinition(::Opax::Data::NativeToDefinitionAdapter::SrcType const&,
                   ::Opax::Data::NativeToDefinitionAdapter::Destination const& destination,
-                  ::Opax::Data::NativeToDefinitionAdapter::Container& container, std::list<::Opax::BaseMessage>&) {
+                  ::Opax::Data::NativeToDefinitionAdapter::Container& container,
+                  std::list<::Opax::BaseMessage>&) {
   ::Opax::Data::NativeToDefinitionAdapter::CompoundHelper<::Opax::Data::StructDefinition> helper(
       reinterpret_cast<void const*>(&ToDefinition<T>), Fields<T>::name, destination, container);
   if (!helper.needsFields()) return;
@@ -227,7 +232,9 @@ namespace Data {
 template <class T>
 struct SampleTypeInfo {
   static std::string name() { return Sample::Fields<T>::name; }
-  static std::shared_ptr<T> defaultInstance(std::shared_ptr<DataValue const> const&) { return std::make_shared<T>(); }
+  static std::shared_ptr<T> defaultInstance(std::shared_ptr<DataValue const> const&) {
+    return std::make_shared<T>();
+  }
 };
 template <>
 struct TypeInfo<Sample::Detail> : SampleTypeInfo<Sample::Detail> {};
@@ -240,18 +247,18 @@ struct TypeInfo<Sample::Link> : SampleTypeInfo<Sample::Link> {};
 template <>
 struct TypeInfo<Sample::Pair> : SampleTypeInfo<Sample::Pair> {};
 
-#define OPAX_SAMPLE_ADAPT_METHODS(T)                                                                        \
-  template <>                                                                                               \
-  struct NativeToValueAdapter::AdaptMethod<T> {                                                             \
-    static AdaptFunction Get(T const* = nullptr) { return &Sample::ToValue<T>; }                            \
-  };                                                                                                        \
-  template <>                                                                                               \
-  struct ValueToNativeAdapter::AdaptMethod<T> {                                                             \
-    static AdaptFunction Get(T const* = nullptr) { return &Sample::ToNative<T>; }                           \
-  };                                                                                                        \
-  template <>                                                                                               \
-  struct NativeToDefinitionAdapter::AdaptMethod<T> {                                                        \
-    static AdaptFunction Get(T const* = nullptr) { return &Sample::ToDefinition<T>; }                       \
+#define OPAX_SAMPLE_ADAPT_METHODS(T)                                                  \
+  template <>                                                                         \
+  struct NativeToValueAdapter::AdaptMethod<T> {                                       \
+    static AdaptFunction Get(T const* = nullptr) { return &Sample::ToValue<T>; }      \
+  };                                                                                  \
+  template <>                                                                         \
+  struct ValueToNativeAdapter::AdaptMethod<T> {                                       \
+    static AdaptFunction Get(T const* = nullptr) { return &Sample::ToNative<T>; }     \
+  };                                                                                  \
+  template <>                                                                         \
+  struct NativeToDefinitionAdapter::AdaptMethod<T> {                                  \
+    static AdaptFunction Get(T const* = nullptr) { return &Sample::ToDefinition<T>; } \
   };
 
 OPAX_SAMPLE_ADAPT_METHODS(Sample::Detail)
