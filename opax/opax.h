@@ -25,3 +25,5 @@
 #include <opax/core/message/base_message.h>
 #include <opax/core/message/message.h>
 #include <opax/core/message/message_ids.h>
+#include <opax/core/metadata/struct_info.h>
+#include <opax/core/validation/validator.h>

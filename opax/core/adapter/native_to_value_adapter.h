@@ -60,10 +60,13 @@ template <>
 class NativeToValueAdapter::CompoundHelper<StructValue> {
  public:
   // `fieldCount` is the number of declared fields; retained unknown fields are added to it so
-  // that the field map never grows after slots have been handed out.
+  // that the field map never grows after slots have been handed out. Standard errors make an
+  // ErrorValue (`kind` Error).
   CompoundHelper(std::string name, Destination const& destination, Queue& queue, std::size_t fieldCount,
-                 std::shared_ptr<StructValue const> const& unknownFields = nullptr)
-      : value_(StructValue::GetInstance(std::move(name))), queue_(queue) {
+                 std::shared_ptr<StructValue const> const& unknownFields = nullptr, Kind kind = Kind::Structure)
+      : value_(kind == Kind::Error ? ErrorValue::GetInstance(std::move(name))
+                                   : StructValue::GetInstance(std::move(name))),
+        queue_(queue) {
     value_->fields().reserve(fieldCount + (unknownFields ? unknownFields->fields().size() : 0));
     *destination = value_;
   }

@@ -1,0 +1,72 @@
+#!/usr/bin/env python3
+"""Generates the C++ bindings from interface descriptions.
+
+    nexar_generate.py --root idl=bindings --root opax/std=opax/std --render bindings --out build/gen
+
+Every root is parsed and checked together (so that references across libraries resolve); only
+the units whose prefix is given to --render are written. A mistake in a description is reported
+as `file:line: message`, and nothing is written."""
+
+import argparse
+import os
+import sys
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+
+from nexargen import catalog, render  # noqa: E402
+
+
+def main(argv):
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--root", action="append", required=True, metavar="DIR=PREFIX",
+                        help="a directory of descriptions and the include prefix of its output")
+    parser.add_argument("--render", action="append", default=[], metavar="PREFIX",
+                        help="write the units of this prefix (repeatable); none: check only")
+    parser.add_argument("--out", help="output directory")
+    parser.add_argument("--stamp", help="file to touch after a successful run")
+    args = parser.parse_args(argv)
+
+    roots = []
+    for spec in args.root:
+        directory, _, prefix = spec.partition("=")
+        if not prefix or not os.path.isdir(directory):
+            print(f"nexar_generate: --root {spec}: expected an existing DIR=PREFIX", file=sys.stderr)
+            return 2
+        roots.append((directory, prefix))
+
+    units, errors = [], None
+    all_errors = []
+    for directory, prefix in roots:
+        found, errors = catalog.load([directory])
+        for unit in found:
+            unit.prefix = prefix
+        units.extend(found)
+        all_errors.extend(errors.lines())
+    if not all_errors:
+        all_errors = catalog.Catalog(units).check().lines()
+    if all_errors:
+        for line in all_errors:
+            print(line, file=sys.stderr)
+        return 1
+    if args.render:
+        if not args.out:
+            print("nexar_generate: --render needs --out", file=sys.stderr)
+            return 2
+        render.render([u for u in units if u.prefix in args.render], args.out)
+    if args.stamp:
+        with open(args.stamp, "w", encoding="utf-8") as f:
+            f.write("ok\n")
+    return 0
+
+
+if __name__ == "__main__":
+    try:
+        sys.exit(main(sys.argv[1:]))
+    except ImportError as e:
+        print(f"nexar_generate: {e}; install python3-jinja2", file=sys.stderr)
+        sys.exit(2)
+    except Exception as e:  # a generator fault, not a description's: say so without a traceback
+        if os.environ.get("NEXARGEN_DEBUG"):
+            raise
+        print(f"nexar_generate: internal error: {type(e).__name__}: {e}", file=sys.stderr)
+        sys.exit(3)

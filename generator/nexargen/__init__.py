@@ -1,0 +1,1 @@
+"""The Nexar bindings generator: interface descriptions in, C++ out."""

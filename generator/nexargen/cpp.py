@@ -1,0 +1,180 @@
+"""The C++ view of a checked catalogue: names, types and tables that the templates print. The
+templates decide the shape of the output; this module decides every name in it."""
+
+from . import naming
+from .model import Enum, Struct
+
+KEYWORDS = {
+    "alignas", "alignof", "and", "and_eq", "asm", "auto", "bitand", "bitor", "bool", "break", "case", "catch",
+    "char", "class", "compl", "const", "constexpr", "const_cast", "continue", "decltype", "default", "delete",
+    "do", "double", "dynamic_cast", "else", "enum", "explicit", "export", "extern", "false", "float", "for",
+    "friend", "goto", "if", "inline", "int", "long", "mutable", "namespace", "new", "noexcept", "not",
+    "not_eq", "nullptr", "operator", "or", "or_eq", "private", "protected", "public", "register",
+    "reinterpret_cast", "return", "short", "signed", "sizeof", "static", "static_assert", "static_cast",
+    "struct", "switch", "template", "this", "thread_local", "throw", "true", "try", "typedef", "typeid",
+    "typename", "union", "unsigned", "using", "virtual", "void", "volatile", "wchar_t", "while", "xor",
+    "xor_eq",
+}
+
+PRIMITIVE_TYPES = {
+    "string": "std::string", "uri": "std::string", "id": "std::string", "long": "int64_t", "bool": "bool",
+    "double": "double", "secret": "::Opax::SecretString", "datetime": "::Opax::DateTime",
+    "binary": "std::vector<unsigned char>", "void": "::Opax::Void",
+    "dynamic_structure": "::Opax::Data::DynamicStructure", "dynamic_error": "::Opax::Data::DynamicError",
+}
+
+DEFAULTS = {"long": "0", "bool": "false", "double": "0.0"}
+
+
+def unit_namespace(unit):
+    if unit.kind == "service":
+        return naming.ROOT_NAMESPACE + class_path(unit)[:-1]
+    return naming.package_namespace(unit.dotted)
+
+
+def class_path(unit):
+    return unit.class_path or naming.service_class_path(unit.dotted)
+
+
+def container_path(unit):
+    """Where a unit's types live: the service class, or the package namespace."""
+    if unit.kind == "service":
+        return naming.ROOT_NAMESPACE + class_path(unit)
+    return naming.package_namespace(unit.dotted)
+
+
+def qualified(entity):
+    path = container_path(entity.unit)
+    if isinstance(entity, Enum) and entity.owner is not None:
+        path = path + [entity.owner.name + "Enumerations"]
+    return "::" + "::".join(path + [entity.name])
+
+
+def cpp_type(t):
+    if t.kind in PRIMITIVE_TYPES:
+        return PRIMITIVE_TYPES[t.kind]
+    if t.kind == "ref":
+        if isinstance(t.target, Struct):
+            return f"std::shared_ptr<{qualified(t.target)} const>"
+        return qualified(t.target)
+    inner = t.args[-1]
+    if t.kind == "optional":
+        if inner.kind == "ref" and isinstance(inner.target, Struct):
+            return f"::Opax::OptionalPtr<{qualified(inner.target)} const>"
+        return f"boost::optional<{cpp_type(inner)}>"
+    if t.kind == "list":
+        return f"std::list<{cpp_type(inner)}>"
+    if t.kind == "set":
+        return f"std::set<{cpp_type(inner)}>"
+    if t.kind == "map":
+        return f"std::map<std::string, {cpp_type(inner)}>"
+    raise ValueError(f"no C++ type for {t.kind}")
+
+
+def resource_types(t):
+    """The resource types of an identifier, looking through containers."""
+    if t.kind == "id":
+        return list(t.resources)
+    for arg in t.args:
+        found = resource_types(arg)
+        if found:
+            return found
+    return []
+
+
+def referenced_units(t, found):
+    if t.kind == "ref" and t.target is not None:
+        found.add(t.target.unit)
+    for arg in t.args:
+        referenced_units(arg, found)
+
+
+def definition_name(unit, struct):
+    """The interface-definition name that metadata records ("...vt_containers.Mappings.Info")."""
+    if unit.kind == "service":
+        parent = unit.dotted.rsplit(".", 1)[0]
+        last = unit.dotted.rsplit(".", 1)[1]
+        return f"{parent}.{unit.definition_name or naming.camel(last.lower())}.{struct.name}"
+    return f"{unit.dotted}.{struct.name}"
+
+
+def enum_view(name, values):
+    return {"name": name, "values": values, "count": len(values)}
+
+
+def upper_snake(text):
+    return naming.snake(naming.camel(text)).upper() if text.islower() or "_" in text else text.upper()
+
+
+def struct_view(unit, struct):
+    fields = []
+    by_name = {f.name: f for f in struct.fields}
+    tags = []  # tag field names in order of first use
+    for f in struct.fields:
+        accessor = naming.lower_camel(f.name)
+        fields.append({
+            "wire": f.name,
+            "accessor": accessor,
+            "member": accessor + "_",
+            "type": cpp_type(f.type),
+            "default": DEFAULTS.get(f.type.kind),
+            "optional": f.type.kind == "optional",
+            "resources": resource_types(f.type),
+        })
+        if f.case and f.case.tag not in tags:
+            tags.append(f.case.tag)
+    unions = []
+    for tag in tags:
+        tag_field = by_name[tag]
+        tag_type = tag_field.type.args[0] if tag_field.type.kind == "optional" else tag_field.type
+        enum = tag_type.target
+        cases = []
+        for f in struct.fields:
+            if f.case and f.case.tag == tag:
+                mask = 0
+                for value in f.case.values:
+                    mask |= 1 << enum.values.index(value)
+                cases.append({"wire": f.name, "member": naming.lower_camel(f.name), "mask": mask,
+                              "required": f.case.required, "values": f.case.values,
+                              "annotation": naming.camel(f.name) + "UnionCases"})
+        unions.append({"tag_wire": tag, "tag_member": naming.lower_camel(tag), "enum": qualified(enum),
+                       "unknown": len(enum.values), "cases": cases})
+    required = [f for f in fields if not f["optional"]]
+    return {
+        "name": struct.name,
+        "qualified": qualified(struct),
+        "canonical": naming.canonical_struct_name(unit.dotted, struct.name, struct.wire),
+        "definition_name": definition_name(unit, struct),
+        "is_error": struct.is_error,
+        "fields": fields,
+        "required": required,
+        "unions": unions,
+        "tags": [{"text": t, "enumerator": upper_snake(t)} for t in tags],
+        "id_fields": [f for f in fields if f["resources"]],
+        "enums": [enum_view(e.name, e.values) for e in struct.enums],
+    }
+
+
+def unit_view(unit, prefix):
+    referenced = set()
+    for struct in unit.structs:
+        for f in struct.fields:
+            referenced_units(f.type, referenced)
+    for op in unit.operations:
+        for p in op.params:
+            referenced_units(p.type, referenced)
+        referenced_units(op.result, referenced)
+    referenced.discard(unit)
+    view = {
+        "kind": unit.kind,
+        "dotted": unit.dotted,
+        "summary": unit.summary,
+        "header": f"{prefix}/{unit.rel}.h",
+        "includes": sorted(f"{u.prefix}/{u.rel}.h" for u in referenced),
+        "namespace": unit_namespace(unit),
+        "class_name": class_path(unit)[-1] if unit.kind == "service" else None,
+        "resource_type": unit.resource_type,
+        "enums": [enum_view(e.name, e.values) for e in unit.enums],
+        "structs": [struct_view(unit, s) for s in unit.structs],
+    }
+    return view

@@ -1,0 +1,94 @@
+"""What a description says, as plain objects. The parser fills them; the resolver links type
+references and checks the whole; the renderer reads them."""
+
+from dataclasses import dataclass, field as dc_field
+from typing import List, Optional
+
+
+@dataclass(eq=False)
+class TypeExpr:
+    """A written type: a primitive or container keyword with arguments, or a reference by name."""
+
+    kind: str  # "string", "long", ..., "id", "optional", "list", "set", "map", "ref"
+    line: int
+    args: List["TypeExpr"] = dc_field(default_factory=list)
+    name: str = ""  # for "ref": the written name; for "id": unused
+    resources: List[str] = dc_field(default_factory=list)  # for "id"
+    target: object = None  # for "ref": the resolved Struct or Enum
+
+
+@dataclass(eq=False)
+class Case:
+    tag: str
+    values: List[str]
+    required: bool
+    line: int
+
+
+@dataclass(eq=False)
+class Field:
+    name: str
+    type: TypeExpr
+    line: int
+    case: Optional[Case] = None
+
+
+@dataclass(eq=False)
+class Enum:
+    name: str
+    values: List[str]
+    line: int
+    scope: str = ""  # dotted scope (service id or package)
+    owner: object = None  # the Struct that declares it, for <Struct>Enumerations
+    unit: object = None
+
+
+@dataclass(eq=False)
+class Struct:
+    name: str
+    fields: List[Field]
+    enums: List[Enum]
+    line: int
+    wire: Optional[str] = None
+    is_error: bool = False
+    scope: str = ""
+    unit: object = None
+    is_input: bool = False  # an operation's Input structure
+
+
+@dataclass(eq=False)
+class Param:
+    name: str
+    type: TypeExpr
+    line: int
+
+
+@dataclass(eq=False)
+class Operation:
+    name: str
+    params: List[Param]
+    result: TypeExpr
+    line: int
+    task_only: bool = False
+    also_task: bool = False
+    errors: List[str] = dc_field(default_factory=list)
+    error_targets: list = dc_field(default_factory=list)
+
+
+@dataclass(eq=False)
+class Unit:
+    """One description file: a service or a package."""
+
+    path: str  # as given, for messages
+    rel: str  # path below its root, without ".idl"
+    kind: str  # "service" or "package"
+    dotted: str  # the service id or package name
+    line: int
+    class_path: Optional[List[str]] = None  # written `class` setting, split at "::"
+    resource_type: Optional[str] = None
+    definition_name: Optional[str] = None
+    enums: List[Enum] = dc_field(default_factory=list)
+    structs: List[Struct] = dc_field(default_factory=list)
+    operations: List[Operation] = dc_field(default_factory=list)
+    resource_types: List[str] = dc_field(default_factory=list)
+    summary: str = ""  # the first comment line

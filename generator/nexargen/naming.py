@@ -1,0 +1,96 @@
+"""The naming rules: how wire names become C++ names, class paths and dotted type names."""
+
+import re
+
+ROOT = "com.quarn.nexar"
+ROOT_NAMESPACE = ["Com", "Quarn", "Nexar"]
+
+# Ids whose last component keeps an upper-case "VM" while the class is VmSvc.
+UPPER_VM = "VM"
+
+_FIELD_NAME = re.compile(r"^[a-z][a-z0-9]*(_[A-Za-z0-9]+)*$")
+_TYPE_NAME = re.compile(r"^[A-Z][A-Za-z0-9]*$")
+_ENUM_VALUE = re.compile(r"^[A-Z][A-Z0-9]*(_[A-Z0-9]+)*$")
+_ID_COMPONENT = re.compile(r"^[a-z][a-z0-9]*(_[a-z0-9]+)*$")
+
+
+def is_field_name(name):
+    """snake_case, lower case except where the wire keeps capitals ("size_MiB")."""
+    return bool(_FIELD_NAME.match(name))
+
+
+def is_type_name(name):
+    return bool(_TYPE_NAME.match(name))
+
+
+def is_enum_value(name):
+    return bool(_ENUM_VALUE.match(name))
+
+
+def is_id_component(name):
+    return bool(_ID_COMPONENT.match(name))
+
+
+def camel(snake):
+    """snake_case to CamelCase: each word capitalised, underscores dropped ("vt_containers" -> "VtContainers")."""
+    return "".join(word[:1].upper() + word[1:] for word in snake.split("_") if word)
+
+
+def lower_camel(snake):
+    """Accessor names: "start_connected" -> "startConnected", "size_MiB" -> "sizeMiB"."""
+    words = [w for w in snake.split("_") if w]
+    if not words:
+        return snake
+    return words[0] + "".join(w[:1].upper() + w[1:] for w in words[1:])
+
+
+def snake(camel_name):
+    """CamelCase to snake_case: "CreateSpec" -> "create_spec", "DynamicID" -> "dynamic_id"."""
+    out = []
+    for i, ch in enumerate(camel_name):
+        if ch.isupper() and i > 0:
+            prev = camel_name[i - 1]
+            nxt = camel_name[i + 1] if i + 1 < len(camel_name) else ""
+            if prev.islower() or prev.isdigit() or (prev.isupper() and nxt.islower()):
+                out.append("_")
+        out.append(ch.lower())
+    return "".join(out)
+
+
+def service_class_path(service_id):
+    """The C++ path of a service below Com::Quarn::Nexar, e.g. ["Authorization", "VtContainers", "MappingsSvc"].
+
+    The upper-case "VM" ids keep their class VmSvc."""
+    if not service_id.startswith(ROOT + "."):
+        raise ValueError(f"service id '{service_id}' is not below {ROOT}")
+    parts = service_id[len(ROOT) + 1:].split(".")
+    names = [camel(p) for p in parts[:-1]]
+    last = parts[-1]
+    names.append(("Vm" if last == UPPER_VM else camel(last)) + "Svc")
+    return names
+
+
+def id_breaks_rule(service_id):
+    """The parts of an id that are not snake_case; only a final "VM" is allowed."""
+    parts = service_id.split(".")
+    bad = [p for p in parts if not is_id_component(p)]
+    if bad == [UPPER_VM] and parts[-1] == UPPER_VM:
+        return []
+    return bad
+
+
+def service_relative_path(service_id):
+    """Where the service's description and header live below idl/ and bindings/ (no suffix)."""
+    parts = service_id[len(ROOT) + 1:].split(".")
+    parts[-1] = parts[-1].lower() if parts[-1] == UPPER_VM else parts[-1]
+    return "/".join(parts)
+
+
+def package_namespace(dotted):
+    """A package or service scope as C++ namespaces: "com.quarn.nexar.vm.hardware" -> Com::Quarn::Nexar::Vm::Hardware."""
+    return [camel(p) for p in dotted.split(".")]
+
+
+def canonical_struct_name(scope, struct_name, wire=None):
+    """The dotted wire name of a structure: its scope plus the snake_case name (or an explicit wire part)."""
+    return f"{scope}.{wire if wire else snake(struct_name)}"
