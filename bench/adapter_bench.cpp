@@ -108,7 +108,9 @@ void ValueToNative(benchmark::State& state, DataValuePtr const& value) {
 void BM_RecordToValue(benchmark::State& state) { NativeToValue(state, MakeRecord()); }
 BENCHMARK(BM_RecordToValue);
 
-void BM_ValueToRecord(benchmark::State& state) { ValueToNative<Sample::Record>(state, ToValue(MakeRecord())); }
+void BM_ValueToRecord(benchmark::State& state) {
+  ValueToNative<Sample::Record>(state, ToValue(MakeRecord()));
+}
 BENCHMARK(BM_ValueToRecord);
 
 void BM_RecordRoundTrip(benchmark::State& state) {

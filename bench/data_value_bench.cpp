@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <list>
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -190,27 +191,36 @@ void BM_ReadLongString(benchmark::State& state) {
   Bench::AllocationMeter meter;
   for (auto _ : state) {
     switch (how) {
-      case StringRead::Value: DataValue::Value(value, out, messages); break;
-      case StringRead::ToPrimitive: DataValue::ToPrimitive(value, out, messages); break;
-      case StringRead::Assign: out = source; break;
+      case StringRead::Value:
+        DataValue::Value(value, out, messages);
+        break;
+      case StringRead::ToPrimitive:
+        DataValue::ToPrimitive(value, out, messages);
+        break;
+      case StringRead::Assign:
+        out = source;
+        break;
     }
     benchmark::DoNotOptimize(out);
   }
   meter.Report(state);
-  state.SetLabel(how == StringRead::Value ? "Value" : how == StringRead::ToPrimitive ? "ToPrimitive" : "assign");
+  state.SetLabel(how == StringRead::Value         ? "Value"
+                 : how == StringRead::ToPrimitive ? "ToPrimitive"
+                                                  : "assign");
 }
 BENCHMARK(BM_ReadLongString)->DenseRange(0, 2);
 
 // Field names as management structures have them: several sharing a prefix, most short.
 std::vector<std::string> FieldNames(std::size_t count) {
-  static char const* const kNames[] = {
-      "name", "id", "description", "uri", "size", "capacity", "generation", "connected",
-      "read_only", "start_connected", "color", "detail", "label", "owner", "path", "count",
-      "enabled", "shared", "tags", "backing", "backing_type", "backing_file", "backing_device",
-      "controller", "controller_key", "unit_number", "allow_guest_control", "state", "type",
-      "mode", "host", "host_name", "host_port", "datastore", "folder", "resource_pool",
-      "power_state", "guest_os", "hardware_version", "boot_order"};
-  return {std::begin(kNames), std::begin(kNames) + count};
+  std::istringstream all(
+      "name id description uri size capacity generation connected read_only start_connected "
+      "color detail label owner path count enabled shared tags backing backing_type backing_file "
+      "backing_device controller controller_key unit_number allow_guest_control state type mode "
+      "host host_name host_port datastore folder resource_pool power_state guest_os "
+      "hardware_version boot_order");
+  std::vector<std::string> names;
+  for (std::string name; names.size() < count && all >> name;) names.push_back(name);
+  return names;
 }
 
 FieldMap MakeFieldMap(std::vector<std::string> const& names) {
