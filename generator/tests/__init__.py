@@ -1,0 +1,1 @@
+"""Unit tests of the generator: naming rules, parser, cross-file checks and the rendered tree."""
