@@ -52,7 +52,11 @@ def main(argv):
         if not args.out:
             print("nexar_generate: --render needs --out", file=sys.stderr)
             return 2
-        render.render([u for u in units if u.prefix in args.render], args.out)
+        try:
+            render.render([u for u in units if u.prefix in args.render], args.out)
+        except OSError as e:  # the output directory, not a description, is at fault
+            print(f"nexar_generate: cannot write the output: {e}", file=sys.stderr)
+            return 2
     if args.stamp:
         with open(args.stamp, "w", encoding="utf-8") as f:
             f.write("ok\n")

@@ -106,7 +106,7 @@ class Catalog:
             return
         derived = naming.service_class_path(unit.dotted)
         if unit.class_path is not None and unit.class_path != derived:
-            add(unit.line, f"class '{'::'.join(unit.class_path)}' is not the class the id names: '{'::'.join(derived)}'")
+            add(unit.class_line, f"class '{'::'.join(unit.class_path)}' is not the class the id names: '{'::'.join(derived)}'")
         expected = naming.service_relative_path(unit.dotted)
         if unit.rel != expected:
             add(unit.line, f"service '{unit.dotted}' belongs in '{expected}.idl', not '{unit.rel}.idl'")
@@ -115,11 +115,12 @@ class Catalog:
         if not naming.is_type_name(enum.name):
             add(enum.line, f"enumeration name '{enum.name}' is not CamelCase")
         seen = set()
-        for value in enum.values:
+        lines = enum.value_lines or [enum.line] * len(enum.values)
+        for value, line in zip(enum.values, lines):
             if not naming.is_enum_value(value):
-                add(enum.line, f"enumeration value '{value}' of {enum.name} is not UPPER_SNAKE_CASE")
+                add(line, f"enumeration value '{value}' of {enum.name} is not UPPER_SNAKE_CASE")
             if value == "_UNKNOWN" or value in seen:
-                add(enum.line, f"enumeration value '{value}' of {enum.name} is reserved or repeated")
+                add(line, f"enumeration value '{value}' of {enum.name} is reserved or repeated")
             seen.add(value)
 
     def check_struct(self, unit, struct, add):
@@ -139,6 +140,7 @@ class Catalog:
             if accessor in accessors and accessors[accessor] != field.name:
                 add(field.line, f"fields '{accessors[accessor]}' and '{field.name}' have the same accessor '{accessor}'")
             accessors[accessor] = field.name
+            self.check_not_void(field.type, add)
             self.resolve(unit, struct, field.type, add)
         for field in struct.fields:
             if field.case:
@@ -151,6 +153,8 @@ class Catalog:
             add(case.line, f"union case of '{field.name}' names the tag '{case.tag}', which {struct.name} does not have")
             return
         tag_type = tag.type.args[0] if tag.type.kind == "optional" else tag.type
+        if tag_type.kind == "ref" and tag_type.target is None:
+            return  # its unknown type is reported already; every case of it would only repeat that
         enum = tag_type.target if tag_type.kind == "ref" else None
         if not isinstance(enum, Enum):
             add(case.line, f"the tag '{case.tag}' of {struct.name} is not an enumeration")
@@ -177,16 +181,18 @@ class Catalog:
             if param.name in seen:
                 add(param.line, f"duplicate parameter '{param.name}' of '{op.name}'")
             seen.add(param.name)
+            self.check_not_void(param.type, add)
             self.resolve(unit, None, param.type, add)
         self.resolve(unit, None, op.result, add)
         op.error_targets = []
-        for name in op.errors:
+        lines = op.error_lines or [op.line] * len(op.errors)
+        for name, line in zip(op.errors, lines):
             target = self.lookup(name, [ERRORS_PACKAGE, ""])
             if not isinstance(target, Struct) or not target.is_error:
-                add(op.line, f"'{name}' is not a standard error")
+                add(line, f"'{name}' is not a standard error")
                 continue
             if target in op.error_targets:
-                add(op.line, f"error '{name}' is declared twice by '{op.name}'")
+                add(line, f"error '{name}' is declared twice by '{op.name}'")
             op.error_targets.append(target)
 
     def resolve(self, unit, struct, type_expr, add):
@@ -202,9 +208,13 @@ class Catalog:
                 if resource not in self.resource_types:
                     add(type_expr.line, f"identifier names the unknown resource type '{resource}'")
         for arg in type_expr.args:
-            if arg.kind == "void":
-                add(arg.line, "void is only a result type")
+            self.check_not_void(arg, add)
             self.resolve(unit, struct, arg, add)
+
+    @staticmethod
+    def check_not_void(type_expr, add):
+        if type_expr.kind == "void":
+            add(type_expr.line, "void is only a result type")
 
 
 def load(roots):

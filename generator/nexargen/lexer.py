@@ -41,6 +41,9 @@ def tokenize(path, text):
                 i += 1
             if i >= n or text[i] != '"':
                 raise DescriptionError(path, line, "unterminated string")
+            if "\\" in text[start:i]:
+                # Strings are copied into C++ literals as written; a backslash would change them there.
+                raise DescriptionError(path, line, "a string may not contain '\\'")
             tokens.append(Token("string", text[start:i], line))
             i += 1
         else:
@@ -51,5 +54,6 @@ def tokenize(path, text):
                     break
             else:
                 raise DescriptionError(path, line, f"unexpected character '{ch}'")
-    tokens.append(Token("end", "", line))
+    # Errors at the end of the file point at its last written line, not the empty one after it.
+    tokens.append(Token("end", "", text.rstrip().count("\n") + 1))
     return tokens

@@ -38,6 +38,7 @@ class Enum:
     name: str
     values: List[str]
     line: int
+    value_lines: List[int] = dc_field(default_factory=list)  # one per value
     scope: str = ""  # dotted scope (service id or package)
     owner: object = None  # the Struct that declares it, for <Struct>Enumerations
     unit: object = None
@@ -72,6 +73,7 @@ class Operation:
     task_only: bool = False
     also_task: bool = False
     errors: List[str] = dc_field(default_factory=list)
+    error_lines: List[int] = dc_field(default_factory=list)  # one per error name
     error_targets: list = dc_field(default_factory=list)
 
 
@@ -85,6 +87,7 @@ class Unit:
     dotted: str  # the service id or package name
     line: int
     class_path: Optional[List[str]] = None  # written `class` setting, split at "::"
+    class_line: int = 0
     resource_type: Optional[str] = None
     definition_name: Optional[str] = None
     enums: List[Enum] = dc_field(default_factory=list)

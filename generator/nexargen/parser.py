@@ -7,6 +7,9 @@ from .model import Case, Enum, Field, Operation, Param, Struct, TypeExpr, Unit
 PRIMITIVES = {"string", "uri", "long", "bool", "double", "secret", "datetime", "binary", "void",
               "dynamic_structure", "dynamic_error"}
 CONTAINERS = {"optional": 1, "list": 1, "set": 1, "map": 2}
+# Far deeper than any real type; it keeps the recursive steps here and in the checks and the
+# renderer well inside Python's stack whatever a file holds.
+MAX_TYPE_DEPTH = 32
 
 
 class Parser:
@@ -14,6 +17,7 @@ class Parser:
         self.path = path
         self.tokens = tokenize(path, text)
         self.at = 0
+        self.depth = 0
 
     # Token helpers.
     def peek(self, offset=0):
@@ -37,7 +41,9 @@ class Parser:
         token = self.peek()
         if token.text != text or token.kind not in ("punct", "name"):
             found = "end of file" if token.kind == "end" else f"'{token.text}'"
-            self.fail(f"expected '{text}', found {found}")
+            # A missing ';' belongs to the line it should end, not to whatever comes next.
+            at = self.tokens[self.at - 1] if text == ";" and self.at > 0 else token
+            self.fail(f"expected '{text}', found {found}", at)
         return self.next()
 
     def name(self, what="a name"):
@@ -73,7 +79,7 @@ class Parser:
                 self.fail("missing '}' at the end of the description")
             word = token.text
             if word == "class" and unit.kind == "service":
-                self.next()
+                unit.class_line = self.next().line
                 parts = [self.name("a class name").text]
                 while self.accept("::"):
                     parts.append(self.name("a class name").text)
@@ -113,13 +119,17 @@ class Parser:
         line = self.expect("enum").line
         name = self.name("an enumeration name").text
         self.expect("{")
-        values = []
-        while not self.accept("}"):
-            values.append(self.name("an enumeration value").text)
+        values, lines = [], []
+        while True:
+            token = self.name("an enumeration value")
+            values.append(token.text)
+            lines.append(token.line)
             if not self.accept(","):
                 self.expect("}")
                 break
-        return Enum(name=name, values=values, line=line)
+            if self.accept("}"):
+                break
+        return Enum(name=name, values=values, line=line, value_lines=lines)
 
     def struct(self):
         keyword = self.next()
@@ -172,12 +182,16 @@ class Parser:
             self.expect(">")
             return TypeExpr(kind="id", line=token.line, resources=resources)
         if word in CONTAINERS and self.peek(1).text == "<":
+            if self.depth >= MAX_TYPE_DEPTH:
+                self.fail(f"types nest at most {MAX_TYPE_DEPTH} deep")
             self.next()
             self.expect("<")
+            self.depth += 1
             args = [self.type()]
             for _ in range(CONTAINERS[word] - 1):
                 self.expect(",")
                 args.append(self.type())
+            self.depth -= 1
             self.expect(">")
             if word == "map" and args[0].kind != "string":
                 self.fail("map keys are strings: write map<string, T>", token)
@@ -204,14 +218,16 @@ class Parser:
         if self.accept("also"):
             self.expect("task")
             also_task = True
-        errors = []
+        errors, error_lines = [], []
         if self.accept("errors"):
-            errors.append(self.dotted("an error name"))
-            while self.accept(","):
+            while True:
+                error_lines.append(self.peek().line)
                 errors.append(self.dotted("an error name"))
+                if not self.accept(","):
+                    break
         self.expect(";")
         return Operation(name=name, params=params, result=result, line=line, task_only=task_only,
-                         also_task=also_task, errors=errors)
+                         also_task=also_task, errors=errors, error_lines=error_lines)
 
 
 def first_comment(text):
