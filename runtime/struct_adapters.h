@@ -1,29 +1,39 @@
 #pragma once
 
-// The adapt functions of every generated structure, written once over Fields<T>. A generated
-// structure's AdaptMethod entries return the addresses of these instantiations.
+// The adapt functions of every generated structure. Each instantiation only lists the
+// structure's fields into an array; the shared walkers in the core do the work.
 
 #include <runtime/fields.h>
 
+#include <opax/core/adapter/structure_walkers.h>
+
+#include <array>
 #include <list>
 #include <memory>
-#include <string>
 
 namespace Opax {
 namespace Binding {
 
 namespace Data = ::Opax::Data;
+namespace Walkers = ::Opax::Data::StructureWalkers;
+
+template <class T>
+constexpr std::size_t FieldCount() {
+  return std::tuple_size<std::decay_t<decltype(Fields<T>::list)>>::value;
+}
 
 template <class T>
 void ToValue(::Opax::NativeConstPtr const& source, Data::NativeToValueAdapter::Destination const& destination,
              Data::NativeToValueAdapter::Queue& queue, std::list<::Opax::BaseMessage>&) {
   using F = Fields<T>;
   auto const& native = *static_cast<T const*>(source);
-  auto const& unknown = native.*F::unknown;
-  Data::NativeToValueAdapter::CompoundHelper<Data::StructValue> helper(F::name, destination, queue,
-                                                                      F::wireNames.size(), unknown, F::kind);
-  ForEachField<T>([&](auto const& field) { helper.AddField(field.wire, &(native.*field.member)); });
-  helper.AddUnknownFields(unknown);
+  std::array<Walkers::ToValueField, FieldCount<T>()> fields{};
+  std::size_t i = 0;
+  ForEachField<T>([&](auto const& field) {
+    using M = typename std::decay_t<decltype(field)>::Type;
+    fields[i++] = {field.wire, &(native.*field.member), Data::NativeToValueAdapter::AdaptMethod<M>::Get(nullptr)};
+  });
+  Walkers::ToValue(F::name, F::kind, fields.data(), fields.size(), native.*F::unknown, destination, queue);
 }
 
 template <class T>
@@ -31,21 +41,13 @@ void ToNative(std::shared_ptr<Data::DataValue const> const& value, ::Opax::Nativ
               Data::ValueToNativeAdapter::Container& container, std::list<::Opax::BaseMessage>& messages) {
   using F = Fields<T>;
   auto& native = *static_cast<T*>(destination);
-  Data::ValueToNativeAdapter::CompoundHelper<Data::StructValue> helper(value, container, messages, F::name);
-  if (!helper.ok()) return;
-  ForEachField<T>([&](auto const& field) { helper.AddField(field.wire, &(native.*field.member)); });
-  native.*F::unknown = helper.UnknownFields(F::wireNames.data(), F::wireNames.size());
-}
-
-// The union case of a field, by wire name; null for fields outside every union.
-template <class T>
-std::pair<Data::UnionCheck::Union const*, Data::UnionCheck::Case const*> CaseOf(char const* wire) {
-  for (auto const& tag : Fields<T>::unions) {
-    for (std::size_t i = 0; i < tag.caseCount; ++i) {
-      if (std::string(tag.cases[i].wire) == wire) return {&tag, &tag.cases[i]};
-    }
-  }
-  return {nullptr, nullptr};
+  std::array<Walkers::ToNativeField, FieldCount<T>()> fields{};
+  std::size_t i = 0;
+  ForEachField<T>([&](auto const& field) {
+    using M = typename std::decay_t<decltype(field)>::Type;
+    fields[i++] = {field.wire, &(native.*field.member), Data::ValueToNativeAdapter::AdaptMethod<M>::Get(nullptr)};
+  });
+  Walkers::ToNative(value, F::name, fields.data(), fields.size(), &(native.*F::unknown), container, messages);
 }
 
 template <class T>
@@ -53,21 +55,15 @@ void ToDefinition(Data::NativeToDefinitionAdapter::SrcType const&,
                   Data::NativeToDefinitionAdapter::Destination const& destination,
                   Data::NativeToDefinitionAdapter::Container& container, std::list<::Opax::BaseMessage>&) {
   using F = Fields<T>;
-  Data::NativeToDefinitionAdapter::CompoundHelper<Data::StructDefinition> helper(
-      reinterpret_cast<void const*>(&ToDefinition<T>), F::name, destination, container,
-      F::kind == Data::Kind::Error ? Data::DefinitionType::Error : Data::DefinitionType::Structure);
-  if (!helper.needsFields()) return;
+  std::array<Walkers::ToDefinitionField, FieldCount<T>()> fields{};
+  std::size_t i = 0;
   ForEachField<T>([&](auto const& field) {
     using M = typename std::decay_t<decltype(field)>::Type;
-    auto [tag, unionCase] = CaseOf<T>(field.wire);
-    if (tag == nullptr) {
-      helper.template AddField<M>(field.wire);
-    } else {
-      helper.template AddUnionCaseField<M>(field.wire, tag->tagWire, [tag = tag, unionCase = unionCase](std::string const& text) {
-        return Data::UnionCheck::Predicate(*tag, *unionCase, text);
-      });
-    }
+    fields[i++] = {field.wire, Data::NativeToDefinitionAdapter::AdaptMethod<M>::Get(nullptr)};
   });
+  Walkers::ToDefinition(reinterpret_cast<void const*>(&ToDefinition<T>), F::name,
+                        F::kind == Data::Kind::Error ? Data::DefinitionType::Error : Data::DefinitionType::Structure,
+                        fields.data(), fields.size(), F::unions.data(), F::unions.size(), destination, container);
 }
 
 }  // namespace Binding

@@ -41,6 +41,20 @@ NativeToDefinitionAdapter::CompoundHelper<StructDefinition>::CompoundHelper(void
   container.push_back(Entry{SrcType{pending_}, &N2D::FinishStructure, destination});
 }
 
+void NativeToDefinitionAdapter::CompoundHelper<StructDefinition>::AddField(std::string const& wireName,
+                                                                          AdaptFunction adapt) {
+  std::shared_ptr<DataDefinition const>& slot = pending_->fields[wireName];
+  container_.push_back(Entry{SrcType{}, adapt, &slot});
+}
+
+void NativeToDefinitionAdapter::CompoundHelper<StructDefinition>::AddUnionCaseField(
+    std::string const& wireName, std::string const& tagField, AdaptFunction adapt,
+    UnionCaseDefinition::Predicate predicate) {
+  auto unionCase = UnionCaseDefinition::GetInstance(nullptr, tagField, std::move(predicate));
+  pending_->fields[wireName] = unionCase;
+  container_.push_back(Entry{SrcType{}, adapt, unionCase->slot()});
+}
+
 void N2D::FinishStructure(Adapter::SrcType const& source, Adapter::Destination const& destination,
                           Adapter::Container& container, std::list<BaseMessage>&) {
   auto& pending = *static_cast<N2D_internal::PendingStructure*>(const_cast<void*>(source.build));

@@ -112,18 +112,18 @@ class NativeToDefinitionAdapter::CompoundHelper<StructDefinition> {
 
   template <class F>
   void AddField(std::string const& wireName, F const* = nullptr) {
-    std::shared_ptr<DataDefinition const>& slot = pending_->fields[wireName];
-    container_.push_back(Entry{SrcType{}, AdaptMethod<F>::Get(nullptr), &slot});
+    AddField(wireName, AdaptMethod<F>::Get(nullptr));
   }
+  void AddField(std::string const& wireName, AdaptFunction adapt);
 
   // A field that belongs to a union case; see UnionCaseDefinition for the predicate.
   template <class F>
   void AddUnionCaseField(std::string const& wireName, std::string const& tagField,
                          UnionCaseDefinition::Predicate predicate, F const* = nullptr) {
-    auto unionCase = UnionCaseDefinition::GetInstance(nullptr, tagField, std::move(predicate));
-    pending_->fields[wireName] = unionCase;
-    container_.push_back(Entry{SrcType{}, AdaptMethod<F>::Get(nullptr), unionCase->slot()});
+    AddUnionCaseField(wireName, tagField, AdaptMethod<F>::Get(nullptr), std::move(predicate));
   }
+  void AddUnionCaseField(std::string const& wireName, std::string const& tagField, AdaptFunction adapt,
+                         UnionCaseDefinition::Predicate predicate);
 
  private:
   N2D_internal::PendingStructure* pending_ = nullptr;

@@ -3,15 +3,25 @@
 namespace Opax {
 namespace Data {
 
+std::vector<std::shared_ptr<DataValue const>> EnumTextValues(char const* const* values, int count) {
+  std::vector<std::shared_ptr<DataValue const>> texts;
+  for (int i = 0; i <= count; ++i) texts.push_back(StringValue::GetInstance(values[i]));
+  return texts;
+}
+
 bool NativeToValueAdapter::Adapt(NativeConstPtr source, AdaptFunction root, Destination destination,
                                  std::list<BaseMessage>& messages, L10n::RequestLocalizer const&) {
   std::size_t const before = messages.size();
-  Queue queue;
+  ReusedContainer<Queue> reused;
+  Queue& queue = reused.get();
   queue.push_back(Entry{source, root, destination});
   while (!queue.empty()) {
     Entry const entry = queue.pop_front();
     entry.adapt(entry.source, entry.destination, queue, messages);
-    if (messages.size() != before) return false;
+    if (messages.size() != before) {
+      queue.clear();
+      return false;
+    }
   }
   return true;
 }

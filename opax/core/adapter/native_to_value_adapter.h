@@ -94,6 +94,9 @@ class NativeToValueAdapter::CompoundHelper<StructValue> {
 };
 
 // The leaf adapt functions of this adapter (see NativeTraits::LeafMethod).
+// The text values of an enumeration's table, `count` members plus `_UNKNOWN`.
+std::vector<std::shared_ptr<DataValue const>> EnumTextValues(char const* const* values, int count);
+
 struct N2V {
   using Adapter = NativeToValueAdapter;
 
@@ -106,7 +109,15 @@ struct N2V {
   template <class E>
   static void AdaptEnumeration(NativeConstPtr const& source, Adapter::Destination const& destination,
                                Adapter::Queue&, std::list<BaseMessage>&) {
-    *destination = StringValue::GetInstance(EnumTraits<E>::Text(*static_cast<E const*>(source)));
+    auto const& value = *static_cast<E const*>(source);
+  if (!value.unknownText().empty()) {
+    *destination = StringValue::GetInstance(value.unknownText());
+    return;
+  }
+  // Named members (and `_UNKNOWN`) always send the same text: one shared value each.
+  static std::vector<std::shared_ptr<DataValue const>> const texts =
+      EnumTextValues(E::Strings::values, EnumTraits<E>::count);
+  *destination = texts[static_cast<std::size_t>(EnumTable::Clamp(value.value(), EnumTraits<E>::count))];
   }
 
   template <class X>

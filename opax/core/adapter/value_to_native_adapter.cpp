@@ -8,7 +8,8 @@ namespace Data {
 bool ValueToNativeAdapter::Adapt(Source const& value, AdaptFunction root, NativePtr destination,
                                  std::list<BaseMessage>& messages) {
   std::size_t const before = messages.size();
-  Container container;
+  ReusedContainer<Container> reused;
+  Container& container = reused.get();
   container.push_back(Entry{value, root, destination});
   while (!container.empty()) {
     Entry const entry = container.pop_back();
@@ -49,7 +50,7 @@ ValueToNativeAdapter::CompoundHelper<StructValue>::CompoundHelper(Source const& 
 
 std::shared_ptr<StructValue const> ValueToNativeAdapter::CompoundHelper<StructValue>::UnknownFields(
     char const* const* declared, std::size_t count) const {
-  if (structure_ == nullptr || structure_->fields().empty()) return nullptr;
+  if (structure_ == nullptr || declaredFound_ == structure_->fields().size()) return nullptr;
   std::shared_ptr<StructValue> unknown;
   for (FieldMap::Field const& field : structure_->fields().inOrder()) {
     bool known = false;

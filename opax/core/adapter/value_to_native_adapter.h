@@ -69,6 +69,7 @@ class ValueToNativeAdapter::CompoundHelper<StructValue> {
   void AddField(std::string_view wireName, F* field) {
     if (!ok() || structure_ == nullptr) return;
     if (auto const* found = structure_->FindField(wireName)) {
+      ++declaredFound_;
       if (*found) container_.push_back(Entry{*found, AdaptMethod<F>::Get(nullptr), field});
     }
   }
@@ -82,6 +83,7 @@ class ValueToNativeAdapter::CompoundHelper<StructValue> {
   Container& container_;
   std::list<BaseMessage>& messages_;
   std::size_t const messageCount_;
+  std::size_t declaredFound_ = 0;  // fields found by AddField: when all of the value's, none is unknown
 };
 
 // The leaf adapt functions of this adapter (see NativeTraits::LeafMethod).

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <deque>
 #include <vector>
 
 namespace Opax {
@@ -19,22 +18,68 @@ struct BasicAdaptEntry {
 };
 
 // The native-to-value work queue: first in, first out, so parents are written before children
-// and children in field order. Blocks of the underlying deque are reused after removal.
+// and children in field order. One buffer with a read position: taking an entry frees nothing,
+// and the buffer is rewound whenever it runs empty, so a conversion that keeps it reuses its
+// storage rather than allocating blocks.
 template <class Entry>
 class Deque {
  public:
   void push_back(Entry entry) { entries_.push_back(std::move(entry)); }
-  bool empty() const { return entries_.empty(); }
-  std::size_t size() const { return entries_.size(); }
-  void clear() { entries_.clear(); }
+  bool empty() const { return head_ == entries_.size(); }
+  std::size_t size() const { return entries_.size() - head_; }
+  void clear() {
+    entries_.clear();
+    head_ = 0;
+  }
+  // Gives back the memory of an unusually large conversion instead of keeping it for the thread.
+  void trim() {
+    if (entries_.capacity() > kKeptCapacity) std::vector<Entry>().swap(entries_);
+  }
   Entry pop_front() {
-    Entry entry = std::move(entries_.front());
-    entries_.pop_front();
+    Entry entry = std::move(entries_[head_++]);
+    if (head_ == entries_.size()) clear();
     return entry;
   }
 
  private:
-  std::deque<Entry> entries_;
+  static constexpr std::size_t kKeptCapacity = 4096;
+  std::vector<Entry> entries_;
+  std::size_t head_ = 0;
+};
+
+// A work container that a thread reuses from one conversion to the next, so that steady traffic
+// allocates no work storage. A conversion started while another runs on the same thread (an
+// adapt function that converts something itself) gets a container of its own.
+template <class Container>
+class ReusedContainer {
+ public:
+  ReusedContainer() : owned_(Slot().inUse ? new Container() : nullptr) {
+    if (owned_ == nullptr) Slot().inUse = true;
+  }
+  ~ReusedContainer() {
+    if (owned_ != nullptr) {
+      delete owned_;
+    } else {
+      Slot().container.clear();
+      Slot().container.trim();
+      Slot().inUse = false;
+    }
+  }
+  ReusedContainer(ReusedContainer const&) = delete;
+  ReusedContainer& operator=(ReusedContainer const&) = delete;
+
+  Container& get() { return owned_ != nullptr ? *owned_ : Slot().container; }
+
+ private:
+  struct ThreadSlot {
+    Container container;
+    bool inUse = false;
+  };
+  static ThreadSlot& Slot() {
+    thread_local ThreadSlot slot;
+    return slot;
+  }
+  Container* owned_;
 };
 
 namespace V2N_internal {
@@ -49,6 +94,9 @@ class StackMapCnt {
   std::size_t size() const { return entries_.size(); }
   // A failing adapt function empties the container so that nothing queued after it runs.
   void clear() { entries_.clear(); }
+  void trim() {
+    if (entries_.capacity() > kKeptCapacity) std::vector<Entry>().swap(entries_);
+  }
   Entry pop_back() {
     Entry entry = std::move(entries_.back());
     entries_.pop_back();
@@ -56,6 +104,7 @@ class StackMapCnt {
   }
 
  private:
+  static constexpr std::size_t kKeptCapacity = 4096;
   std::vector<Entry> entries_;
 };
 

@@ -197,6 +197,9 @@ template <class Stored, class X>
 bool Store(Stored const& stored, X& out, std::list<BaseMessage>& messages) {
   if constexpr (std::is_same<Stored, int64_t>::value && !std::is_same<X, int64_t>::value) {
     return NarrowInteger(stored, out, messages);
+  } else if constexpr (std::is_same<Stored, X>::value) {
+    out = stored;  // copy-assignment reuses the destination's storage
+    return true;
   } else {
     out = static_cast<X>(stored);
     return true;
@@ -248,9 +251,14 @@ bool DataValue::ToPrimitive(std::shared_ptr<DataValue const> const& value, X& ou
     internal::AppendInvalidType(messages);
     return false;
   }
-  Stored stored{};
-  if (!internal::Convert(*value, stored, messages)) return false;
-  return internal::Store(stored, out, messages);
+  if constexpr (std::is_same<Stored, X>::value) {
+    // The converters leave `out` alone on failure, so it can be written in place.
+    return internal::Convert(*value, out, messages);
+  } else {
+    Stored stored{};
+    if (!internal::Convert(*value, stored, messages)) return false;
+    return internal::Store(stored, out, messages);
+  }
 }
 
 }  // namespace Data

@@ -37,7 +37,7 @@ std::shared_ptr<DataValue const>& FieldMap::slot(std::string_view name) {
     if (field.name_ == name) return field.value_;
   }
   auto const index = static_cast<uint32_t>(entries_.size());
-  entries_.push_back(Field(std::string(name), nullptr));
+  entries_.emplace_back(name);
   // Open a gap in the name-order permutation at `position` for the new entry.
   for (std::size_t k = index; k > position; --k) entries_[k].byName_ = entries_[k - 1].byName_;
   entries_[position].byName_ = index;

@@ -36,10 +36,11 @@ class FieldMap {
     std::shared_ptr<DataValue const>& value() { return value_; }
     std::shared_ptr<DataValue const> const& value() const { return value_; }
 
+    // Public for emplace_back only; fields are made by FieldMap.
+    explicit Field(std::string_view name) : name_(name) {}
+
    private:
     friend class FieldMap;
-    Field(std::string name, std::shared_ptr<DataValue const> value)
-        : name_(std::move(name)), value_(std::move(value)) {}
     std::string name_;
     std::shared_ptr<DataValue const> value_;
     uint32_t byName_ = 0;  // the entry index of the field that is this many places in name order

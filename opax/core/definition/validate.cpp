@@ -3,6 +3,7 @@
 // that a message can name the path to its value without building path strings for values that
 // are fine.
 
+#include <opax/core/adapter/work_containers.h>
 #include <opax/core/data/compound_value.h>
 #include <opax/core/data/list_value.h>
 #include <opax/core/data/optional_value.h>
@@ -31,9 +32,34 @@ struct Frame {
   uint32_t path;
 };
 
+// The walk's storage, kept by each thread between validations (see ReusedContainer).
+struct Buffers {
+  std::vector<PathNode> nodes;
+  std::vector<Frame> stack;
+  std::vector<std::shared_ptr<DataDefinition const>> keepAlive;
+  void clear() {
+    nodes.clear();
+    stack.clear();
+    keepAlive.clear();
+  }
+  void trim() {
+    if (nodes.capacity() > 4096) Buffers().Swap(*this);
+  }
+  void Swap(Buffers& other) {
+    nodes.swap(other.nodes);
+    stack.swap(other.stack);
+    keepAlive.swap(other.keepAlive);
+  }
+};
+
 class Validator {
  public:
-  explicit Validator(std::list<BaseMessage>& messages) : messages_(messages), start_(messages.size()) {}
+  Validator(std::list<BaseMessage>& messages, Buffers& buffers)
+      : messages_(messages),
+        start_(messages.size()),
+        nodes_(buffers.nodes),
+        stack_(buffers.stack),
+        keepAlive_(buffers.keepAlive) {}
 
   bool Run(DataDefinition const& definition, DataValue const* value) {
     nodes_.push_back({kNoParent, {}, 0});
@@ -271,16 +297,17 @@ class Validator {
 
   std::list<BaseMessage>& messages_;
   std::size_t const start_;
-  std::vector<PathNode> nodes_;
-  std::vector<Frame> stack_;
-  std::vector<std::shared_ptr<DataDefinition const>> keepAlive_;
+  std::vector<PathNode>& nodes_;
+  std::vector<Frame>& stack_;
+  std::vector<std::shared_ptr<DataDefinition const>>& keepAlive_;
 };
 
 }  // namespace
 
 bool DataDefinition::Validate(std::shared_ptr<DataValue const> const& value,
                               std::list<BaseMessage>& messages) const {
-  return Validator(messages).Run(*this, value.get());
+  ReusedContainer<Buffers> buffers;
+  return Validator(messages, buffers.get()).Run(*this, value.get());
 }
 
 }  // namespace Data
