@@ -6,6 +6,7 @@ import os
 
 from . import naming
 from .errors import ErrorList
+from .cpp import KEYWORDS
 from .model import Enum, Struct
 
 ERRORS_PACKAGE = "com.quarn.opax.std.errors"
@@ -137,6 +138,8 @@ class Catalog:
                 add(field.line, f"duplicate field '{field.name}' in {struct.name}")
             seen[field.name] = field
             accessor = naming.lower_camel(field.name)
+            if accessor in KEYWORDS:
+                add(field.line, f"field '{field.name}' would have the C++ keyword '{accessor}' as its accessor")
             if accessor in accessors and accessors[accessor] != field.name:
                 add(field.line, f"fields '{accessors[accessor]}' and '{field.name}' have the same accessor '{accessor}'")
             accessors[accessor] = field.name

@@ -352,13 +352,21 @@ class ResolutionTest(unittest.TestCase):
     def test_dotted_references_are_tried_under_each_enclosing_scope(self):
         cat, found = self.resolve(service("com.quarn.nexar.authorization.vt_containers.mappings", """\
   struct Info {
-    short: opax.std.DynamicID;
+    brief: opax.std.DynamicID;
     full: com.quarn.opax.std.DynamicID;
     in_list: list<optional<opax.std.DynamicID>>;
   }"""))
         dynamic_id = cat.types["com.quarn.opax.std.DynamicID"]
         self.assertIsInstance(dynamic_id, Struct)
         self.assertTrue(all(t is dynamic_id for t in found.values()))
+
+    def test_a_field_whose_accessor_is_a_keyword_is_refused(self):
+        errors = build(service("com.quarn.nexar.a", """\
+  struct S {
+    default: string;
+  }"""))[2]
+        self.assertEqual([(e.line, e.message) for e in errors],
+                         [(4, "field 'default' would have the C++ keyword 'default' as its accessor")])
 
     def test_a_dotted_reference_does_not_match_a_suffix(self):
         self.assertEqual(
