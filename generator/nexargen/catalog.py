@@ -183,6 +183,8 @@ class Catalog:
                 add(param.line, f"parameter name '{param.name}' is not snake_case")
             if param.name in seen:
                 add(param.line, f"duplicate parameter '{param.name}' of '{op.name}'")
+            if naming.lower_camel(param.name) in KEYWORDS or param.name in ("activation", "result"):
+                add(param.line, f"parameter name '{param.name}' is reserved in the generated C++")
             seen.add(param.name)
             self.check_not_void(param.type, add)
             self.resolve(unit, None, param.type, add)

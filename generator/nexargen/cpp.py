@@ -146,12 +146,54 @@ def struct_view(unit, struct):
         "canonical": naming.canonical_struct_name(unit.dotted, struct.name, struct.wire),
         "definition_name": definition_name(unit, struct),
         "is_error": struct.is_error,
+        "is_input": False,
         "fields": fields,
         "required": required,
         "unions": unions,
         "tags": [{"text": t, "enumerator": upper_snake(t)} for t in tags],
         "id_fields": [f for f in fields if f["resources"]],
         "enums": [enum_view(e.name, e.values) for e in struct.enums],
+    }
+
+
+def input_view(unit, op, container):
+    """An operation's Input: its parameters as public fields, under the common input name."""
+    method = naming.camel(op.name) + "Method"
+    fields = []
+    for p in op.params:
+        accessor = naming.lower_camel(p.name)
+        fields.append({"wire": p.name, "accessor": accessor, "member": accessor, "type": cpp_type(p.type),
+                       "default": DEFAULTS.get(p.type.kind), "optional": p.type.kind == "optional",
+                       "resources": resource_types(p.type)})
+    return {
+        "name": "Input",
+        "qualified": f"{container}::{method}::Input",
+        "canonical": "operation-input",
+        "is_input": True,
+        "is_error": False,
+        "fields": fields,
+        "required": [],
+        "unions": [],
+        "tags": [],
+        "id_fields": [],
+        "enums": [],
+    }
+
+
+def operation_view(unit, op):
+    container = "::" + "::".join(container_path(unit))
+    result = cpp_type(op.result)
+    return {
+        "wire": op.name,
+        "name": naming.camel(op.name),
+        "method": naming.camel(op.name) + "Method",
+        "qualified": f"{container}::{naming.camel(op.name)}",
+        "params": [{"wire": p.name, "name": naming.lower_camel(p.name), "type": cpp_type(p.type)} for p in op.params],
+        "result": result,
+        "plain": not op.task_only,
+        "task": op.task_only or op.also_task,
+        "errors": [qualified(e) for e in op.error_targets],
+        "input": input_view(unit, op, container),
     }
 
 
@@ -164,6 +206,7 @@ def unit_view(unit, prefix):
         for p in op.params:
             referenced_units(p.type, referenced)
         referenced_units(op.result, referenced)
+        referenced.update(e.unit for e in op.error_targets)
     referenced.discard(unit)
     view = {
         "kind": unit.kind,
@@ -176,5 +219,7 @@ def unit_view(unit, prefix):
         "resource_type": unit.resource_type,
         "enums": [enum_view(e.name, e.values) for e in unit.enums],
         "structs": [struct_view(unit, s) for s in unit.structs],
+        "operations": [operation_view(unit, op) for op in unit.operations],
+        "qualified_class": "::" + "::".join(container_path(unit)),
     }
     return view

@@ -44,7 +44,7 @@ constexpr DefaultText kDefaultTexts[] = {
     {Ids::kInvalidOutput, "The output of operation '{0}' is not valid."},
     {Ids::kNoResult, "Operation '{0}' finished without reporting a result."},
     {Ids::kDuplicateResult, "Operation '{0}' reported more than one result."},
-    {Ids::kTerminated, "Operation '{0}' was terminated before it completed."},
+    {Ids::kTerminated, "The operation ended without delivering a result or an error."},
     {Ids::kUndeclaredError, "Operation '{0}' reported the error '{1}', which it does not declare."},
     {Ids::kDuplicateInterface, "Interface '{0}' is already registered with this provider."},
     {Ids::kUnknownInterface, "Interface '{0}' is not registered with this provider."},

@@ -40,7 +40,7 @@ constexpr char const kUnknownMethod[] = "opax.provider.method.unknown";        /
 constexpr char const kDuplicateInterface[] = "opax.provider.interface.duplicate";  // interface
 constexpr char const kNoResult[] = "opax.invoke.no.result";          // operation
 constexpr char const kDuplicateResult[] = "opax.invoke.result.duplicate";  // operation
-constexpr char const kTerminated[] = "opax.invoke.terminated";       // operation
+constexpr char const kTerminated[] = "opax.invoke.terminated";       // (none)
 
 // Tasks.
 constexpr char const kTaskUnknown[] = "opax.task.unknown";  // task id
