@@ -1,0 +1,31 @@
+# `cmake --install` lays out headers, libraries and a package config, so that a consumer does
+#   find_package(nexar CONFIG REQUIRED)
+#   target_link_libraries(app PRIVATE nexar::bindings)   # brings opax::core, opax::std, opax::cis
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+set(_nexar_targets opax_core nexar_runtime opax_std opax_cis nexar_bindings)
+if(TARGET opax_rpc)
+  list(APPEND _nexar_targets opax_rpc)
+endif()
+set_target_properties(nexar_runtime PROPERTIES EXPORT_NAME runtime)
+
+install(TARGETS ${_nexar_targets} EXPORT nexarTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+# Hand-written headers (the runtime and the templates) and the generated ones.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/opax/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/opax
+  FILES_MATCHING PATTERN "*.h" PATTERN "*_test*" EXCLUDE PATTERN "testing" EXCLUDE)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/runtime/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/runtime
+  FILES_MATCHING PATTERN "*.h")
+install(DIRECTORY ${NEXAR_GEN_DIR}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+
+install(EXPORT nexarTargets NAMESPACE nexar:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/nexar)
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/nexarConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/nexarConfig.cmake INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/nexar)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/nexarConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/nexarConfig.cmake ${PROJECT_BINARY_DIR}/nexarConfigVersion.cmake
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/nexar)
