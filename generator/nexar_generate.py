@@ -13,7 +13,7 @@ import sys
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 
-from nexargen import catalog, render  # noqa: E402
+from nexargen import catalog, render, stats  # noqa: E402
 
 
 def main(argv):
@@ -24,6 +24,7 @@ def main(argv):
                         help="write the units of this prefix (repeatable); none: check only")
     parser.add_argument("--out", help="output directory")
     parser.add_argument("--stamp", help="file to touch after a successful run")
+    parser.add_argument("--stats", action="store_true", help="print the catalogue's statistics")
     args = parser.parse_args(argv)
 
     roots = []
@@ -57,6 +58,8 @@ def main(argv):
         except OSError as e:  # the output directory, not a description, is at fault
             print(f"nexar_generate: cannot write the output: {e}", file=sys.stderr)
             return 2
+    if args.stats:
+        print(stats.report(stats.compute(units)))
     if args.stamp:
         with open(args.stamp, "w", encoding="utf-8") as f:
             f.write("ok\n")
