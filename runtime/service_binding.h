@@ -7,6 +7,7 @@
 
 #include <runtime/fields.h>
 
+#include <opax/core/catalog/service_catalog.h>
 #include <opax/core/provider/call_support.h>
 
 #include <atomic>

@@ -221,5 +221,7 @@ def unit_view(unit, prefix):
         "structs": [struct_view(unit, s) for s in unit.structs],
         "operations": [operation_view(unit, op) for op in unit.operations],
         "qualified_class": "::" + "::".join(container_path(unit)),
+        "class_path": "::".join(class_path(unit)) if unit.kind == "service" else None,
+        "symbol": unit.dotted.replace(".", "_"),
     }
     return view

@@ -1,0 +1,58 @@
+#pragma once
+
+// The run-time catalogue of the services a program carries: every generated service registers
+// itself when its library loads, so tools can list services and operations, read each
+// operation's definitions, and call any operation generically with data values.
+
+#include <opax/core/definition/data_definition.h>
+
+#include <list>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace Opax {
+namespace Catalog {
+
+struct OperationEntry {
+  char const* name;  // wire name; the task form's is name + "$task"
+  bool plain;        // served under `name`
+  bool task;         // served under `name$task`
+  std::shared_ptr<Data::DataDefinition const> (*inputDef)();
+  std::shared_ptr<Data::DataDefinition const> (*outputDef)();
+  std::list<std::shared_ptr<Data::DataDefinition const>> (*errorDefs)();
+};
+
+struct ServiceEntry {
+  char const* id;            // "com.quarn.nexar.vm.hardware.cdrom"
+  char const* classPath;     // "Vm::Hardware::CdromSvc", below Com::Quarn::Nexar
+  char const* resourceType;  // Constants::RESOURCE_TYPE, or null
+  OperationEntry const* operations;  // in slot order
+  std::size_t operationCount;
+};
+
+// Registration happens while libraries load; lookups may come from any thread afterwards. Both
+// take a lock: the catalogue is for tools and start-up, never on the per-call path.
+class ServiceCatalog {
+ public:
+  static ServiceCatalog& Instance();
+
+  void Add(ServiceEntry const* service);
+  // Every registered service, sorted by id.
+  std::vector<ServiceEntry const*> services() const;
+  ServiceEntry const* Find(std::string const& id) const;
+  static OperationEntry const* FindOperation(ServiceEntry const& service, std::string const& name);
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<ServiceEntry const*> services_;
+};
+
+// A static object per generated service: registers it as its library loads.
+struct Registration {
+  explicit Registration(ServiceEntry const* service) { ServiceCatalog::Instance().Add(service); }
+};
+
+}  // namespace Catalog
+}  // namespace Opax
