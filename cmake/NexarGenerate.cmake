@@ -4,6 +4,8 @@
 # descriptions refer to each other; the generator rewrites only files whose text changed.
 
 set(NEXAR_GEN_DIR ${PROJECT_BINARY_DIR}/gen)
+option(NEXAR_UNITY_BUILD "Compile the generated sources in batches" ON)
+set(NEXAR_UNITY_BATCH 16 CACHE STRING "Generated sources per batch")
 
 # The generator needs Debian's Python with python3-jinja2, not whichever python3 comes first.
 find_program(NEXAR_PYTHON NAMES python3 PATHS /usr/bin NO_DEFAULT_PATH)
@@ -57,4 +59,11 @@ function(nexar_add_generated_library target)
   add_dependencies(${target} nexar_generate)
   target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${NEXAR_GEN_DIR}> $<INSTALL_INTERFACE:include>)
   target_link_libraries(${target} PUBLIC ${ARG_LIBRARIES} nexar_runtime PRIVATE $<BUILD_INTERFACE:nexar_warnings>)
+  # Generated code is thin glue over the runtime: compiling it in batches (one parse of the
+  # shared headers per batch) at -O1 without debug information keeps the catalogue's build in
+  # minutes; the runtime it calls is optimised as usual.
+  if(NEXAR_UNITY_BUILD)
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE ${NEXAR_UNITY_BATCH})
+  endif()
+  target_compile_options(${target} PRIVATE $<$<CONFIG:RelWithDebInfo,Release>:-O1 -g0>)
 endfunction()
