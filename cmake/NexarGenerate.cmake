@@ -5,6 +5,7 @@
 
 set(NEXAR_GEN_DIR ${PROJECT_BINARY_DIR}/gen)
 option(NEXAR_UNITY_BUILD "Compile the generated sources in batches" ON)
+set(NEXAR_AREAS "" CACHE STRING "Build only these areas of the catalogue (e.g. vm;authorization) and what they need; empty: all")
 set(NEXAR_UNITY_BATCH 16 CACHE STRING "Generated sources per batch")
 
 # The generator needs Debian's Python with python3-jinja2, not whichever python3 comes first.
@@ -33,6 +34,26 @@ endfunction()
 nexar_generated_sources(NEXAR_GEN_STD opax/std opax/std)
 nexar_generated_sources(NEXAR_GEN_CIS opax/cis opax/cis)
 nexar_generated_sources(NEXAR_GEN_BINDINGS idl bindings)
+if(NEXAR_AREAS)
+  # Ask the generator which descriptions the chosen areas need, then keep only their outputs.
+  string(REPLACE ";" "," _areas "${NEXAR_AREAS}")
+  execute_process(
+    COMMAND ${NEXAR_PYTHON} ${PROJECT_SOURCE_DIR}/generator/nexar_generate.py
+            --root opax/std=opax/std --root opax/cis=opax/cis --root idl=bindings --render bindings
+            --areas ${_areas} --list
+    WORKING_DIRECTORY ${PROJECT_SOURCE_DIR} OUTPUT_VARIABLE _needed ERROR_VARIABLE _error RESULT_VARIABLE _failed)
+  if(_failed)
+    message(FATAL_ERROR "NEXAR_AREAS=${NEXAR_AREAS}: ${_error}")
+  endif()
+  string(REPLACE "\n" ";" _needed "${_needed}")
+  set(NEXAR_GEN_BINDINGS)
+  foreach(idl IN LISTS _needed)
+    if(idl MATCHES "^idl/(.*)\\.idl$")
+      list(APPEND NEXAR_GEN_BINDINGS ${NEXAR_GEN_DIR}/bindings/${CMAKE_MATCH_1}.h ${NEXAR_GEN_DIR}/bindings/${CMAKE_MATCH_1}.cpp)
+    endif()
+  endforeach()
+  message(STATUS "NEXAR_AREAS=${NEXAR_AREAS}: generating ${_needed}")
+endif()
 
 file(GLOB_RECURSE _generator_files CONFIGURE_DEPENDS
   ${PROJECT_SOURCE_DIR}/generator/nexargen/*.py ${PROJECT_SOURCE_DIR}/generator/templates/*.j2)
@@ -42,6 +63,7 @@ add_custom_command(
   COMMAND ${NEXAR_PYTHON} ${PROJECT_SOURCE_DIR}/generator/nexar_generate.py
           --root opax/std=opax/std --root opax/cis=opax/cis --root idl=bindings
           --render opax/std --render opax/cis --render bindings --out ${NEXAR_GEN_DIR}
+          --areas "${_areas}"
   # Outputs that did not change keep their time stamps; touch them so the rule is satisfied.
   COMMAND ${CMAKE_COMMAND} -E touch_nocreate ${NEXAR_GEN_STD} ${NEXAR_GEN_CIS} ${NEXAR_GEN_BINDINGS}
   DEPENDS ${NEXAR_GEN_STD_IDL} ${NEXAR_GEN_CIS_IDL} ${NEXAR_GEN_BINDINGS_IDL} ${_generator_files}

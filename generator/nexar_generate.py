@@ -25,6 +25,11 @@ def main(argv):
     parser.add_argument("--out", help="output directory")
     parser.add_argument("--stamp", help="file to touch after a successful run")
     parser.add_argument("--stats", action="store_true", help="print the catalogue's statistics")
+    parser.add_argument("--areas", default="",
+                        help="render only these areas (first path component below a root, ';' or ',' separated) "
+                             "and the units they need; empty: all")
+    parser.add_argument("--list", action="store_true",
+                        help="print the description files (root/rel.idl) that would be rendered, one per line")
     args = parser.parse_args(argv)
 
     roots = []
@@ -49,12 +54,25 @@ def main(argv):
         for line in all_errors:
             print(line, file=sys.stderr)
         return 1
-    if args.render:
+    selected = [u for u in units if u.prefix in args.render]
+    areas = [a for a in args.areas.replace(",", ";").split(";") if a]
+    if areas:
+        # Areas select among the catalogue's services; the sibling libraries are always whole.
+        chosen = [u for u in selected if u.prefix != "bindings" or u.rel.split("/")[0] in areas]
+        selected = [u for u in catalog.closure(chosen) if u.prefix in args.render]
+        unknown = sorted(set(areas) - {u.rel.split("/")[0] for u in units if u.prefix == "bindings"})
+        if unknown:
+            print(f"nexar_generate: unknown area(s): {', '.join(unknown)}", file=sys.stderr)
+            return 2
+    if args.list:
+        for unit in selected:
+            print(unit.path)
+    if args.render and not args.list:
         if not args.out:
             print("nexar_generate: --render needs --out", file=sys.stderr)
             return 2
         try:
-            render.render([u for u in units if u.prefix in args.render], args.out)
+            render.render(selected, args.out)
         except OSError as e:  # the output directory, not a description, is at fault
             print(f"nexar_generate: cannot write the output: {e}", file=sys.stderr)
             return 2

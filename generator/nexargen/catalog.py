@@ -243,3 +243,27 @@ def load(roots):
                 except (OSError, UnicodeDecodeError) as e:
                     errors.add(path, 1, f"cannot read: {e}")
     return units, errors
+
+
+def closure(units):
+    """`units` and every unit their types, operations and errors refer to, in a stable order."""
+    from .cpp import referenced_units  # the same walk the headers' includes come from
+
+    seen, order, pending = set(), [], list(units)
+    while pending:
+        unit = pending.pop()
+        if unit in seen:
+            continue
+        seen.add(unit)
+        order.append(unit)
+        found = set()
+        for struct in unit.structs:
+            for field in struct.fields:
+                referenced_units(field.type, found)
+        for op in unit.operations:
+            for param in op.params:
+                referenced_units(param.type, found)
+            referenced_units(op.result, found)
+            found.update(e.unit for e in op.error_targets)
+        pending.extend(u for u in found if u not in seen)
+    return sorted(order, key=lambda u: u.path)
