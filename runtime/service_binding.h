@@ -89,6 +89,19 @@ bool ReadInput(std::shared_ptr<::Opax::Data::DataValue const> const& value, type
                       completion);
 }
 
+// Calls the implementation. One that throws has given up: its caller hears termination (unless
+// it answered first), and the exception goes no further, so that it never unwinds through a
+// provider into a client or a transport.
+template <class Call, class Input, class Sink>
+void CallImplementation(Call const& call, Input const& in, std::shared_ptr<::Opax::Core::AsyncActivation> const& activation,
+                        Sink const& sink) {
+  try {
+    call(in, activation, sink);
+  } catch (...) {
+    sink.Terminate();
+  }
+}
+
 // The method signal of a plain operation. `call(input, activation, sink)` calls the implementation.
 template <class Interface, class Method, class R, class Call>
 std::shared_ptr<::Opax::Provider::AsyncApiMethodSignal> BindPlain(char const* operation,
@@ -106,14 +119,14 @@ std::shared_ptr<::Opax::Provider::AsyncApiMethodSignal> BindPlain(char const* op
     typename Method::Input in;
     if (!ReadInput<Method>(value, in, operation, completion)) return;
     using Sink = ::Opax::AsyncResult<R, ::Opax::AsyncResultTerminateCbPolicy>;
-    call(in, activation,
-         Sink(typename Sink::Callback([completion](boost::optional<R> const& result,
-                                                   std::shared_ptr<::Opax::Data::ErrorValue const> const& error,
-                                                   ::Opax::Progress const& progress) {
-           if (error) return completion.Error(error);
-           if (result) return completion.Result(*result);
-           completion.Progress(progress);
-         })));
+    CallImplementation(call, in, activation,
+                       Sink(typename Sink::Callback([completion](boost::optional<R> const& result,
+                                                                 std::shared_ptr<::Opax::Data::ErrorValue const> const& error,
+                                                                 ::Opax::Progress const& progress) {
+                         if (error) return completion.Error(error);
+                         if (result) return completion.Result(*result);
+                         completion.Progress(progress);
+                       })));
   });
   return signal;
 }
@@ -136,16 +149,27 @@ std::shared_ptr<::Opax::Provider::AsyncApiMethodSignal> BindTask(char const* ope
     typename Method::Input in;
     if (!ReadInput<Method>(value, in, operation, completion)) return;
     using Sink = ::Opax::AsyncTaskResult<R, ::Opax::AsyncTaskResultTerminateCbPolicy>;
-    call(in, activation,
-         Sink(typename Sink::Callback([completion](::Opax::TaskResult<R> const& result,
-                                                   std::shared_ptr<::Opax::Data::ErrorValue const> const& error,
-                                                   ::Opax::Progress const& progress) {
-           if (error) return completion.Error(error);
-           if (result.value) return completion.Result(*result.value);
-           completion.Progress(progress);
-         })));
+    CallImplementation(call, in, activation,
+                       Sink(typename Sink::Callback([completion](::Opax::TaskResult<R> const& result,
+                                                                 std::shared_ptr<::Opax::Data::ErrorValue const> const& error,
+                                                                 ::Opax::Progress const& progress) {
+                         if (error) return completion.Error(error);
+                         if (result.value) return completion.Result(*result.value);
+                         // A task id ends the sink but is no outcome here: the call ended without one.
+                         if (result.taskId) return completion.Deliver(::Opax::Core::MethodResult::GetTerminationInstance());
+                         completion.Progress(progress);
+                       })));
   });
   return signal;
+}
+
+// A value through native type T and back (the run-time catalogue's round-trip entries).
+template <class T>
+bool RoundTrip(std::shared_ptr<::Opax::Data::DataValue const> const& value,
+               std::shared_ptr<::Opax::Data::DataValue const>& out, std::list<::Opax::BaseMessage>& messages) {
+  T native{};
+  return ::Opax::Data::ValueToNativeAdapter::Adapt(value, native, messages) &&
+         ::Opax::Data::NativeToValueAdapter::Adapt(native, out, messages);
 }
 
 // One declared error's definition, appended; shared by every operation that declares it.

@@ -22,6 +22,12 @@ struct OperationEntry {
   std::shared_ptr<Data::DataDefinition const> (*inputDef)();
   std::shared_ptr<Data::DataDefinition const> (*outputDef)();
   std::list<std::shared_ptr<Data::DataDefinition const>> (*errorDefs)();
+  // Converts a value to the operation's native Input (or result type) and back: what a binder
+  // (or a stub) does with what it receives. For tools and tests of the whole catalogue.
+  bool (*inputRoundTrip)(std::shared_ptr<Data::DataValue const> const&, std::shared_ptr<Data::DataValue const>&,
+                         std::list<BaseMessage>&);
+  bool (*outputRoundTrip)(std::shared_ptr<Data::DataValue const> const&, std::shared_ptr<Data::DataValue const>&,
+                          std::list<BaseMessage>&);
 };
 
 struct ServiceEntry {
