@@ -9,6 +9,7 @@ namespace Provider {
 void AsyncApiMethodSignal::Invoke(std::shared_ptr<Core::AsyncActivation> const& activation,
                                   std::shared_ptr<Data::DataValue const> const& input,
                                   std::shared_ptr<Core::AsyncApiResultCb> const& callback) const {
+  if (!callback) return;  // nobody to answer
   if (!slot_) {
     auto error = Data::ErrorValue::GetInstance("com.quarn.opax.std.errors.internal_server_error",
                                                {BaseMessage::Make(MessageIds::kSignalNotConnected)});
@@ -20,8 +21,12 @@ void AsyncApiMethodSignal::Invoke(std::shared_ptr<Core::AsyncActivation> const& 
     (*callback)(refused, Progress());
     return;
   }
-  if (activation) activation->localizer(localizer_);
-  slot_(activation, input, callback);
+  // A peer may send no activation; the implementation and the delivery of its outcome still
+  // read one.
+  std::shared_ptr<Core::AsyncActivation> const own =
+      activation ? activation : Core::AsyncActivation::GetInstance();
+  own->localizer(localizer_);
+  slot_(own, input, callback);
 }
 
 AsyncApiInterface::AsyncApiInterface(std::shared_ptr<Core::InterfaceIdentifier const> id, Methods const& methods)

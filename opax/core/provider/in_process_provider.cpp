@@ -58,15 +58,19 @@ void InProcessProvider::InvokeAsync(std::shared_ptr<MethodIdentifier const> cons
   std::shared_ptr<Provider::AsyncApiMethod const> served = service->second->Find(method->name());
   if (!served) return Refuse(callback, MessageIds::kUnknownMethod, {serviceId, method->name()});
 
+  // The server gets its own activation, as it would over a wire: it sets its localizer and
+  // resource id on it, while the caller may be passing the same activation to other calls.
+  std::shared_ptr<AsyncActivation> const own =
+      activation ? activation->Dup() : AsyncActivation::GetInstance();
   if (!IsTaskName(method->name())) {
-    served->Invoke(activation, input, callback);
+    served->Invoke(own, input, callback);
     return;
   }
   // A task: the caller learns its id now; what the implementation reports goes to the registry.
   std::string const id = tasks_->Create(method->FullName());
   (*callback)(MethodResult::GetInstance(Data::DataValue::Create(id)), Progress());
   std::weak_ptr<Provider::TaskRegistry> registry = tasks_;
-  served->Invoke(activation, input, AsyncApiResultCb::GetInstance([registry, id](std::shared_ptr<MethodResult const> const& result, Progress const& progress) {
+  served->Invoke(own, input, AsyncApiResultCb::GetInstance([registry, id](std::shared_ptr<MethodResult const> const& result, Progress const& progress) {
     if (auto tasks = registry.lock()) tasks->Report(id, result, progress);
   }));
 }

@@ -1,0 +1,615 @@
+// The call path's runtime pieces without generated code: result objects (one final delivery,
+// termination when dropped), method signals, the validation helpers and the in-process provider
+// with its task registry.
+
+#include <opax/core/invocation/async_result.h>
+#include <opax/core/provider/api_interface.h>
+#include <opax/core/provider/api_method_helper.h>
+#include <opax/core/provider/in_process_provider.h>
+
+#include <opax/opax.h>
+
+#include <boost/optional/optional_io.hpp>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace Opax {
+namespace {
+
+using Core::AsyncActivation;
+using Core::AsyncApiResultCb;
+using Core::InProcessProvider;
+using Core::MethodResult;
+using Data::DataValue;
+using Data::ErrorValue;
+using Data::StructValue;
+using Provider::TaskRegistry;
+using ErrorPtr = std::shared_ptr<ErrorValue const>;
+using Messages = std::list<BaseMessage>;
+
+constexpr char kInternal[] = "com.quarn.opax.std.errors.internal_server_error";
+constexpr char kInvalidArgument[] = "com.quarn.opax.std.errors.invalid_argument";
+constexpr char kNotFound[] = "com.quarn.opax.std.errors.not_found";
+constexpr char kService[] = "com.example.counter";
+
+std::vector<std::string> Ids(ErrorPtr const& error) {
+  std::vector<std::string> ids;
+  if (error) {
+    for (BaseMessage const& m : error->messages()) ids.push_back(m.id());
+  }
+  return ids;
+}
+
+// Every delivery a result object made, in order.
+template <class Slot>
+struct Deliveries {
+  struct Entry {
+    Slot slot;
+    ErrorPtr error;
+    Progress progress;
+  };
+  std::shared_ptr<std::vector<Entry>> log = std::make_shared<std::vector<Entry>>();
+
+  std::function<void(Slot const&, ErrorPtr const&, Progress const&)> Callback() const {
+    auto target = log;
+    return [target](Slot const& slot, ErrorPtr const& error, Progress const& progress) {
+      target->push_back({slot, error, progress});
+    };
+  }
+  std::size_t size() const { return log->size(); }
+  Entry const& operator[](std::size_t i) const { return log->at(i); }
+};
+
+using PlainLog = Deliveries<boost::optional<int64_t>>;
+using TaskLog = Deliveries<TaskResult<int64_t>>;
+using Plain = AsyncResult<int64_t>;
+using Task = AsyncTaskResult<int64_t>;
+
+Plain PlainInto(PlainLog const& log) { return Plain(Plain::Callback(log.Callback())); }
+Task TaskInto(TaskLog const& log) { return Task(Task::Callback(log.Callback())); }
+
+Progress Step(int64_t done, int64_t total) { return Progress{total, done, "step"}; }
+
+bool IsTermination(ErrorPtr const& error) {
+  return error && error->name() == kInternal &&
+         Ids(error) == std::vector<std::string>{"opax.invoke.terminated"};
+}
+
+TEST(AsyncResult, FirstFinalDeliveryWinsAcrossCopies) {
+  PlainLog log;
+  Plain result = PlainInto(log);
+  Plain copy = result;
+  result.SetResult(1);
+  copy.SetResult(2);
+  result.SetError(ErrorValue::GetInstance(kNotFound));
+  copy.Terminate();
+  result.SetProgress(Step(1, 2));  // progress after the end is dropped too
+  ASSERT_EQ(log.size(), 1u);
+  EXPECT_EQ(log[0].slot, boost::optional<int64_t>(1));
+  EXPECT_EQ(log[0].error, nullptr);
+  EXPECT_EQ(log[0].progress, Progress());
+  EXPECT_TRUE(copy.finished());
+
+  PlainLog failed;
+  Plain second = PlainInto(failed);
+  auto error = ErrorValue::GetInstance(kNotFound);
+  second.SetError(error);
+  second.SetResult(3);
+  ASSERT_EQ(failed.size(), 1u);
+  EXPECT_EQ(failed[0].error, error);
+  EXPECT_FALSE(failed[0].slot);
+}
+
+TEST(AsyncResult, ProgressAnyNumberOfTimesThenOneFinal) {
+  PlainLog log;
+  Plain result = PlainInto(log);
+  for (int64_t i = 0; i < 5; ++i) result.SetProgress(Step(i, 5));
+  result.Deliver(boost::none, nullptr, Step(5, 5));  // an empty slot without error is progress
+  EXPECT_FALSE(result.finished());
+  result.SetResult(42);
+  ASSERT_EQ(log.size(), 7u);
+  for (int64_t i = 0; i < 6; ++i) {
+    EXPECT_FALSE(log[i].slot);
+    EXPECT_EQ(log[i].progress, Step(i, 5));
+  }
+  EXPECT_EQ(log[6].slot, boost::optional<int64_t>(42));
+}
+
+TEST(AsyncResult, DroppingAnUnfinishedResultDeliversTerminationOnce) {
+  PlainLog log;
+  {
+    Plain result = PlainInto(log);
+    std::vector<Plain> copies(4, result);
+    result.SetProgress(Step(1, 3));
+  }
+  ASSERT_EQ(log.size(), 2u);
+  EXPECT_TRUE(IsTermination(log[1].error));
+  EXPECT_FALSE(log[1].slot);
+
+  PlainLog finished;
+  { PlainInto(finished).SetResult(7); }
+  EXPECT_EQ(finished.size(), 1u);
+
+  // A null error cannot reach a caller as "no error": it ends the call as termination.
+  PlainLog nullError;
+  PlainInto(nullError).SetError(nullptr);
+  ASSERT_EQ(nullError.size(), 1u);
+  EXPECT_TRUE(IsTermination(nullError[0].error));
+}
+
+TEST(AsyncResult, AnEmptyResultObjectThrowsOnDeliveryButNotWhenDropped) {
+  Plain empty;
+  EXPECT_FALSE(empty.hasCallback());
+  EXPECT_THROW(empty.SetProgress(Step(1, 2)), std::bad_function_call);
+  EXPECT_THROW(empty.SetResult(1), std::bad_function_call);
+  Task task;
+  EXPECT_THROW(task.SetTaskId("t"), std::bad_function_call);
+  { Plain dropped; }  // nobody to tell, and no exception out of a destructor
+}
+
+TEST(AsyncResult, TheNativeCallbackSeesTheErrorByName) {
+  std::vector<boost::optional<Data::NativeError>> seen;
+  Plain result(Plain::NativeCallback([&seen](boost::optional<int64_t> const&, ErrorPtr const&,
+                                             boost::optional<Data::NativeError> const& native,
+                                             Progress const&) { seen.push_back(native); }));
+  result.SetProgress(Step(1, 2));
+  auto error = ErrorValue::GetInstance(kNotFound);
+  result.SetError(error);
+  ASSERT_EQ(seen.size(), 2u);
+  EXPECT_FALSE(seen[0]);
+  ASSERT_TRUE(seen[1]);
+  EXPECT_EQ(seen[1]->name, kNotFound);
+  EXPECT_EQ(seen[1]->value, error);
+}
+
+TEST(AsyncResult, ConcurrentCompletionsDeliverOnce) {
+  for (int round = 0; round < 50; ++round) {
+    std::atomic<int> calls{0};
+    Plain result(Plain::Callback(
+        [&calls](boost::optional<int64_t> const&, ErrorPtr const&, Progress const&) { ++calls; }));
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+      threads.emplace_back([result, i] {
+        if (i % 2) {
+          result.SetResult(i);
+        } else {
+          result.Terminate();
+        }
+      });
+    }
+    for (auto& t : threads) t.join();
+    EXPECT_EQ(calls.load(), 1);
+  }
+}
+
+TEST(AsyncTaskResult, TaskIdAndValueAreFinalProgressIsNot) {
+  TaskLog log;
+  Task task = TaskInto(log);
+  task.SetProgress(Step(1, 2));
+  task.SetTaskId("task-9");
+  task.SetResult(5);
+  ASSERT_EQ(log.size(), 2u);
+  EXPECT_EQ(log[1].slot.taskId, boost::optional<std::string>("task-9"));
+  EXPECT_FALSE(log[1].slot.value);
+}
+
+TEST(AsyncTaskResult, ForwardingToAPlainResult) {
+  PlainLog value;
+  {
+    Task task = Task::ForwardingTo(PlainInto(value));
+    task.SetProgress(Step(1, 4));
+    task.SetProgress(Step(2, 4));
+    task.SetResult(11);
+    task.SetResult(12);
+  }
+  ASSERT_EQ(value.size(), 3u);
+  EXPECT_EQ(value[1].progress, Step(2, 4));
+  EXPECT_EQ(value[2].slot, boost::optional<int64_t>(11));
+
+  PlainLog failed;
+  auto error = ErrorValue::GetInstance(kNotFound);
+  Task::ForwardingTo(PlainInto(failed)).SetError(error);
+  ASSERT_EQ(failed.size(), 1u);
+  EXPECT_EQ(failed[0].error, error);
+
+  // A task dropped unfinished terminates the plain caller, once.
+  PlainLog dropped;
+  { Task task = Task::ForwardingTo(PlainInto(dropped)); }
+  ASSERT_EQ(dropped.size(), 1u);
+  EXPECT_TRUE(IsTermination(dropped[0].error));
+
+  // A task id means nothing to a plain caller: it still hears the end of the call, once.
+  PlainLog idOnly;
+  Task::ForwardingTo(PlainInto(idOnly)).SetTaskId("task-1");
+  ASSERT_EQ(idOnly.size(), 1u);
+  EXPECT_TRUE(IsTermination(idOnly[0].error));
+}
+
+// A callback that records every report it receives.
+struct Reports {
+  struct Entry {
+    std::shared_ptr<MethodResult const> result;
+    Progress progress;
+  };
+  std::shared_ptr<std::vector<Entry>> log = std::make_shared<std::vector<Entry>>();
+  std::shared_ptr<AsyncApiResultCb> Callback() const {
+    auto target = log;
+    return AsyncApiResultCb::GetInstance(
+        [target](std::shared_ptr<MethodResult const> const& r, Progress const& p) {
+          target->push_back({r, p});
+        });
+  }
+  std::size_t size() const { return log->size(); }
+  Entry const& operator[](std::size_t i) const { return log->at(i); }
+  ErrorPtr error(std::size_t i) const { return log->at(i).result ? log->at(i).result->error() : nullptr; }
+};
+
+// The input of the test method: {name: string, count: long}.
+std::shared_ptr<Data::DataDefinition const> InputDefinition() {
+  return Data::StructDefinition::GetInstance(
+      "operation-input",
+      {{"name", Data::StringDefinition::GetInstance()}, {"count", Data::DataDefinition::Create<int64_t>()}});
+}
+
+std::shared_ptr<StructValue> Input(std::string const& name, int64_t count) {
+  auto value = StructValue::GetInstance("operation-input");
+  value->SetField("name", DataValue::Create(name));
+  value->SetField("count", DataValue::Create(count));
+  return value;
+}
+
+std::shared_ptr<Data::DataDefinition const> NotFoundDefinition() {
+  return Data::ErrorDefinition::GetInstance(kNotFound, {});
+}
+
+std::shared_ptr<Provider::AsyncApiMethodSignal> Signal(std::string const& method,
+                                                       Core::MethodDefinition::ErrorDefinitions errors = {}) {
+  auto id = Core::MethodIdentifier::GetInstance(std::make_shared<Core::InterfaceIdentifier const>(kService),
+                                                method);
+  return Provider::AsyncApiMethodSignal::GetInstance(
+      Core::MethodDefinition::GetInstance(id, InputDefinition(), Data::DataDefinition::Create<int64_t>(),
+                                          errors),
+      std::make_shared<L10n::Localizer const>());
+}
+
+TEST(AsyncApiMethodSignal, WithoutASlotAnswersNotConnected) {
+  auto signal = Signal("add");
+  Reports reports;
+  signal->Invoke(AsyncActivation::GetInstance(), Input("a", 1), reports.Callback());
+  ASSERT_EQ(reports.size(), 1u);
+  EXPECT_EQ(reports.error(0)->name(), kInternal);
+  EXPECT_EQ(Ids(reports.error(0)), std::vector<std::string>{"opax.provider.method.signal.not.connected"});
+  EXPECT_FALSE(reports.error(0)->messages().front().defaultMessage().empty());
+  EXPECT_EQ(reports[0].progress, Progress());
+}
+
+TEST(AsyncApiMethodSignal, RefusesInvalidInputBeforeTheSlot) {
+  auto signal = Signal("add");
+  int called = 0;
+  signal->Connect([&called](std::shared_ptr<AsyncActivation> const&, std::shared_ptr<DataValue const> const&,
+                            std::shared_ptr<AsyncApiResultCb> const&) { ++called; });
+
+  auto wrongKind = Input("a", 1);
+  wrongKind->SetField("count", DataValue::Create(std::string("many")));
+  auto missing = StructValue::GetInstance("operation-input");
+  missing->SetField("name", DataValue::Create(std::string("a")));
+  std::vector<std::shared_ptr<DataValue const>> bad = {wrongKind, missing,
+                                                       DataValue::Create(std::string("x")), nullptr};
+  for (auto const& input : bad) {
+    Reports reports;
+    signal->Invoke(AsyncActivation::GetInstance(), input, reports.Callback());
+    ASSERT_EQ(reports.size(), 1u);
+    ErrorPtr error = reports.error(0);
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->name(), kInvalidArgument);
+    std::list<BaseMessage> const messages = error->messages();
+    ASSERT_GE(messages.size(), 2u);  // the definition's own findings, then the operation
+    EXPECT_EQ(messages.back().id(), "opax.invoke.invalid.input");
+    EXPECT_EQ(messages.back().args(), std::vector<std::string>{"add"});
+  }
+  EXPECT_EQ(called, 0);
+
+  // A valid input reaches the slot with the signal's localizer on the activation.
+  auto activation = AsyncActivation::GetInstance();
+  Reports reports;
+  signal->Invoke(activation, Input("a", 1), reports.Callback());
+  EXPECT_EQ(called, 1);
+  EXPECT_EQ(activation->localizer(), signal->localizer());
+  EXPECT_EQ(reports.size(), 0u);
+}
+
+TEST(AsyncApiMethodSignal, GivesTheSlotAnActivationEvenWhenThePeerSentNone) {
+  auto signal = Signal("add");
+  std::vector<std::shared_ptr<AsyncActivation>> seen;
+  signal->Connect([&seen](std::shared_ptr<AsyncActivation> const& activation,
+                          std::shared_ptr<DataValue const> const&,
+                          std::shared_ptr<AsyncApiResultCb> const&) { seen.push_back(activation); });
+  Reports reports;
+  signal->Invoke(nullptr, Input("a", 1), reports.Callback());
+  ASSERT_EQ(seen.size(), 1u);
+  ASSERT_TRUE(seen[0]);
+  EXPECT_EQ(seen[0]->localizer(), signal->localizer());
+  signal->Invoke(AsyncActivation::GetInstance(), Input("a", 1), nullptr);  // nobody to answer: nothing runs
+  EXPECT_EQ(seen.size(), 1u);
+}
+
+TEST(ApiMethodHelper, ValidateErrorPassesOnlyDeclaredErrors) {
+  auto declared = ErrorValue::GetInstance(kNotFound, {BaseMessage::Make("opax.task.unknown", {"t-1"})});
+  auto passed = Provider::ApiMethodHelper::ValidateError("get", {NotFoundDefinition()}, declared);
+  EXPECT_EQ(passed->error(), declared);
+
+  auto undeclared = ErrorValue::GetInstance("com.quarn.opax.std.errors.unsupported");
+  for (auto const& errors : {Core::MethodDefinition::ErrorDefinitions{NotFoundDefinition()},
+                             Core::MethodDefinition::ErrorDefinitions{}}) {
+    auto replaced = Provider::ApiMethodHelper::ValidateError("get", errors, undeclared);
+    ASSERT_FALSE(replaced->success());
+    EXPECT_EQ(replaced->error()->name(), kInternal);
+    std::list<BaseMessage> const messages = replaced->error()->messages();
+    ASSERT_FALSE(messages.empty());
+    EXPECT_EQ(messages.back().id(), "opax.invoke.undeclared.error");
+    EXPECT_EQ(messages.back().args(),
+              (std::vector<std::string>{"get", "com.quarn.opax.std.errors.unsupported"}));
+  }
+  // With nothing declared, even the generic errors are replaced.
+  auto generic = Provider::ApiMethodHelper::ValidateError("get", {}, ErrorValue::GetInstance(kNotFound));
+  EXPECT_EQ(generic->error()->name(), kInternal);
+
+  // A declared name with a body that breaks the declaration is not passed on either.
+  auto strict =
+      Data::ErrorDefinition::GetInstance(kNotFound, {{"resource", Data::StringDefinition::GetInstance()}});
+  auto broken = Provider::ApiMethodHelper::ValidateError("get", {strict}, ErrorValue::GetInstance(kNotFound));
+  EXPECT_EQ(broken->error()->name(), kInternal);
+
+  auto none = Provider::ApiMethodHelper::ValidateError("get", {NotFoundDefinition()}, nullptr);
+  ASSERT_TRUE(none->error());
+  EXPECT_EQ(none->error()->name(), kInternal);
+}
+
+TEST(ApiMethodHelper, ValidateOutputBlamesTheImplementation) {
+  auto good = DataValue::Create(int64_t{3});
+  auto ok = Provider::ApiMethodHelper::ValidateOutput("add", Data::DataDefinition::Create<int64_t>(), good);
+  ASSERT_TRUE(ok->success());
+  EXPECT_EQ(ok->output(), good);
+
+  for (auto const& bad : {DataValue::Create(std::string("3")), std::shared_ptr<DataValue const>()}) {
+    auto refused =
+        Provider::ApiMethodHelper::ValidateOutput("add", Data::DataDefinition::Create<int64_t>(), bad);
+    ASSERT_FALSE(refused->success());
+    EXPECT_EQ(refused->error()->name(), kInternal);
+    EXPECT_EQ(Ids(refused->error()).back(), "opax.invoke.invalid.output");
+  }
+}
+
+// A service with "add" (answers name + count at once), "hold" (keeps its callback for the test)
+// and "add$task" (reports progress, then the result, through the held callback).
+struct Counter {
+  std::shared_ptr<Provider::AsyncApiMethodSignal> add = Signal("add");
+  std::shared_ptr<Provider::AsyncApiMethodSignal> task = Signal("add$task", {NotFoundDefinition()});
+  std::shared_ptr<std::vector<std::shared_ptr<AsyncApiResultCb>>> held =
+      std::make_shared<std::vector<std::shared_ptr<AsyncApiResultCb>>>();
+
+  Counter() {
+    add->Connect([](std::shared_ptr<AsyncActivation> const&, std::shared_ptr<DataValue const> const& input,
+                    std::shared_ptr<AsyncApiResultCb> const& callback) {
+      std::shared_ptr<DataValue const> count;
+      Messages messages;
+      StructValue::Cast(input.get())->GetField("count", count, messages);
+      (*callback)(MethodResult::GetInstance(count), Progress());
+    });
+    auto keep = held;
+    task->Connect([keep](std::shared_ptr<AsyncActivation> const&, std::shared_ptr<DataValue const> const&,
+                         std::shared_ptr<AsyncApiResultCb> const& callback) { keep->push_back(callback); });
+  }
+  std::shared_ptr<Provider::AsyncApiInterface> Service() const {
+    return Provider::AsyncApiInterface::GetInstance(
+        std::make_shared<Core::InterfaceIdentifier const>(kService), {add, task});
+  }
+};
+
+std::shared_ptr<Core::MethodIdentifier const> Method(std::string const& service, std::string const& name) {
+  return Core::MethodIdentifier::GetInstance(std::make_shared<Core::InterfaceIdentifier const>(service),
+                                             name);
+}
+
+TEST(InProcessProvider, UnknownServicesAndMethodsGetClearErrors) {
+  InProcessProvider provider;
+  Counter counter;
+  provider.Register(counter.Service());
+  provider.Register(nullptr);  // ignored
+
+  struct Case {
+    std::shared_ptr<Core::MethodIdentifier const> method;
+    std::string id;
+    std::vector<std::string> args;
+  };
+  std::vector<Case> const cases = {
+      {Method("com.example.nothing", "add"), "opax.provider.interface.unknown", {"com.example.nothing"}},
+      {Method(kService, "remove"), "opax.provider.method.unknown", {kService, "remove"}},
+      {Method(kService, "add$task$task"), "opax.provider.method.unknown", {kService, "add$task$task"}},
+      {Method(kService, ""), "opax.provider.method.unknown", {kService, ""}},
+      {Core::MethodIdentifier::GetInstance(nullptr, "add"), "opax.provider.interface.unknown", {""}},
+      {nullptr, "opax.provider.interface.unknown", {""}},
+  };
+  for (Case const& c : cases) {
+    Reports reports;
+    provider.InvokeAsync(c.method, Input("a", 1), AsyncActivation::GetInstance(), reports.Callback());
+    ASSERT_EQ(reports.size(), 1u);
+    ErrorPtr error = reports.error(0);
+    ASSERT_TRUE(error);
+    std::list<BaseMessage> const messages = error->messages();
+    ASSERT_EQ(messages.size(), 1u);
+    EXPECT_EQ(messages.front().id(), c.id);
+    EXPECT_EQ(messages.front().args(), c.args);
+  }
+  EXPECT_TRUE(provider.tasks()->List().empty());
+  provider.InvokeAsync(Method(kService, "add"), Input("a", 1), AsyncActivation::GetInstance(),
+                       nullptr);  // no-one to tell
+
+  Reports reports;
+  provider.InvokeAsync(Method(kService, "add"), Input("a", 7), AsyncActivation::GetInstance(),
+                       reports.Callback());
+  ASSERT_EQ(reports.size(), 1u);
+  ASSERT_TRUE(reports[0].result->success());
+  EXPECT_TRUE(DataValue::Equal(*reports[0].result->output(), *DataValue::Create(int64_t{7})));
+  EXPECT_EQ(provider.services(), std::vector<std::string>{kService});
+}
+
+TEST(InProcessProvider, TheServerWorksOnItsOwnCopyOfTheActivation) {
+  auto signal = Signal("add");
+  std::vector<std::shared_ptr<AsyncActivation>> seen;
+  signal->Connect([&seen](std::shared_ptr<AsyncActivation> const& activation,
+                          std::shared_ptr<DataValue const> const&, std::shared_ptr<AsyncApiResultCb> const&) {
+    activation->resourceId("set-by-the-server");
+    seen.push_back(activation);
+  });
+  InProcessProvider provider;
+  provider.Register(Provider::AsyncApiInterface::GetInstance(
+      std::make_shared<Core::InterfaceIdentifier const>(kService), {signal}));
+  auto mine = AsyncActivation::GetInstance();
+  mine->resourceId("vm-1");
+  mine->context()["operation-id"] = "op-3";
+  Reports reports;
+  provider.InvokeAsync(Method(kService, "add"), Input("a", 1), mine, reports.Callback());
+  provider.InvokeAsync(Method(kService, "add"), Input("a", 1), nullptr, reports.Callback());
+  ASSERT_EQ(seen.size(), 2u);
+  EXPECT_NE(seen[0], mine);
+  EXPECT_EQ(seen[0]->context(), mine->context());
+  EXPECT_EQ(seen[0]->localizer(), signal->localizer());
+  EXPECT_EQ(mine->resourceId(), "vm-1");
+  EXPECT_FALSE(mine->localizer());
+  ASSERT_TRUE(seen[1]);
+}
+
+TEST(InProcessProvider, ALaterRegistrationReplacesTheService) {
+  InProcessProvider provider;
+  Counter first;
+  provider.Register(first.Service());
+  auto only = Provider::AsyncApiInterface::GetInstance(
+      std::make_shared<Core::InterfaceIdentifier const>(kService), {first.task});
+  provider.Register(only);
+  provider.Register(Provider::AsyncApiInterface::GetInstance(
+      std::make_shared<Core::InterfaceIdentifier const>("com.example.another"), {}));
+  Reports reports;
+  provider.InvokeAsync(Method(kService, "add"), Input("a", 1), AsyncActivation::GetInstance(),
+                       reports.Callback());
+  EXPECT_EQ(Ids(reports.error(0)), std::vector<std::string>{"opax.provider.method.unknown"});
+  EXPECT_EQ(provider.services(), (std::vector<std::string>{"com.example.another", kService}));
+}
+
+TEST(InProcessProvider, ATaskAnswersWithItsIdAndRecordsItsReports) {
+  InProcessProvider provider;
+  Counter counter;
+  provider.Register(counter.Service());
+
+  Reports client;
+  provider.InvokeAsync(Method(kService, "add$task"), Input("a", 1), AsyncActivation::GetInstance(),
+                       client.Callback());
+  // The id arrives before the implementation did anything.
+  ASSERT_EQ(client.size(), 1u);
+  ASSERT_TRUE(client[0].result->success());
+  std::string id;
+  Messages messages;
+  ASSERT_TRUE(DataValue::Value(client[0].result->output(), id, messages));
+  ASSERT_EQ(counter.held->size(), 1u);
+
+  auto info = provider.tasks()->Get(id);
+  ASSERT_TRUE(info);
+  EXPECT_EQ(info->state, TaskRegistry::State::PENDING);
+  EXPECT_EQ(info->operation, std::string(kService) + "/add$task");
+  EXPECT_FALSE(info->endTime);
+
+  auto& report = *counter.held->back();
+  report(nullptr, Step(1, 4));
+  report(nullptr, Step(3, 4), [](std::shared_ptr<AsyncApiResultCb> next) { (*next)(nullptr, Step(2, 4)); });
+  info = provider.tasks()->Get(id);
+  EXPECT_EQ(info->state, TaskRegistry::State::RUNNING);
+  EXPECT_EQ(info->progress, Step(2, 4));
+
+  auto value = DataValue::Create(int64_t{9});
+  report(MethodResult::GetInstance(value), Progress());
+  report(MethodResult::GetErrorInstance(ErrorValue::GetInstance(kNotFound)),
+         Progress());  // after the end: ignored
+  info = provider.tasks()->Get(id);
+  EXPECT_EQ(info->state, TaskRegistry::State::SUCCEEDED);
+  EXPECT_EQ(info->result, value);
+  EXPECT_EQ(info->error, nullptr);
+  EXPECT_EQ(info->progress.completed, 4);
+  ASSERT_TRUE(info->endTime);
+  EXPECT_FALSE(*info->endTime < info->startTime);
+  EXPECT_EQ(client.size(), 1u);  // the caller heard only the id
+
+  // Each task has its own id; a failing one keeps its error.
+  Reports second;
+  provider.InvokeAsync(Method(kService, "add$task"), Input("b", 2), AsyncActivation::GetInstance(),
+                       second.Callback());
+  std::string secondId;
+  ASSERT_TRUE(DataValue::Value(second[0].result->output(), secondId, messages));
+  EXPECT_NE(secondId, id);
+  auto error = ErrorValue::GetInstance(kNotFound);
+  (*counter.held->back())(MethodResult::GetErrorInstance(error), Progress());
+  info = provider.tasks()->Get(secondId);
+  EXPECT_EQ(info->state, TaskRegistry::State::FAILED);
+  EXPECT_EQ(info->error, error);
+  EXPECT_FALSE(provider.tasks()->Get("task-0"));
+}
+
+TEST(InProcessProvider, ATaskWithBadInputFailsInTheRegistry) {
+  InProcessProvider provider;
+  Counter counter;
+  provider.Register(counter.Service());
+  Reports client;
+  provider.InvokeAsync(Method(kService, "add$task"), StructValue::GetInstance("operation-input"),
+                       AsyncActivation::GetInstance(), client.Callback());
+  ASSERT_EQ(client.size(), 1u);
+  std::string id;
+  Messages messages;
+  ASSERT_TRUE(DataValue::Value(client[0].result->output(), id, messages));
+  EXPECT_TRUE(counter.held->empty());
+  auto info = provider.tasks()->Get(id);
+  ASSERT_TRUE(info);
+  EXPECT_EQ(info->state, TaskRegistry::State::FAILED);
+  EXPECT_EQ(info->error->name(), kInvalidArgument);
+}
+
+TEST(TaskRegistry, RetentionForgetsTheOldestFinishedNeverRunning) {
+  TaskRegistry::Policy policy;
+  policy.keepFinished = 2;
+  TaskRegistry registry(policy);
+  std::vector<std::string> ids;
+  for (int i = 0; i < 5; ++i) ids.push_back(registry.Create("svc/op$task"));
+  registry.Report(ids[0], nullptr, Step(1, 2));  // running, and stays so
+
+  auto done = MethodResult::GetInstance(Data::VoidValue::GetInstance());
+  for (int i : {1, 2, 3, 4}) registry.Report(ids[i], done, Progress());
+  EXPECT_TRUE(registry.Get(ids[0]));
+  EXPECT_FALSE(registry.Get(ids[1]));
+  EXPECT_FALSE(registry.Get(ids[2]));
+  EXPECT_TRUE(registry.Get(ids[3]));
+  EXPECT_TRUE(registry.Get(ids[4]));
+  EXPECT_EQ(registry.List().size(), 3u);
+
+  // A forgotten task that reports again is not brought back.
+  registry.Report(ids[1], done, Progress());
+  EXPECT_FALSE(registry.Get(ids[1]));
+  registry.Report("no-such-task", nullptr, Progress());
+
+  // A lifetime already over forgets a task as soon as it finishes; a running task has no end to
+  // measure from and stays.
+  TaskRegistry::Policy expired;
+  expired.finishedLifetime = std::chrono::seconds(-1);
+  TaskRegistry brief(expired);
+  std::string const running = brief.Create("svc/op$task");
+  std::string const finished = brief.Create("svc/op$task");
+  brief.Report(finished, done, Progress());
+  EXPECT_FALSE(brief.Get(finished));
+  EXPECT_TRUE(brief.Get(running));
+}
+
+}  // namespace
+}  // namespace Opax
