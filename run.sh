@@ -70,12 +70,12 @@ test_dev() {
   ctest --preset dev
 }
 
-# The sanitizer presets build the runtime's tests and (ThreadSanitizer) the call-path tests over
-# a few services (CMakePresets.json says which), not the whole catalogue: instrumenting every
-# service would cost more build time than it finds, since all services share one call path.
+# The sanitizer presets build the runtime's tests and the call-path tests over a few areas
+# (CMakePresets.json says which), not the whole catalogue: instrumenting every service would
+# cost more build time than it finds, since all services share one call path.
 test_asan() {
   build asan
-  ctest --preset asan -L runtime
+  ctest --preset asan -L "runtime|bindings"
 }
 
 test_tsan() {
@@ -114,9 +114,9 @@ run_benchmarks() {
 usage() {
   cat <<'EOF'
 usage: ./run.sh COMMAND [ARGS...]
-  test         install what is missing, build, run every test (dev), then the runtime's tests
-               under AddressSanitizer and UndefinedBehaviorSanitizer (asan), and the runtime's
-               and the call path's tests under ThreadSanitizer (tsan)
+  test         install what is missing, build, run every test (dev), then the runtime's and the
+               call path's tests under AddressSanitizer and UndefinedBehaviorSanitizer (asan)
+               and under ThreadSanitizer (tsan)
   demo         install what is missing, build, run the demo
   bench [ARGS] build and run every benchmark; ARGS go to each (e.g. --benchmark_filter=Json)
   build        install what is missing and build the dev preset
