@@ -33,10 +33,10 @@ def main(argv):
     args = parser.parse_args(argv)
 
     roots = []
-    for spec in args.root:
-        directory, _, prefix = spec.partition("=")
+    for root_arg in args.root:
+        directory, _, prefix = root_arg.partition("=")
         if not prefix or not os.path.isdir(directory):
-            print(f"nexar_generate: --root {spec}: expected an existing DIR=PREFIX", file=sys.stderr)
+            print(f"nexar_generate: --root {root_arg}: expected an existing DIR=PREFIX", file=sys.stderr)
             return 2
         roots.append((directory, prefix))
 
