@@ -186,8 +186,8 @@ TEST(Concurrency, EveryCallEndsOnceWithItsOwnOutcome) {
                     [&outcomes, call](::Opax::TaskResult<::Opax::Void> const& started, ErrorPtr const& error,
                                       ::Opax::Progress const&) {
                       if (!started.taskId && !error) return;
-                      if (outcomes.Final(call, started.taskId && !error))
-                        outcomes.taskIds[call] = *started.taskId;
+                      bool const first = outcomes.Final(call, started.taskId && !error);
+                      if (first && started.taskId) outcomes.taskIds[call] = *started.taskId;
                     })));
             continue;
           }
