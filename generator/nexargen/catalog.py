@@ -247,7 +247,7 @@ def load(roots):
 
 def closure(units):
     """`units` and every unit their types, operations and errors refer to, in a stable order."""
-    from .cpp import referenced_units  # the same walk the headers' includes come from
+    from .cpp import unit_references  # the same walk the headers' includes come from
 
     seen, order, pending = set(), [], list(units)
     while pending:
@@ -256,14 +256,5 @@ def closure(units):
             continue
         seen.add(unit)
         order.append(unit)
-        found = set()
-        for struct in unit.structs:
-            for field in struct.fields:
-                referenced_units(field.type, found)
-        for op in unit.operations:
-            for param in op.params:
-                referenced_units(param.type, found)
-            referenced_units(op.result, found)
-            found.update(e.unit for e in op.error_targets)
-        pending.extend(u for u in found if u not in seen)
+        pending.extend(u for u in unit_references(unit) if u not in seen)
     return sorted(order, key=lambda u: u.path)

@@ -197,7 +197,8 @@ def operation_view(unit, op):
     }
 
 
-def unit_view(unit, prefix):
+def unit_references(unit):
+    """The other units whose types, results or errors `unit` uses: its header's includes."""
     referenced = set()
     for struct in unit.structs:
         for f in struct.fields:
@@ -208,6 +209,11 @@ def unit_view(unit, prefix):
         referenced_units(op.result, referenced)
         referenced.update(e.unit for e in op.error_targets)
     referenced.discard(unit)
+    return referenced
+
+
+def unit_view(unit, prefix):
+    referenced = unit_references(unit)
     view = {
         "kind": unit.kind,
         "dotted": unit.dotted,
