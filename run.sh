@@ -13,6 +13,9 @@ readonly PACKAGES=(
   python3 python3-jinja2 clang-format
 )
 
+# Fuzzing alone needs clang and its libFuzzer runtime: only `./run.sh fuzz` installs them.
+readonly FUZZ_PACKAGES=(clang libclang-rt-14-dev)
+
 # The program `./run.sh demo` runs once it exists.
 readonly DEMO=build/dev/tools/nexar-demo
 
@@ -26,7 +29,7 @@ say() { printf 'run.sh: %s\n' "$*"; }
 
 missing_packages() {
   local package
-  for package in "${PACKAGES[@]}"; do
+  for package in "$@"; do
     # A removed package can leave "deinstall ok config-files" behind: only this status counts.
     if [[ "$(dpkg-query -W -f='${Status}' "$package" 2>/dev/null || true)" != "install ok installed" ]]; then
       printf '%s\n' "$package"
@@ -34,13 +37,14 @@ missing_packages() {
   done
 }
 
+# install_missing PACKAGE...
 install_missing() {
   if ! command -v dpkg-query >/dev/null; then
-    say "not a Debian system: make sure these are installed: ${PACKAGES[*]}"
+    say "not a Debian system: make sure these are installed: $*"
     return 0
   fi
   local missing
-  mapfile -t missing < <(missing_packages)
+  mapfile -t missing < <(missing_packages "$@")
   if ((${#missing[@]} == 0)); then
     return 0
   fi
@@ -97,6 +101,24 @@ run_demo() {
   say "the demo program does not exist yet (it will be $DEMO)."
 }
 
+# Runs every libFuzzer target for SECONDS (60 by default) from its seed corpus in fuzz/corpus,
+# collecting new inputs in build/fuzz/corpus. A crash stops the run and leaves the input in
+# build/fuzz/findings for a regression test.
+run_fuzz() {
+  local seconds=${1:-60}
+  build fuzz
+  local target name
+  mkdir -p build/fuzz/findings
+  for target in build/fuzz/fuzz/*_fuzz; do
+    [[ -f "$target" && -x "$target" ]] || continue
+    name=$(basename "$target" _fuzz)
+    mkdir -p "build/fuzz/corpus/$name"
+    say "fuzzing $name for ${seconds}s"
+    "$target" -max_total_time="$seconds" -print_final_stats=1 -artifact_prefix=build/fuzz/findings/ \
+      "build/fuzz/corpus/$name" "fuzz/corpus/$name"
+  done
+}
+
 run_benchmarks() {
   build dev
   local bench found=0
@@ -120,6 +142,7 @@ usage: ./run.sh COMMAND [ARGS...]
   demo         install what is missing, build, run the demo
   bench [ARGS] build and run every benchmark; ARGS go to each (e.g. --benchmark_filter=Json)
   build        install what is missing and build the dev preset
+  fuzz [SECS]  install clang, build the fuzz preset and run every fuzz target for SECS (60)
 EOF
 }
 
@@ -127,7 +150,7 @@ main() {
   local command=${1:-}
   shift || true
   case "$command" in
-    test | demo | bench | build) ;;
+    test | demo | bench | build | fuzz) ;;
     -h | --help | help)
       usage
       return 0
@@ -137,12 +160,16 @@ main() {
       exit 2
       ;;
   esac
-  install_missing
+  install_missing "${PACKAGES[@]}"
   case "$command" in
     test) run_tests ;;
     demo) run_demo "$@" ;;
     bench) run_benchmarks "$@" ;;
     build) build dev ;;
+    fuzz)
+      install_missing "${FUZZ_PACKAGES[@]}"
+      run_fuzz "$@"
+      ;;
   esac
 }
 

@@ -4,7 +4,7 @@
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
-set(_nexar_targets opax_core nexar_runtime opax_std opax_cis nexar_bindings)
+set(_nexar_targets opax_core opax_json nexar_runtime opax_std opax_cis nexar_bindings)
 if(TARGET opax_rpc)
   list(APPEND _nexar_targets opax_rpc)
 endif()

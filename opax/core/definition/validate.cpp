@@ -8,6 +8,7 @@
 #include <opax/core/data/list_value.h>
 #include <opax/core/data/optional_value.h>
 #include <opax/core/definition/data_definition.h>
+#include <opax/core/definition/union_rules.h>
 #include <opax/core/message/message_ids.h>
 
 #include <algorithm>
@@ -228,34 +229,15 @@ class Validator {
     }
   }
 
-  static bool IsSet(std::shared_ptr<DataValue const> const* field) {
-    if (field == nullptr || !*field) return false;
-    return (*field)->kind() != Kind::Optional || static_cast<OptionalValue const&>(**field).isSet();
-  }
-
-  // The tag's text, or false when the tag is absent or unset.
-  static bool TagText(StructValue const& structure, std::string const& tag, std::string& text) {
-    auto const* field = structure.FindField(tag);
-    if (field == nullptr || !*field) return false;
-    DataValue const* value = field->get();
-    while (value != nullptr && value->kind() == Kind::Optional)
-      value = static_cast<OptionalValue const*>(value)->value().get();
-    if (value == nullptr || value->kind() != Kind::String) return false;
-    text = internal::StoredOf<std::string>(*value);
-    return true;
-  }
-
   void CheckUnionCase(UnionCaseDefinition const& unionCase, StructValue const& structure,
                       std::string const& field, std::shared_ptr<DataValue const> const* value) {
-    bool const set = IsSet(value);
-    std::string tag;
-    if (!TagText(structure, unionCase.tagField(), tag)) {
-      if (set) Report(MessageIds::kUnionNoTag, {unionCase.tagField(), field, structure.name()});
-      return;
+    char const* fault = UnionCaseFault(unionCase, structure, value);
+    if (fault == nullptr) return;
+    if (std::string_view(fault) == MessageIds::kUnionNoTag) {
+      Report(fault, {unionCase.tagField(), field, structure.name()});
+    } else {
+      Report(fault, {field, structure.name()});
     }
-    boost::logic::tribool const active = unionCase.IsActiveFor(tag);
-    if (active && !set) Report(MessageIds::kUnionIsNotSet, {field, structure.name()});
-    if (!active && set) Report(MessageIds::kUnionIsSet, {field, structure.name()});
   }
 
   void VisitStructure(StructDefinition const& definition, DataValue const* value, uint32_t path) {

@@ -42,6 +42,19 @@ constexpr char const kNoResult[] = "opax.invoke.no.result";          // operatio
 constexpr char const kDuplicateResult[] = "opax.invoke.result.duplicate";  // operation
 constexpr char const kTerminated[] = "opax.invoke.terminated";       // (none)
 
+// JSON text (the wire format). The last argument is always the JSON path of the fault, as
+// validation writes it ("spec.backing[2].type"); no argument ever carries a string's content.
+constexpr char const kJsonSyntax[] = "opax.json.syntax.invalid";  // byte offset, what was expected, path
+constexpr char const kJsonTruncated[] = "opax.json.text.truncated";  // path
+constexpr char const kJsonUtf8[] = "opax.json.utf8.invalid";  // byte offset, path
+constexpr char const kJsonLimit[] = "opax.json.limit.exceeded";  // limit, maximum, path
+constexpr char const kJsonDuplicateMember[] = "opax.json.member.duplicate";  // member, path
+constexpr char const kJsonKindMismatch[] = "opax.json.kind.mismatch";  // expected, JSON kind, path
+constexpr char const kJsonNumberRange[] = "opax.json.number.out.of.range";  // number, path
+constexpr char const kJsonNotIntegral[] = "opax.json.number.not.integral";  // number, path
+constexpr char const kJsonBinary[] = "opax.json.binary.invalid";  // path
+constexpr char const kJsonDateTime[] = "opax.json.datetime.invalid";  // text, path
+
 // Tasks.
 constexpr char const kTaskUnknown[] = "opax.task.unknown";  // task id
 constexpr char const kTaskRunning[] = "opax.task.running";  // task id

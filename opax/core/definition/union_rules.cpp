@@ -1,0 +1,40 @@
+#include <opax/core/definition/union_rules.h>
+
+#include <opax/core/data/optional_value.h>
+#include <opax/core/message/message_ids.h>
+
+namespace Opax {
+namespace Data {
+namespace {
+
+bool IsSet(std::shared_ptr<DataValue const> const* field) {
+  if (field == nullptr || !*field) return false;
+  return (*field)->kind() != Kind::Optional || static_cast<OptionalValue const&>(**field).isSet();
+}
+
+// The tag's text, or null when the tag is absent or unset.
+std::string const* TagText(StructValue const& structure, std::string const& tag) {
+  auto const* field = structure.FindField(tag);
+  if (field == nullptr || !*field) return nullptr;
+  DataValue const* value = field->get();
+  while (value != nullptr && value->kind() == Kind::Optional)
+    value = static_cast<OptionalValue const*>(value)->value().get();
+  if (value == nullptr || value->kind() != Kind::String) return nullptr;
+  return &internal::StoredOf<std::string>(*value);
+}
+
+}  // namespace
+
+char const* UnionCaseFault(UnionCaseDefinition const& unionCase, StructValue const& structure,
+                           std::shared_ptr<DataValue const> const* field) {
+  bool const set = IsSet(field);
+  std::string const* tag = TagText(structure, unionCase.tagField());
+  if (tag == nullptr) return set ? MessageIds::kUnionNoTag : nullptr;
+  boost::logic::tribool const active = unionCase.IsActiveFor(*tag);
+  if (active && !set) return MessageIds::kUnionIsNotSet;
+  if (!active && set) return MessageIds::kUnionIsSet;
+  return nullptr;
+}
+
+}  // namespace Data
+}  // namespace Opax
