@@ -5,6 +5,8 @@
 // registered right after ours so that the two read side by side.
 
 #include "alloc_counter.h"
+#include "ethernet_sample.h"
+#include "ratio_reporter.h"
 
 #include <bindings/authorization/privilege_checks.h>
 #include <bindings/authorization/privileges.h>
@@ -28,11 +30,6 @@
 #if NEXAR_BENCH_COMPARE
 #include <ethernet_info.pb.h>
 #include <google/protobuf/util/json_util.h>
-#include <unistd.h>
-
-#include <cstdio>
-#include <map>
-#include <ostream>
 #endif
 
 #include <benchmark/benchmark.h>
@@ -53,47 +50,11 @@ using Opax::Data::ValueToNativeAdapter;
 namespace Hw = Com::Quarn::Nexar::Vm::Hardware;
 namespace Auth = Com::Quarn::Nexar::Authorization;
 using Ethernet = Hw::EthernetSvc;
-using InfoList = std::list<std::shared_ptr<Ethernet::Info const>>;
+using Bench::InfoList;
 
-constexpr std::size_t kListLength = 100;
-
-// What a get() of a connected VMXNET3 adapter on a distributed switch returns. Every field is
-// set that the backing type allows. With libstdc++ a string of up to 15 characters lives inside
-// the std::string and a longer one costs a block, so the lengths matter: label, MAC address,
-// network and switch uuid are long (17 to 47), the port is short.
-Ethernet::Info MakeInfo(std::string const& label = "Network adapter 1") {
-  auto backing = std::make_shared<Ethernet::BackingInfo>(Ethernet::BackingType::DISTRIBUTED_PORTGROUP);
-  backing->network(std::string("dvportgroup-1042"))
-      .distributedSwitchUuid(std::string("50 2e 4f 1a 9b 3c 7d 21-8e 44 0c 6f 5a 3b 2d 19"))
-      .distributedPort(std::string("1027"))
-      .connectionCookie(int64_t{1837465921});
-  Ethernet::Info info;
-  info.label(label)
-      .type(Ethernet::EmulationType::VMXNET3)
-      .uptCompatibilityEnabled(true)
-      .uptV2CompatibilityEnabled(false)
-      .macType(Ethernet::MacAddressType::ASSIGNED)
-      .macAddress(std::string("00:50:56:a1:3c:7e"))
-      .pciSlotNumber(int64_t{192})
-      .wakeOnLanEnabled(true)
-      .backing(std::shared_ptr<Ethernet::BackingInfo const>(std::move(backing)))
-      .state(Hw::ConnectionState::CONNECTED)
-      .startConnected(true)
-      .allowGuestControl(false);
-  return info;
-}
-
-// A hundred distinct adapters, each with its own backing, as list() followed by get() on each
-// would produce them.
-InfoList MakeInfoList() {
-  InfoList infos;
-  for (std::size_t i = 0; i < kListLength; ++i) {
-    Ethernet::Info info = MakeInfo("Network adapter " + std::to_string(i + 1));
-    info.backing(std::make_shared<Ethernet::BackingInfo const>(*info.backing()));
-    infos.push_back(std::make_shared<Ethernet::Info const>(std::move(info)));
-  }
-  return infos;
-}
+using Bench::kListLength;
+using Bench::MakeInfo;
+using Bench::MakeInfoList;
 
 template <class T>
 DataValuePtr ToValue(T const& native) {
@@ -429,107 +390,13 @@ BENCHMARK(BM_ValidateEthernetInfoValue);
 BENCHMARK(BM_ValidateEthernetInfoListValue);
 
 #if NEXAR_BENCH_COMPARE
-namespace {
-
-// The console output plus, at the end, how our figures compare with protobuf's: time and
-// allocations of each of our conversions over its protobuf counterpart. A note for the reader,
-// not a verdict: nothing here fails on a figure. CPU time is compared rather than wall-clock,
-// because on a shared machine the wall-clock figure also counts the time the thread waited for
-// a processor. With --benchmark_repetitions the medians are compared, otherwise the single runs.
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  explicit RatioReporter(OutputOptions options) : ConsoleReporter(options) {}
-
-  void ReportRuns(std::vector<Run> const& runs) override {
-    for (Run const& run : runs) Keep(run);
-    ConsoleReporter::ReportRuns(runs);
-  }
-
-  void Finalize() override {
-    ConsoleReporter::Finalize();
-    std::ostream& out = GetOutputStream();
-    out << "\nOurs over protobuf (CPU time ratio, allocations per operation):\n";
-    Compare(out, "BM_EthernetInfoRoundTrip", "BM_ProtoEthernetInfoBinaryRoundTrip", " (target: within 2x)");
-    Compare(out, "BM_EthernetInfoRoundTrip", "BM_ProtoEthernetInfoJsonRoundTrip", "");
-    Compare(out, "BM_EthernetInfoToValue", "BM_ProtoEthernetInfoSerialize", "");
-    Compare(out, "BM_ValueToEthernetInfo", "BM_ProtoEthernetInfoParse", "");
-    Compare(out, "BM_EthernetInfoListRoundTrip", "BM_ProtoEthernetInfoListBinaryRoundTrip", "");
-  }
-
- private:
-  struct Figure {
-    double nanoseconds = 0;
-    double allocations = 0;
-    bool median = false;
-  };
-
-  void Keep(Run const& run) {
-    if (run.error_occurred) return;
-    bool const median = run.run_type == Run::RT_Aggregate;
-    if (median && run.aggregate_name != "median") return;
-    Figure& figure = figures_[run.run_name.str()];
-    if (figure.median && !median) return;
-    figure.median = median;
-    figure.nanoseconds = run.GetAdjustedCPUTime() * Nanoseconds(run.time_unit);
-    auto const allocations = run.counters.find("allocs/op");
-    figure.allocations = allocations == run.counters.end() ? 0 : allocations->second.value;
-  }
-
-  static double Nanoseconds(benchmark::TimeUnit unit) {
-    switch (unit) {
-      case benchmark::kSecond:
-        return 1e9;
-      case benchmark::kMillisecond:
-        return 1e6;
-      case benchmark::kMicrosecond:
-        return 1e3;
-      case benchmark::kNanosecond:
-        return 1;
-    }
-    return 1;
-  }
-
-  void Compare(std::ostream& out, std::string const& ours, std::string const& theirs,
-               char const* note) const {
-    auto const a = figures_.find(ours);
-    auto const b = figures_.find(theirs);
-    if (a == figures_.end() || b == figures_.end() || b->second.nanoseconds <= 0) return;
-    char line[256];
-    std::snprintf(line, sizeof line, "  %-30s / %-40s %6.2fx  (%.0f / %.0f allocs)%s\n", ours.c_str(),
-                  theirs.c_str(), a->second.nanoseconds / b->second.nanoseconds, a->second.allocations,
-                  b->second.allocations, note);
-    out << line;
-  }
-
-  std::map<std::string, Figure> figures_;
-};
-
-// The ratios are printed only with the console format; another format gets the library's own
-// reporter, unchanged.
-bool ConsoleFormat(int argc, char** argv) {
-  std::string const flag = "--benchmark_format=";
-  for (int i = 1; i < argc; ++i) {
-    std::string const arg = argv[i];
-    if (arg.compare(0, flag.size(), flag) == 0 && arg.substr(flag.size()) != "console") return false;
-  }
-  return true;
-}
-
-}  // namespace
-
 int main(int argc, char** argv) {
-  bool const console = ConsoleFormat(argc, argv);
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  if (console) {
-    RatioReporter reporter(isatty(fileno(stdout)) ? benchmark::ConsoleReporter::OO_Color
-                                                  : benchmark::ConsoleReporter::OO_None);
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-  } else {
-    benchmark::RunSpecifiedBenchmarks();
-  }
-  benchmark::Shutdown();
-  return 0;
+  return Bench::RunWithRatios(argc, argv, "Ours over protobuf",
+                              {{"BM_EthernetInfoRoundTrip", "BM_ProtoEthernetInfoBinaryRoundTrip", " (target: within 2x)"},
+                               {"BM_EthernetInfoRoundTrip", "BM_ProtoEthernetInfoJsonRoundTrip", ""},
+                               {"BM_EthernetInfoToValue", "BM_ProtoEthernetInfoSerialize", ""},
+                               {"BM_ValueToEthernetInfo", "BM_ProtoEthernetInfoParse", ""},
+                               {"BM_EthernetInfoListRoundTrip", "BM_ProtoEthernetInfoListBinaryRoundTrip", ""}});
 }
 #else
 BENCHMARK_MAIN();

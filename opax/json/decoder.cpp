@@ -44,7 +44,7 @@ struct Frame {
   DataDefinition const* member = nullptr;      // of the member being read; null: by looks
   std::shared_ptr<DataValue> container;
   std::string key;         // objects: the member being read
-  std::size_t index = 0;   // arrays: the element being read
+  std::size_t index = 0;   // arrays: the element being read; structures: declared members read
   std::string typeName;    // loose objects: the reserved member's text
 };
 
@@ -244,13 +244,11 @@ class Decoder {
   bool OnKey(std::string_view key) {
     Frame& top = frames_.back();
     top.key.assign(key.data(), key.size());
-    auto const& fields = static_cast<CompoundValue const&>(*top.container).fields();
     if (top.shape != Shape::Map && key == kTypeMember) {
       if (top.hasTypeName) return Report(MessageIds::kJsonDuplicateMember, {top.key, Path(false)});
       top.readingTypeName = true;
       return true;
     }
-    if (fields.contains(key)) return Report(MessageIds::kJsonDuplicateMember, {top.key, Path(false)});
     top.member = nullptr;
     if (top.shape == Shape::Structure) {
       auto const& declared = static_cast<StructDefinition const&>(*top.definition).fields();
@@ -315,6 +313,7 @@ class Decoder {
         } else {
           frame.container = StructValue::GetInstance(structure.name());
         }
+        static_cast<StructValue&>(*frame.container).fields().reserve(structure.fields().size());
         break;
       }
       case DefinitionType::Map:
@@ -482,9 +481,16 @@ class Decoder {
     switch (top.shape) {
       case Shape::Structure:
       case Shape::Map:
-      case Shape::LooseObject:
-        static_cast<CompoundValue&>(*top.container).SetField(top.key, std::move(value));
+      case Shape::LooseObject: {
+        // One lookup both finds a repeated member and makes the new one's slot.
+        FieldMap& fields = static_cast<CompoundValue&>(*top.container).fields();
+        std::size_t const before = fields.size();
+        std::shared_ptr<DataValue const>& slot = fields.slot(top.key);
+        if (fields.size() == before) return Report(MessageIds::kJsonDuplicateMember, {top.key, Path(false)});
+        slot = std::move(value);
+        if (top.member != nullptr) ++top.index;
         return true;
+      }
       case Shape::List:
       case Shape::LooseArray: {
         auto& list = static_cast<ListValue&>(*top.container);
@@ -529,6 +535,7 @@ class Decoder {
   bool FinishStructure(Frame& frame) {
     auto& structure = static_cast<StructValue&>(*frame.container);
     auto const& definition = static_cast<StructDefinition const&>(*frame.definition);
+    bool const complete = frame.index == definition.fields().size();
     bool hasUnions = false;
     for (auto const& [name, field] : definition.fields()) {
       DataDefinition const* shape = field.get();
@@ -536,7 +543,7 @@ class Decoder {
         hasUnions = true;
         shape = static_cast<UnionCaseDefinition const&>(*shape).elementType().get();
       }
-      if (structure.HasField(name)) continue;
+      if (complete || structure.HasField(name)) continue;
       if (shape == nullptr || shape->type() != DefinitionType::Optional) {
         return Report(MessageIds::kFieldMissing, {name, structure.name(), Path(false)});
       }
