@@ -4,6 +4,7 @@
 
 #include <opax/json/decoder.h>
 
+#include <opax/core/adapter/work_containers.h>
 #include <opax/core/data/compound_value.h>
 #include <opax/core/data/list_value.h>
 #include <opax/core/data/optional_value.h>
@@ -44,7 +45,7 @@ struct Frame {
   DataDefinition const* member = nullptr;      // of the member being read; null: by looks
   std::shared_ptr<DataValue> container;
   std::string key;         // objects: the member being read
-  std::size_t index = 0;   // arrays: the element being read; structures: declared members read
+  std::size_t index = 0;   // arrays: the element being read
   std::string typeName;    // loose objects: the reserved member's text
 };
 
@@ -112,10 +113,41 @@ DataValuePtr Wrap(DataValuePtr value, uint32_t optionals) {
   return value;
 }
 
+// The decoder's stacks, kept by each thread from one decoding to the next so that steady traffic
+// allocates none of them.
+struct Buffers {
+  std::vector<internal::ReaderLevel> levels;
+  std::vector<Frame> frames;
+  std::vector<std::shared_ptr<DataDefinition const>> keepAlive;
+  std::vector<std::string const*> absent;
+  void clear() {
+    levels.clear();
+    frames.clear();
+    keepAlive.clear();
+    absent.clear();
+  }
+  // A deep text's stacks are given back rather than kept for the thread.
+  void trim() {
+    constexpr std::size_t kKept = 256;
+    if (frames.capacity() > kKept) Buffers().Swap(*this);
+  }
+  void Swap(Buffers& other) {
+    levels.swap(other.levels);
+    frames.swap(other.frames);
+    keepAlive.swap(other.keepAlive);
+    absent.swap(other.absent);
+  }
+};
+
 class Decoder {
  public:
-  Decoder(std::string_view text, Limits const& limits, std::list<BaseMessage>& messages)
-      : reader_(text, limits), limits_(limits), messages_(messages) {}
+  Decoder(std::string_view text, Limits const& limits, std::list<BaseMessage>& messages, Buffers& buffers)
+      : reader_(text, limits, buffers.levels),
+        limits_(limits),
+        messages_(messages),
+        frames_(buffers.frames),
+        keepAlive_(buffers.keepAlive),
+        absent_(buffers.absent) {}
 
   bool Run(DataDefinition const* root, DataValuePtr& out) {
     root_ = root;
@@ -488,7 +520,6 @@ class Decoder {
         std::shared_ptr<DataValue const>& slot = fields.slot(top.key);
         if (fields.size() == before) return Report(MessageIds::kJsonDuplicateMember, {top.key, Path(false)});
         slot = std::move(value);
-        if (top.member != nullptr) ++top.index;
         return true;
       }
       case Shape::List:
@@ -535,27 +566,35 @@ class Decoder {
   bool FinishStructure(Frame& frame) {
     auto& structure = static_cast<StructValue&>(*frame.container);
     auto const& definition = static_cast<StructDefinition const&>(*frame.definition);
-    bool const complete = frame.index == definition.fields().size();
+    // Both the definition and the field map list names in the same order, so one walk of the two
+    // side by side finds what is absent, with no lookup per field.
+    absent_.clear();
     bool hasUnions = false;
+    auto present = structure.fields().begin();
+    auto const end = structure.fields().end();
     for (auto const& [name, field] : definition.fields()) {
       DataDefinition const* shape = field.get();
       if (shape != nullptr && shape->type() == DefinitionType::UnionCase) {
         hasUnions = true;
         shape = static_cast<UnionCaseDefinition const&>(*shape).elementType().get();
       }
-      if (complete || structure.HasField(name)) continue;
+      while (present != end && present->name() < name) ++present;
+      if (present != end && present->name() == name) continue;
       if (shape == nullptr || shape->type() != DefinitionType::Optional) {
         return Report(MessageIds::kFieldMissing, {name, structure.name(), Path(false)});
       }
-      structure.SetField(name, OptionalValue::Unset());
+      absent_.push_back(&name);
     }
+    for (std::string const* name : absent_) structure.SetField(*name, OptionalValue::Unset());
     if (!hasUnions) return true;
     for (auto const& [name, field] : definition.fields()) {
       if (field == nullptr || field->type() != DefinitionType::UnionCase) continue;
       auto const& unionCase = static_cast<UnionCaseDefinition const&>(*field);
       char const* fault = UnionCaseFault(unionCase, structure, structure.FindField(name));
       if (fault == nullptr) continue;
-      if (std::string_view(fault) == MessageIds::kUnionNoTag) return Report(fault, {unionCase.tagField(), name, structure.name(), Path(false)});
+      if (std::string_view(fault) == MessageIds::kUnionNoTag) {
+        return Report(fault, {unionCase.tagField(), name, structure.name(), Path(false)});
+      }
       return Report(fault, {name, structure.name(), Path(false)});
     }
     return true;
@@ -582,8 +621,9 @@ class Decoder {
   Limits const& limits_;
   std::list<BaseMessage>& messages_;
   DataDefinition const* root_ = nullptr;
-  std::vector<Frame> frames_;
-  std::vector<std::shared_ptr<DataDefinition const>> keepAlive_;
+  std::vector<Frame>& frames_;
+  std::vector<std::shared_ptr<DataDefinition const>>& keepAlive_;
+  std::vector<std::string const*>& absent_;  // FinishStructure's
   DataValuePtr result_;
 };
 
@@ -591,12 +631,14 @@ class Decoder {
 
 bool Decode(std::string_view text, Data::DataDefinition const& definition, std::shared_ptr<Data::DataValue const>& out,
             std::list<BaseMessage>& messages, Limits const& limits) {
-  return Decoder(text, limits, messages).Run(&definition, out);
+  Data::ReusedContainer<Buffers> buffers;
+  return Decoder(text, limits, messages, buffers.get()).Run(&definition, out);
 }
 
 bool Decode(std::string_view text, std::shared_ptr<Data::DataValue const>& out, std::list<BaseMessage>& messages,
             Limits const& limits) {
-  return Decoder(text, limits, messages).Run(nullptr, out);
+  Data::ReusedContainer<Buffers> buffers;
+  return Decoder(text, limits, messages, buffers.get()).Run(nullptr, out);
 }
 
 }  // namespace Json

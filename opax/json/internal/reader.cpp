@@ -36,7 +36,8 @@ void AppendUtf8(std::string& out, uint32_t code) {
 
 }  // namespace
 
-Reader::Reader(std::string_view text, Limits const& limits) : text_(text), limits_(limits) {
+Reader::Reader(std::string_view text, Limits const& limits, std::vector<ReaderLevel>& levels)
+    : text_(text), limits_(limits), levels_(levels) {
   if (text_.size() > limits_.maxTotalSize) Fail(ReadError::TotalSize);
 }
 

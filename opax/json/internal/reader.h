@@ -52,9 +52,16 @@ enum class ReadError : uint8_t {
   TotalSize,
 };
 
+// One open object or array.
+struct ReaderLevel {
+  bool object;
+  std::size_t members;
+};
+
 class Reader {
  public:
-  Reader(std::string_view text, Limits const& limits);
+  // `levels` is the reader's stack: empty, and the caller's so that its storage can be reused.
+  Reader(std::string_view text, Limits const& limits, std::vector<ReaderLevel>& levels);
   // The scratch buffer may have held a secret's unescaped text.
   ~Reader();
   Reader(Reader const&) = delete;
@@ -70,10 +77,6 @@ class Reader {
 
  private:
   enum class State : uint8_t { Value, ObjectFirst, ObjectNext, ArrayFirst, ArrayNext, AfterRoot, Done };
-  struct Level {
-    bool object;
-    std::size_t members;
-  };
 
   bool Fail(ReadError error, char const* detail = "");
   bool Expected(char const* what);
@@ -94,7 +97,7 @@ class Reader {
   Limits limits_;
   std::size_t position_ = 0;
   State state_ = State::Value;
-  std::vector<Level> levels_;
+  std::vector<ReaderLevel>& levels_;
   std::string scratch_;  // a string's content when it holds escapes
   ReadError error_ = ReadError::None;
   char const* detail_ = "";
