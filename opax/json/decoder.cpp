@@ -413,7 +413,7 @@ class Decoder {
   bool ByLooks(Token const& token, DataValuePtr& value) {
     switch (token.type) {
       case TokenType::String:
-        value = DataValue::Create(std::string(token.text));
+        value = std::make_shared<StringValue>(std::string(token.text));  // one copy, moved in
         return true;
       case TokenType::Number: {
         int64_t integer = 0;
@@ -472,11 +472,11 @@ class Decoder {
       case DefinitionType::String:
       case DefinitionType::IsOneOf:
         if (token.type != TokenType::String) break;
-        value = DataValue::Create(std::string(token.text));
+        value = std::make_shared<StringValue>(std::string(token.text));  // one copy, moved in
         return true;
       case DefinitionType::Secret:
         if (token.type != TokenType::String) break;
-        value = DataValue::Create(Opax::SecretString(std::string(token.text)));
+        value = std::make_shared<SecretValue>(Opax::SecretString(std::string(token.text)));
         return true;
       case DefinitionType::Binary: {
         if (token.type != TokenType::String) break;
