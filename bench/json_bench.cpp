@@ -148,8 +148,26 @@ void BM_JsonFullPathEthernetInfoList(benchmark::State& state) {
   FullPath(state, Bench::MakeInfoList(), Hundred(), Bench::kListLength);
 }
 
+// Depth costs time in proportion: a text of N nested arrays, decoded by looks and written again.
+void BM_JsonDeepArrays(benchmark::State& state) {
+  auto const levels = static_cast<std::size_t>(state.range(0));
+  std::string const text = std::string(levels, '[') + std::string(levels, ']');
+  bool ok = true;
+  Messages messages;
+  for (auto _ : state) {
+    DataValuePtr value;
+    ok &= Opax::Json::Decode(text, value, messages, Opax::Json::Limits::Unlimited());
+    std::string again;
+    ok &= ok && Opax::Json::Encode(*value, nullptr, again, messages);
+    benchmark::DoNotOptimize(again.data());
+  }
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * levels));
+  if (!ok) state.SkipWithError("a conversion failed");
+}
+
 }  // namespace
 
+BENCHMARK(BM_JsonDeepArrays)->Arg(10000)->Arg(100000)->Arg(1000000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_JsonEncodeEthernetInfo);
 BENCHMARK(BM_JsonDecodeEthernetInfo);
 BENCHMARK(BM_JsonRoundTripEthernetInfo);
