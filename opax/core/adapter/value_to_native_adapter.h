@@ -15,6 +15,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace Opax {
 namespace Data {
@@ -85,6 +86,11 @@ class ValueToNativeAdapter::CompoundHelper<StructValue> {
   std::size_t const messageCount_;
   std::size_t declaredFound_ = 0;  // fields found by AddField: when all of the value's, none is unknown
 };
+
+// The fields of `structure` whose slots are not among `declaredSlots` (slots of its own fields),
+// in insertion order, as a structure value of the same name; null when there are none.
+std::shared_ptr<StructValue> FieldsOtherThan(StructValue const& structure,
+                                             std::vector<std::shared_ptr<DataValue const> const*> declaredSlots);
 
 // The leaf adapt functions of this adapter (see NativeTraits::LeafMethod).
 struct V2N {
