@@ -65,15 +65,11 @@ std::shared_ptr<StructValue> FieldsOtherThan(StructValue const& structure,
   // Declared fields are told apart by the address of their slot: no name is compared again, and
   // a value with many unknown fields costs O(n log d), not O(n d).
   std::sort(declaredSlots.begin(), declaredSlots.end());
-  std::shared_ptr<StructValue> others;
-  for (FieldMap::Field const& field : structure.fields().inOrder()) {
-    if (std::binary_search(declaredSlots.begin(), declaredSlots.end(), &field.value())) continue;
-    if (!others) {
-      others = StructValue::GetInstance(structure.name());
-      others->fields().reserve(structure.fields().size() - declaredSlots.size());
-    }
-    others->SetField(field.name(), field.value());
-  }
+  auto others = StructValue::GetInstance(structure.name());
+  others->fields().Merge(structure.fields(), [&](FieldMap::Field const& field) {
+    return !std::binary_search(declaredSlots.begin(), declaredSlots.end(), &field.value());
+  });
+  if (others->fields().empty()) return nullptr;
   return others;
 }
 

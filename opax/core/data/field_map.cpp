@@ -141,5 +141,76 @@ void FieldMap::CopyNamesFrom(FieldMap const& other) {
   head_ = other.head_;
 }
 
+void FieldMap::MergePicked(FieldMap const& other, std::vector<uint32_t> const& picked) {
+  // A few fields, or few beside many: one by one is cheaper than a rebuild of the whole tree.
+  if (picked.size() < 32 || picked.size() * 4 < entries_.size()) {
+    for (uint32_t i : picked) slot(other.entries_[i].name_) = other.entries_[i].value_;
+    return;
+  }
+  std::size_t const before = entries_.size();
+  entries_.reserve(before + picked.size());
+  std::vector<uint32_t> placed(other.entries_.size(), kNone);  // the new entry made of each of `other`'s
+  for (uint32_t i : picked) {
+    Field const& field = other.entries_[i];
+    // The tree still covers only the entries that were here before.
+    if (std::shared_ptr<DataValue const>* existing = before == 0 ? nullptr : find(field.name_)) {
+      *existing = field.value_;
+      continue;
+    }
+    placed[i] = static_cast<uint32_t>(entries_.size());
+    entries_.emplace_back(field.name_).value_ = field.value_;
+  }
+  // Both name orders are sorted already: merge them.
+  std::vector<uint32_t> byName;
+  byName.reserve(entries_.size());
+  uint32_t mine = head_;
+  uint32_t theirs = other.head_;
+  for (;;) {
+    while (theirs != kNone && placed[theirs] == kNone) theirs = other.entries_[theirs].next_;
+    if (theirs == kNone) break;
+    if (mine != kNone && entries_[mine].name_ < entries_[placed[theirs]].name_) {
+      byName.push_back(mine);
+      mine = entries_[mine].next_;
+    } else {
+      byName.push_back(placed[theirs]);
+      theirs = other.entries_[theirs].next_;
+    }
+  }
+  for (; mine != kNone; mine = entries_[mine].next_) byName.push_back(mine);
+  Rebuild(byName);
+}
+
+void FieldMap::Rebuild(std::vector<uint32_t> const& byName) {
+  auto const height = [](std::size_t count) {
+    int bits = 0;
+    for (; count != 0; count >>= 1) ++bits;
+    return bits;
+  };
+  head_ = byName.empty() ? kNone : byName.front();
+  // Each range of the sorted entries becomes a subtree rooted at its middle; the left half is
+  // never smaller than the right, so a subtree of n entries is bit_width(n) high.
+  struct Span {
+    std::size_t begin, end;
+    uint32_t* link;
+  };
+  Span pending[2 * kMaxDepth];
+  std::size_t count = 0;
+  pending[count++] = {0, byName.size(), &root_};
+  while (count > 0) {
+    Span const range = pending[--count];
+    if (range.begin == range.end) {
+      *range.link = kNone;
+      continue;
+    }
+    std::size_t const middle = range.begin + (range.end - range.begin) / 2;
+    Field& node = entries_[byName[middle]];
+    *range.link = byName[middle];
+    node.next_ = middle + 1 < byName.size() ? byName[middle + 1] : kNone;
+    node.balance_ = static_cast<int8_t>(height(range.end - middle - 1) - height(middle - range.begin));
+    pending[count++] = {middle + 1, range.end, &node.right_};
+    pending[count++] = {range.begin, middle, &node.left_};
+  }
+}
+
 }  // namespace Data
 }  // namespace Opax

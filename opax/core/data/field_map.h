@@ -124,6 +124,19 @@ class FieldMap {
   // empty values: a copy of a value costs no name comparison, however its names were inserted.
   void CopyNamesFrom(FieldMap const& other);
 
+  // Adds the fields of `other` for which `keep(field)` holds, after this map's own and in the
+  // insertion order of `other`, as `set` would one by one (a name already here takes the new
+  // value and keeps its place); when many are added, in O(n + m) with no name compared twice.
+  template <class Keep>
+  void Merge(FieldMap const& other, Keep&& keep) {
+    std::vector<uint32_t> picked;
+    picked.reserve(other.entries_.size());
+    for (std::size_t i = 0; i < other.entries_.size(); ++i) {
+      if (keep(other.entries_[i])) picked.push_back(static_cast<uint32_t>(i));
+    }
+    MergePicked(other, picked);
+  }
+
   // Name order.
   iterator begin() { return iterator(entries_.data(), First()); }
   iterator end() { return iterator(entries_.data(), kEnd); }
@@ -145,6 +158,10 @@ class FieldMap {
   static constexpr std::size_t kEnd = SIZE_MAX;
 
   std::size_t First() const { return head_ == kNone ? kEnd : head_; }
+  void MergePicked(FieldMap const& other, std::vector<uint32_t> const& picked);
+  // Makes both links of name order anew, the tree perfectly balanced, from every entry's index
+  // in name order.
+  void Rebuild(std::vector<uint32_t> const& byName);
   // Links the entry just appended (the last one) into the tree below the searched `path`.
   void Link(uint32_t const* path, uint64_t rightTurns, std::size_t depth, uint32_t before);
   // Restores the balance of the subtree at `top` (off by two); returns its new top.

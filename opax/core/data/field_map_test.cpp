@@ -113,6 +113,20 @@ TEST(FieldMap, BothOrdersHoldForEveryInsertionOrder) {
     EXPECT_EQ(NamesByName(copy->fields()), ascending);
     EXPECT_EQ(NamesInOrder(copy->fields()), test.names);
     EXPECT_TRUE(DataValue::Equal(*copy, *value));
+
+    // A merge in bulk keeps a name that was there first in its place, and leaves out what it skips.
+    FieldMap merged;
+    merged.set(test.names[5], nullptr);
+    merged.set("a", nullptr);
+    merged.Merge(map, [&](FieldMap::Field const& field) { return field.name() != ascending[7]; });
+    std::vector<std::string> expected{test.names[5], "a"};
+    for (std::string const& name : test.names) {
+      if (name != test.names[5] && name != ascending[7]) expected.push_back(name);
+    }
+    EXPECT_EQ(NamesInOrder(merged), expected);
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(NamesByName(merged), expected);
+    EXPECT_EQ(*merged.find(test.names[5]), *map.find(test.names[5]));
   }
 }
 
