@@ -23,7 +23,30 @@ FieldMap& FieldMap::operator=(FieldMap&& other) noexcept {
   return *this;
 }
 
+FieldMap::Field* FieldMap::SearchSmall(std::string_view name, std::size_t& position) {
+  std::size_t low = 0;
+  std::size_t high = entries_.size();
+  while (low < high) {
+    std::size_t const middle = low + (high - low) / 2;
+    Field& field = entries_[entries_[middle].left_];
+    int const order = std::string_view(field.name_).compare(name);
+    if (order == 0) return &field;
+    if (order < 0) {
+      low = middle + 1;
+    } else {
+      high = middle;
+    }
+  }
+  position = low;
+  return nullptr;
+}
+
 std::shared_ptr<DataValue const>* FieldMap::find(std::string_view name) {
+  if (entries_.size() <= kSmall) {
+    std::size_t position = 0;
+    Field* field = SearchSmall(name, position);
+    return field != nullptr ? &field->value_ : nullptr;
+  }
   uint32_t at = root_;
   while (at != kNone) {
     Field& field = entries_[at];
@@ -39,6 +62,26 @@ std::shared_ptr<DataValue const> const* FieldMap::find(std::string_view name) co
 }
 
 std::shared_ptr<DataValue const>& FieldMap::slot(std::string_view name) {
+  if (entries_.size() > kSmall) return TreeSlot(name);
+  std::size_t position = 0;
+  if (Field* field = SearchSmall(name, position)) return field->value_;
+  auto const added = static_cast<uint32_t>(entries_.size());
+  entries_.emplace_back(name);
+  uint32_t& previous = position == 0 ? head_ : entries_[entries_[position - 1].left_].next_;
+  entries_[added].next_ = previous;
+  previous = added;
+  // Open a gap in the name-order permutation at `position` for the new entry.
+  for (std::size_t k = added; k > position; --k) entries_[k].left_ = entries_[k - 1].left_;
+  entries_[position].left_ = added;
+  if (entries_.size() > kSmall) {
+    uint32_t byName[kSmall + 1];
+    for (std::size_t k = 0; k <= kSmall; ++k) byName[k] = entries_[k].left_;
+    Rebuild(byName, kSmall + 1);
+  }
+  return entries_[added].value_;
+}
+
+std::shared_ptr<DataValue const>& FieldMap::TreeSlot(std::string_view name) {
   uint32_t path[kMaxDepth];
   uint64_t rightTurns = 0;  // bit k: the search went right below path[k]
   std::size_t depth = 0;
@@ -147,18 +190,23 @@ void FieldMap::MergePicked(FieldMap const& other, std::vector<uint32_t> const& p
     for (uint32_t i : picked) slot(other.entries_[i].name_) = other.entries_[i].value_;
     return;
   }
-  std::size_t const before = entries_.size();
-  entries_.reserve(before + picked.size());
-  std::vector<uint32_t> placed(other.entries_.size(), kNone);  // the new entry made of each of `other`'s
+  // First the names already here, which take their new value in place, while lookups still
+  // see this map as it was; then the others, appended.
+  constexpr uint32_t kAdd = kNone - 1;
+  std::vector<uint32_t> placed(other.entries_.size(), kNone);  // the entry made of each of `other`'s
   for (uint32_t i : picked) {
     Field const& field = other.entries_[i];
-    // The tree still covers only the entries that were here before.
-    if (std::shared_ptr<DataValue const>* existing = before == 0 ? nullptr : find(field.name_)) {
+    if (std::shared_ptr<DataValue const>* existing = entries_.empty() ? nullptr : find(field.name_)) {
       *existing = field.value_;
-      continue;
+    } else {
+      placed[i] = kAdd;
     }
+  }
+  entries_.reserve(entries_.size() + picked.size());
+  for (uint32_t i : picked) {
+    if (placed[i] != kAdd) continue;
     placed[i] = static_cast<uint32_t>(entries_.size());
-    entries_.emplace_back(field.name_).value_ = field.value_;
+    entries_.emplace_back(other.entries_[i].name_).value_ = other.entries_[i].value_;
   }
   // Both name orders are sorted already: merge them.
   std::vector<uint32_t> byName;
@@ -177,16 +225,23 @@ void FieldMap::MergePicked(FieldMap const& other, std::vector<uint32_t> const& p
     }
   }
   for (; mine != kNone; mine = entries_[mine].next_) byName.push_back(mine);
-  Rebuild(byName);
+  Rebuild(byName.data(), byName.size());
 }
 
-void FieldMap::Rebuild(std::vector<uint32_t> const& byName) {
+void FieldMap::Rebuild(uint32_t const* byName, std::size_t size) {
+  head_ = size == 0 ? kNone : byName[0];
+  for (std::size_t k = 0; k + 1 < size; ++k) entries_[byName[k]].next_ = byName[k + 1];
+  if (size > 0) entries_[byName[size - 1]].next_ = kNone;
+  if (size <= kSmall) {
+    for (std::size_t k = 0; k < size; ++k) entries_[k].left_ = byName[k];
+    root_ = kNone;
+    return;
+  }
   auto const height = [](std::size_t count) {
     int bits = 0;
     for (; count != 0; count >>= 1) ++bits;
     return bits;
   };
-  head_ = byName.empty() ? kNone : byName.front();
   // Each range of the sorted entries becomes a subtree rooted at its middle; the left half is
   // never smaller than the right, so a subtree of n entries is bit_width(n) high.
   struct Span {
@@ -195,7 +250,7 @@ void FieldMap::Rebuild(std::vector<uint32_t> const& byName) {
   };
   Span pending[2 * kMaxDepth];
   std::size_t count = 0;
-  pending[count++] = {0, byName.size(), &root_};
+  pending[count++] = {0, size, &root_};
   while (count > 0) {
     Span const range = pending[--count];
     if (range.begin == range.end) {
@@ -205,7 +260,6 @@ void FieldMap::Rebuild(std::vector<uint32_t> const& byName) {
     std::size_t const middle = range.begin + (range.end - range.begin) / 2;
     Field& node = entries_[byName[middle]];
     *range.link = byName[middle];
-    node.next_ = middle + 1 < byName.size() ? byName[middle + 1] : kNone;
     node.balance_ = static_cast<int8_t>(height(range.end - middle - 1) - height(middle - range.begin));
     pending[count++] = {middle + 1, range.end, &node.right_};
     pending[count++] = {range.begin, middle, &node.left_};

@@ -22,11 +22,15 @@ class DataValue;
 //   declaration order for values made from native structures (retained unknown fields after the
 //   declared ones), and the order that codecs and dumps write.
 //
-// Storage is one vector of entries in insertion order. Name order is an AVL tree threaded
-// through the entries by index (children, balance, and a link to the next entry by name), so
-// that an insertion costs O(log n) whatever order names arrive in, and both orders iterate
-// without allocation or recursion. A map whose names arrive in reverse (a peer is free to send
-// them so) costs what one in declaration order costs.
+// Storage is one vector of entries in insertion order, and name order lives in the entries too,
+// so that both orders iterate without allocation or recursion: each entry links to the next one
+// by name, and lookups and insertions go by
+// - while the map is small (kSmall fields or fewer, what generated structures have), a binary
+//   search over the name-order permutation, which an insertion shifts: a few words at most, less
+//   work than any tree;
+// - beyond that, an AVL tree over entry indices (children and balance in each entry), so that an
+//   insertion costs O(log n) whatever order names arrive in: a peer is free to send a large
+//   object's members in reverse, and that must cost what declaration order costs.
 //
 // The address of a field's value (`slot`) stays valid until an insertion grows the map beyond
 // its reserved capacity; the adapters reserve first and then fill slots in place.
@@ -47,7 +51,7 @@ class FieldMap {
     friend class FieldMap;
     std::string name_;
     std::shared_ptr<DataValue const> value_;
-    uint32_t left_ = kNone;
+    uint32_t left_ = kNone;  // in a small map: the entry that is this many places in name order
     uint32_t right_ = kNone;
     uint32_t next_ = kNone;  // the entry that follows this one in name order
     int8_t balance_ = 0;     // height of the right subtree minus that of the left
@@ -156,12 +160,17 @@ class FieldMap {
  private:
   // The end of name order: an index that no entry can have.
   static constexpr std::size_t kEnd = SIZE_MAX;
+  static constexpr std::size_t kSmall = 32;
+
+  // In a small map: the field named `name`, or null and the place in name order it would take.
+  Field* SearchSmall(std::string_view name, std::size_t& position);
+  std::shared_ptr<DataValue const>& TreeSlot(std::string_view name);
 
   std::size_t First() const { return head_ == kNone ? kEnd : head_; }
   void MergePicked(FieldMap const& other, std::vector<uint32_t> const& picked);
-  // Makes both links of name order anew, the tree perfectly balanced, from every entry's index
-  // in name order.
-  void Rebuild(std::vector<uint32_t> const& byName);
+  // Makes name order anew (links, and the permutation or a perfectly balanced tree) from the
+  // indices of all `size` entries in name order.
+  void Rebuild(uint32_t const* byName, std::size_t size);
   // Links the entry just appended (the last one) into the tree below the searched `path`.
   void Link(uint32_t const* path, uint64_t rightTurns, std::size_t depth, uint32_t before);
   // Restores the balance of the subtree at `top` (off by two); returns its new top.
