@@ -20,6 +20,7 @@ FieldMap& FieldMap::operator=(FieldMap&& other) noexcept {
   other.entries_.clear();
   root_ = std::exchange(other.root_, kNone);
   head_ = std::exchange(other.head_, kNone);
+  tail_ = std::exchange(other.tail_, kNone);
   return *this;
 }
 
@@ -86,7 +87,15 @@ std::shared_ptr<DataValue const>& FieldMap::TreeSlot(std::string_view name) {
   uint64_t rightTurns = 0;  // bit k: the search went right below path[k]
   std::size_t depth = 0;
   uint32_t before = kNone;  // the deepest entry on the path whose name sorts before `name`
-  for (uint32_t at = root_; at != kNone; ++depth) {
+  if (std::string_view(entries_[tail_].name_) < name) {
+    // Past the last name (names arriving in order): the path is the right spine, no name to compare.
+    for (uint32_t at = root_; at != kNone; at = entries_[at].right_, ++depth) {
+      path[depth] = at;
+      rightTurns |= uint64_t{1} << depth;
+    }
+    before = tail_;
+  }
+  for (uint32_t at = depth == 0 ? root_ : kNone; at != kNone; ++depth) {
     Field& field = entries_[at];
     int const order = std::string_view(field.name_).compare(name);
     if (order == 0) return field.value_;
@@ -110,6 +119,7 @@ void FieldMap::Link(uint32_t const* path, uint64_t rightTurns, std::size_t depth
   uint32_t& previous = before == kNone ? head_ : entries_[before].next_;
   entries_[added].next_ = previous;
   previous = added;
+  if (before == tail_) tail_ = added;
 
   auto const child = [&](std::size_t k) -> uint32_t& {
     Field& parent = entries_[path[k]];
@@ -182,6 +192,7 @@ void FieldMap::CopyNamesFrom(FieldMap const& other) {
   }
   root_ = other.root_;
   head_ = other.head_;
+  tail_ = other.tail_;
 }
 
 void FieldMap::MergePicked(FieldMap const& other, std::vector<uint32_t> const& picked) {
@@ -232,6 +243,7 @@ void FieldMap::Rebuild(uint32_t const* byName, std::size_t size) {
   head_ = size == 0 ? kNone : byName[0];
   for (std::size_t k = 0; k + 1 < size; ++k) entries_[byName[k]].next_ = byName[k + 1];
   if (size > 0) entries_[byName[size - 1]].next_ = kNone;
+  tail_ = size == 0 ? kNone : byName[size - 1];
   if (size <= kSmall) {
     for (std::size_t k = 0; k < size; ++k) entries_[k].left_ = byName[k];
     root_ = kNone;

@@ -181,6 +181,7 @@ class FieldMap {
   std::vector<Field> entries_;
   uint32_t root_ = kNone;
   uint32_t head_ = kNone;  // the first entry in name order
+  uint32_t tail_ = kNone;  // the last entry in name order, once the map has its tree
 };
 
 }  // namespace Data
