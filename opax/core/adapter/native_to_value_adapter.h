@@ -82,8 +82,7 @@ class NativeToValueAdapter::CompoundHelper<StructValue> {
   // type does not declare.
   void AddUnknownFields(std::shared_ptr<StructValue const> const& unknownFields) {
     if (!unknownFields) return;
-    for (FieldMap::Field const& field : unknownFields->fields().inOrder())
-      value_->SetField(field.name(), field.value());
+    value_->fields().Merge(unknownFields->fields(), [](FieldMap::Field const&) { return true; });
   }
 
   StructValue& value() { return *value_; }

@@ -36,15 +36,12 @@ void ToNative(std::shared_ptr<DataValue const> const& value, char const* name, T
     unknown->reset();
     return;
   }
-  std::shared_ptr<StructValue> extra;
-  for (FieldMap::Field const& field : structure.fields().inOrder()) {
-    bool declared = false;
-    for (std::size_t i = 0; i < count && !declared; ++i) declared = field.name() == fields[i].wire;
-    if (declared) continue;
-    if (!extra) extra = StructValue::GetInstance(structure.name());
-    extra->SetField(field.name(), field.value());
+  std::vector<std::shared_ptr<DataValue const> const*> slots;
+  slots.reserve(declaredPresent);
+  for (std::size_t i = 0; i < count; ++i) {
+    if (auto const* found = structure.FindField(fields[i].wire)) slots.push_back(found);
   }
-  *unknown = std::move(extra);
+  *unknown = FieldsOtherThan(structure, std::move(slots));
 }
 
 namespace {

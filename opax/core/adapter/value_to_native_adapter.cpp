@@ -1,5 +1,6 @@
 #include <opax/core/adapter/value_to_native_adapter.h>
 
+#include <algorithm>
 #include <cstring>
 
 namespace Opax {
@@ -51,15 +52,25 @@ ValueToNativeAdapter::CompoundHelper<StructValue>::CompoundHelper(Source const& 
 std::shared_ptr<StructValue const> ValueToNativeAdapter::CompoundHelper<StructValue>::UnknownFields(
     char const* const* declared, std::size_t count) const {
   if (structure_ == nullptr || declaredFound_ == structure_->fields().size()) return nullptr;
-  std::shared_ptr<StructValue> unknown;
-  for (FieldMap::Field const& field : structure_->fields().inOrder()) {
-    bool known = false;
-    for (std::size_t i = 0; i < count && !known; ++i) known = field.name() == declared[i];
-    if (known) continue;
-    if (!unknown) unknown = StructValue::GetInstance(structure_->name());
-    unknown->SetField(field.name(), field.value());
+  std::vector<std::shared_ptr<DataValue const> const*> slots;
+  slots.reserve(count);
+  for (std::size_t i = 0; i < count; ++i) {
+    if (auto const* found = structure_->FindField(declared[i])) slots.push_back(found);
   }
-  return unknown;
+  return FieldsOtherThan(*structure_, std::move(slots));
+}
+
+std::shared_ptr<StructValue> FieldsOtherThan(StructValue const& structure,
+                                             std::vector<std::shared_ptr<DataValue const> const*> declaredSlots) {
+  // Declared fields are told apart by the address of their slot: no name is compared again, and
+  // a value with many unknown fields costs O(n log d), not O(n d).
+  std::sort(declaredSlots.begin(), declaredSlots.end());
+  auto others = StructValue::GetInstance(structure.name());
+  others->fields().Merge(structure.fields(), [&](FieldMap::Field const& field) {
+    return !std::binary_search(declaredSlots.begin(), declaredSlots.end(), &field.value());
+  });
+  if (others->fields().empty()) return nullptr;
+  return others;
 }
 
 DataValue const* V2N::StructureOrReport(Adapter::Source const& value, Adapter::Container& container,

@@ -11,10 +11,12 @@
 #include <opax/core/data/type_info.h>
 #include <opax/core/message/message_ids.h>
 
+#include <algorithm>
 #include <list>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace Opax {
 namespace Data {
@@ -85,6 +87,11 @@ class ValueToNativeAdapter::CompoundHelper<StructValue> {
   std::size_t const messageCount_;
   std::size_t declaredFound_ = 0;  // fields found by AddField: when all of the value's, none is unknown
 };
+
+// The fields of `structure` whose slots are not among `declaredSlots` (slots of its own fields),
+// in insertion order, as a structure value of the same name; null when there are none.
+std::shared_ptr<StructValue> FieldsOtherThan(StructValue const& structure,
+                                             std::vector<std::shared_ptr<DataValue const> const*> declaredSlots);
 
 // The leaf adapt functions of this adapter (see NativeTraits::LeafMethod).
 struct V2N {
@@ -174,7 +181,17 @@ struct V2N {
   template <class Container, class Items>
   static void AppendAll(Container& items, Items const& more) {
     if constexpr (NativeTraits::IsSet<Container>::value) {
-      items.insert(more.begin(), more.end());
+      // Elements in the set's own order go in at its end, each in constant time. A large list in
+      // any other order is sorted first: a sort walks memory in order, while inserting at random
+      // places of a large tree misses the cache at every level.
+      auto const less = items.value_comp();
+      if (more.size() < 64 || std::is_sorted(more.begin(), more.end(), less)) {
+        for (auto const& item : more) items.emplace_hint(items.end(), item);
+      } else {
+        std::vector<typename Container::value_type> sorted(more.begin(), more.end());
+        std::sort(sorted.begin(), sorted.end(), less);
+        for (auto& item : sorted) items.emplace_hint(items.end(), std::move(item));
+      }
     } else {
       items.insert(items.end(), more.begin(), more.end());
     }
@@ -228,9 +245,11 @@ struct V2N {
     entries.clear();
     auto const adapt = Adapter::AdaptMethod<typename Map::mapped_type>::Get(nullptr);
     std::size_t const before = messages.size();
-    for (FieldMap::Field const& field : map->fields().inOrder()) {
+    // In name order, which is the map's own (for its default order): each entry goes in at the end.
+    for (FieldMap::Field const& field : map->fields()) {
       if (messages.size() != before) break;
-      adapt(field.value(), &entries[field.name()], container, messages);
+      auto const at = entries.emplace_hint(entries.end(), field.name(), typename Map::mapped_type());
+      adapt(field.value(), &at->second, container, messages);
     }
   }
 

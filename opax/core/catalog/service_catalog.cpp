@@ -30,10 +30,9 @@ std::vector<ServiceEntry const*> ServiceCatalog::services() const {
 
 ServiceEntry const* ServiceCatalog::Find(std::string const& id) const {
   std::lock_guard<std::mutex> lock(mutex_);
-  for (ServiceEntry const* service : services_) {
-    if (id == service->id) return service;
-  }
-  return nullptr;
+  auto at = std::lower_bound(services_.begin(), services_.end(), id,
+                             [](ServiceEntry const* a, std::string const& b) { return std::strcmp(a->id, b.c_str()) < 0; });
+  return at != services_.end() && id == (*at)->id ? *at : nullptr;
 }
 
 OperationEntry const* ServiceCatalog::FindOperation(ServiceEntry const& service, std::string const& name) {

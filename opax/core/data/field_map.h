@@ -16,19 +16,27 @@ class DataValue;
 // The fields of a compound value, keyed by name.
 //
 // Two orders are kept, because two kinds of reader need them:
-// - by name: lookups (binary search) and plain iteration (`begin()`/`end()`) follow name order,
-//   as a std::map would;
+// - by name: lookups and plain iteration (`begin()`/`end()`) follow name order, as a std::map
+//   would;
 // - by insertion: `inOrder()` lists fields in the order they were first inserted, which is the
 //   declaration order for values made from native structures (retained unknown fields after the
 //   declared ones), and the order that codecs and dumps write.
 //
-// Storage is one vector of entries in insertion order; each entry also carries one element of
-// the name-order permutation, so both orders cost no allocation beyond the vector itself (one
-// block for a whole structure, whatever its field count).
+// Storage is one vector of entries in insertion order, and name order lives in the entries too,
+// so that both orders iterate without allocation or recursion: each entry links to the next one
+// by name, and lookups and insertions go by
+// - while the map is small (kSmall fields or fewer, what generated structures have), a binary
+//   search over the name-order permutation, which an insertion shifts: a few words at most, less
+//   work than any tree;
+// - beyond that, an AVL tree over entry indices (children and balance in each entry), so that an
+//   insertion costs O(log n) whatever order names arrive in: a peer is free to send a large
+//   object's members in reverse, and that must cost what declaration order costs.
 //
 // The address of a field's value (`slot`) stays valid until an insertion grows the map beyond
 // its reserved capacity; the adapters reserve first and then fill slots in place.
 class FieldMap {
+  static constexpr uint32_t kNone = UINT32_MAX;
+
  public:
   class Field {
    public:
@@ -43,7 +51,10 @@ class FieldMap {
     friend class FieldMap;
     std::string name_;
     std::shared_ptr<DataValue const> value_;
-    uint32_t byName_ = 0;  // the entry index of the field that is this many places in name order
+    uint32_t left_ = kNone;  // in a small map: the entry that is this many places in name order
+    uint32_t right_ = kNone;
+    uint32_t next_ = kNone;  // the entry that follows this one in name order
+    int8_t balance_ = 0;     // height of the right subtree minus that of the left
   };
 
   template <class FieldT, bool kByName>
@@ -56,26 +67,29 @@ class FieldMap {
     using reference = FieldT&;
 
     Iterator() = default;
-    Iterator(FieldT* entries, std::size_t position) : entries_(entries), position_(position) {}
-    reference operator*() const {
-      return kByName ? entries_[entries_[position_].byName_] : entries_[position_];
-    }
+    Iterator(FieldT* entries, std::size_t at) : entries_(entries), at_(at) {}
+    reference operator*() const { return entries_[at_]; }
     pointer operator->() const { return &**this; }
     Iterator& operator++() {
-      ++position_;
+      at_ = kByName ? Next() : at_ + 1;
       return *this;
     }
     Iterator operator++(int) {
       Iterator old = *this;
-      ++position_;
+      ++*this;
       return old;
     }
-    bool operator==(Iterator const& o) const { return position_ == o.position_; }
-    bool operator!=(Iterator const& o) const { return position_ != o.position_; }
+    bool operator==(Iterator const& o) const { return at_ == o.at_; }
+    bool operator!=(Iterator const& o) const { return at_ != o.at_; }
 
    private:
+    std::size_t Next() const {
+      uint32_t const next = entries_[at_].next_;
+      return next == kNone ? kEnd : next;
+    }
+
     FieldT* entries_ = nullptr;
-    std::size_t position_ = 0;
+    std::size_t at_ = 0;
   };
 
   template <class FieldT>
@@ -89,8 +103,8 @@ class FieldMap {
   using const_iterator = Iterator<Field const, true>;
 
   FieldMap() = default;
-  FieldMap(FieldMap&&) noexcept = default;
-  FieldMap& operator=(FieldMap&&) noexcept = default;
+  FieldMap(FieldMap&& other) noexcept { *this = std::move(other); }
+  FieldMap& operator=(FieldMap&& other) noexcept;
   FieldMap(FieldMap const&) = delete;
   FieldMap& operator=(FieldMap const&) = delete;
 
@@ -110,11 +124,28 @@ class FieldMap {
   // Adds or replaces; a replaced field keeps its place in insertion order.
   void set(std::string_view name, std::shared_ptr<DataValue const> value) { slot(name) = std::move(value); }
 
+  // Makes this map (which must be empty) hold the names of `other` in both its orders, with
+  // empty values: a copy of a value costs no name comparison, however its names were inserted.
+  void CopyNamesFrom(FieldMap const& other);
+
+  // Adds the fields of `other` for which `keep(field)` holds, after this map's own and in the
+  // insertion order of `other`, as `set` would one by one (a name already here takes the new
+  // value and keeps its place); when many are added, in O(n + m) with no name compared twice.
+  template <class Keep>
+  void Merge(FieldMap const& other, Keep&& keep) {
+    std::vector<uint32_t> picked;
+    picked.reserve(other.entries_.size());
+    for (std::size_t i = 0; i < other.entries_.size(); ++i) {
+      if (keep(other.entries_[i])) picked.push_back(static_cast<uint32_t>(i));
+    }
+    MergePicked(other, picked);
+  }
+
   // Name order.
-  iterator begin() { return iterator(entries_.data(), 0); }
-  iterator end() { return iterator(entries_.data(), entries_.size()); }
-  const_iterator begin() const { return const_iterator(entries_.data(), 0); }
-  const_iterator end() const { return const_iterator(entries_.data(), entries_.size()); }
+  iterator begin() { return iterator(entries_.data(), First()); }
+  iterator end() { return iterator(entries_.data(), kEnd); }
+  const_iterator begin() const { return const_iterator(entries_.data(), First()); }
+  const_iterator end() const { return const_iterator(entries_.data(), kEnd); }
 
   // Insertion order.
   Range<Field> inOrder() { return {{entries_.data(), 0}, {entries_.data(), entries_.size()}}; }
@@ -127,10 +158,30 @@ class FieldMap {
   }
 
  private:
-  // Position in name order of the first field whose name is not less than `name`.
-  std::size_t LowerBound(std::string_view name) const;
+  // The end of name order: an index that no entry can have.
+  static constexpr std::size_t kEnd = SIZE_MAX;
+  static constexpr std::size_t kSmall = 32;
+
+  // In a small map: the field named `name`, or null and the place in name order it would take.
+  Field* SearchSmall(std::string_view name, std::size_t& position);
+  std::shared_ptr<DataValue const>& TreeSlot(std::string_view name);
+
+  std::size_t First() const { return head_ == kNone ? kEnd : head_; }
+  void MergePicked(FieldMap const& other, std::vector<uint32_t> const& picked);
+  // Makes name order anew (links, and the permutation or a perfectly balanced tree) from the
+  // indices of all `size` entries in name order.
+  void Rebuild(uint32_t const* byName, std::size_t size);
+  // Links the entry just appended (the last one) into the tree below the searched `path`.
+  void Link(uint32_t const* path, uint64_t rightTurns, std::size_t depth, uint32_t before);
+  // Restores the balance of the subtree at `top` (off by two); returns its new top.
+  uint32_t Rebalance(uint32_t top);
+  uint32_t RotateLeft(uint32_t top);
+  uint32_t RotateRight(uint32_t top);
 
   std::vector<Field> entries_;
+  uint32_t root_ = kNone;
+  uint32_t head_ = kNone;  // the first entry in name order
+  uint32_t tail_ = kNone;  // the last entry in name order, once the map has its tree
 };
 
 }  // namespace Data

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -71,15 +73,61 @@ TEST(FieldMap, SlotsHandedOutAfterReserveStayValid) {
   EXPECT_EQ(value, 63);
 }
 
-TEST(FieldMap, LargeMapsStaySorted) {
-  // Inserted in a scrambled order; the name order must still come out sorted and complete.
-  FieldMap map;
-  constexpr int kCount = 5000;
-  for (int i = 0; i < kCount; ++i) map.set("k" + std::to_string((i * 7919) % kCount), nullptr);
-  ASSERT_EQ(map.size(), static_cast<std::size_t>(kCount));
-  std::vector<std::string> names = NamesByName(map);
-  EXPECT_TRUE(std::is_sorted(names.begin(), names.end()));
-  for (int i = 0; i < kCount; i += 97) EXPECT_TRUE(map.contains("k" + std::to_string(i)));
+// Whatever order names arrive in, name order comes out sorted and complete, insertion order
+// as first inserted (a replaced name keeps its place), and a copy keeps both.
+TEST(FieldMap, BothOrdersHoldForEveryInsertionOrder) {
+  constexpr int64_t kCount = 3000;
+  std::vector<std::string> ascending;
+  for (int64_t i = 0; i < kCount; ++i) ascending.push_back("f" + std::to_string(100000 + i));
+  std::vector<std::string> const descending(ascending.rbegin(), ascending.rend());
+  std::vector<std::string> random = ascending;
+  std::shuffle(random.begin(), random.end(), std::mt19937(15));
+  struct Case {
+    char const* order;
+    std::vector<std::string> const& names;
+    bool lookups;
+  };
+  for (Case const& test : {Case{"ascending", ascending, false}, Case{"descending", descending, false},
+                           Case{"random", random, false}, Case{"random with lookups", random, true}}) {
+    SCOPED_TRACE(test.order);
+    auto value = StructValue::GetInstance("s");
+    FieldMap& map = value->fields();
+    for (std::size_t i = 0; i < test.names.size(); ++i) {
+      map.set(test.names[i], DataValue::Create(static_cast<int64_t>(i)));
+      if (i % 7 == 3) map.set(test.names[i / 3], DataValue::Create(static_cast<int64_t>(i / 3) + kCount));
+      if (test.lookups) {
+        ASSERT_TRUE(map.contains(test.names[i / 2]));
+        ASSERT_FALSE(map.contains(test.names[i] + "0"));
+      }
+    }
+    ASSERT_EQ(map.size(), ascending.size());
+    EXPECT_EQ(NamesByName(map), ascending);
+    EXPECT_EQ(NamesInOrder(map), test.names);
+    std::list<BaseMessage> messages;
+    for (std::size_t i = 0; i < test.names.size(); ++i) {
+      int64_t stored = -1;
+      ASSERT_TRUE(DataValue::Value(*map.find(test.names[i]), stored, messages));
+      ASSERT_EQ(stored % kCount, static_cast<int64_t>(i));
+    }
+    auto const copy = std::static_pointer_cast<StructValue const>(value->Copy());
+    EXPECT_EQ(NamesByName(copy->fields()), ascending);
+    EXPECT_EQ(NamesInOrder(copy->fields()), test.names);
+    EXPECT_TRUE(DataValue::Equal(*copy, *value));
+
+    // A merge in bulk keeps a name that was there first in its place, and leaves out what it skips.
+    FieldMap merged;
+    merged.set(test.names[5], nullptr);
+    merged.set("a", nullptr);
+    merged.Merge(map, [&](FieldMap::Field const& field) { return field.name() != ascending[7]; });
+    std::vector<std::string> expected{test.names[5], "a"};
+    for (std::string const& name : test.names) {
+      if (name != test.names[5] && name != ascending[7]) expected.push_back(name);
+    }
+    EXPECT_EQ(NamesInOrder(merged), expected);
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(NamesByName(merged), expected);
+    EXPECT_EQ(*merged.find(test.names[5]), *map.find(test.names[5]));
+  }
 }
 
 TEST(CompoundValue, GetFieldReportsAbsenceAndFindFieldDoesNot) {

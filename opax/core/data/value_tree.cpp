@@ -156,10 +156,11 @@ std::shared_ptr<DataValue> DataValue::Copy() const {
     if (IsCompound(source.kind())) {
       auto const& compound = static_cast<CompoundValue const&>(source);
       std::shared_ptr<CompoundValue> copy = EmptyCompoundLike(compound);
-      copy->fields().reserve(compound.fields().size());
+      copy->fields().CopyNamesFrom(compound.fields());
+      auto target = copy->fields().inOrder().begin();
       for (FieldMap::Field const& field : compound.fields().inOrder()) {
-        std::shared_ptr<DataValue const>& slot = copy->fields().slot(field.name());
-        if (field.value()) work.push_back({&field.value(), &slot});
+        if (field.value()) work.push_back({&field.value(), &target->value()});
+        ++target;
       }
       *item.destination = std::move(copy);
     } else if (source.kind() == Kind::Optional) {

@@ -271,6 +271,7 @@ class Validator {
     std::reverse(stack_.begin() + static_cast<std::ptrdiff_t>(firstChild), stack_.end());
     if (definition.extraFields() == StructDefinition::ExtraFields::Forbidden) {
       for (FieldMap::Field const& field : structure.fields()) {
+        if (Full()) break;
         if (definition.fields().count(field.name()) == 0)
           Report(MessageIds::kFieldExtra, {structure.name(), field.name()});
       }
