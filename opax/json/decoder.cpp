@@ -8,6 +8,7 @@
 #include <opax/core/data/compound_value.h>
 #include <opax/core/data/list_value.h>
 #include <opax/core/data/optional_value.h>
+#include <opax/core/definition/resolve.h>
 #include <opax/core/definition/union_rules.h>
 #include <opax/core/message/message_ids.h>
 #include <opax/json/internal/base64.h>
@@ -229,29 +230,15 @@ class Decoder {
   // the value's shape.
   bool Resolve(DataDefinition const* definition, Target& target) {
     target = Target{};
-    while (definition != nullptr) {
-      switch (definition->type()) {
-        case DefinitionType::StructRef: {
-          auto const& reference = static_cast<StructRefDefinition const&>(*definition);
-          std::shared_ptr<DataDefinition const> resolved = reference.targetDefinition();
-          if (!resolved) return Report(MessageIds::kUnresolvedReference, {reference.name(), Path(true)});
-          definition = resolved.get();
-          // A self-referring structure resolves to the same target at every level: keep it once.
-          if (keepAlive_.empty() || keepAlive_.back() != resolved) keepAlive_.push_back(std::move(resolved));
-          break;
-        }
-        case DefinitionType::UnionCase:
-          definition = static_cast<UnionCaseDefinition const&>(*definition).elementType().get();
-          break;
-        case DefinitionType::Optional:
-          ++target.optionals;
-          definition = static_cast<OptionalDefinition const&>(*definition).elementType().get();
-          break;
-        default:
-          target.definition = definition;
-          return true;
-      }
+    StructRefDefinition const* unresolved = nullptr;
+    for (;;) {
+      definition = ResolveShape(definition, keepAlive_, &unresolved);
+      if (unresolved != nullptr) return Report(MessageIds::kUnresolvedReference, {unresolved->name(), Path(true)});
+      if (definition == nullptr || definition->type() != DefinitionType::Optional) break;
+      ++target.optionals;
+      definition = static_cast<OptionalDefinition const&>(*definition).elementType().get();
     }
+    target.definition = definition;
     return true;
   }
 
@@ -590,12 +577,11 @@ class Decoder {
     for (auto const& [name, field] : definition.fields()) {
       if (field == nullptr || field->type() != DefinitionType::UnionCase) continue;
       auto const& unionCase = static_cast<UnionCaseDefinition const&>(*field);
-      char const* fault = UnionCaseFault(unionCase, structure, structure.FindField(name));
+      std::vector<std::string> args;
+      char const* fault = UnionCaseFault(unionCase, structure, name, structure.FindField(name), args);
       if (fault == nullptr) continue;
-      if (std::string_view(fault) == MessageIds::kUnionNoTag) {
-        return Report(fault, {unionCase.tagField(), name, structure.name(), Path(false)});
-      }
-      return Report(fault, {name, structure.name(), Path(false)});
+      args.push_back(Path(false));
+      return Report(fault, std::move(args));
     }
     return true;
   }

@@ -7,6 +7,7 @@
 #include <opax/core/data/compound_value.h>
 #include <opax/core/data/list_value.h>
 #include <opax/core/data/optional_value.h>
+#include <opax/core/definition/resolve.h>
 #include <opax/core/message/message_ids.h>
 #include <opax/json/internal/base64.h>
 #include <opax/json/internal/scalars.h>
@@ -98,22 +99,8 @@ class Encoder {
     return found != fields.end() ? found->second.get() : nullptr;
   }
 
-  // Follows references and union cases to the definition that describes the value.
-  DataDefinition const* Resolve(DataDefinition const* definition) {
-    while (definition != nullptr) {
-      if (definition->type() == DefinitionType::StructRef) {
-        std::shared_ptr<DataDefinition const> target =
-            static_cast<StructRefDefinition const&>(*definition).targetDefinition();
-        definition = target.get();
-        if (target && (keepAlive_.empty() || keepAlive_.back() != target)) keepAlive_.push_back(std::move(target));
-      } else if (definition->type() == DefinitionType::UnionCase) {
-        definition = static_cast<UnionCaseDefinition const&>(*definition).elementType().get();
-      } else {
-        return definition;
-      }
-    }
-    return nullptr;
-  }
+  // The definition that describes the value; an unresolved reference leaves it to its looks.
+  DataDefinition const* Resolve(DataDefinition const* definition) { return ResolveShape(definition, keepAlive_); }
 
   bool Write(DataValue const& start, DataDefinition const* raw) {
     DataDefinition const* definition = Resolve(raw);

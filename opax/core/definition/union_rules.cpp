@@ -26,14 +26,21 @@ std::string const* TagText(StructValue const& structure, std::string const& tag)
 }  // namespace
 
 char const* UnionCaseFault(UnionCaseDefinition const& unionCase, StructValue const& structure,
-                           std::shared_ptr<DataValue const> const* field) {
+                           std::string const& name, std::shared_ptr<DataValue const> const* field,
+                           std::vector<std::string>& args) {
   bool const set = IsSet(field);
   std::string const* tag = TagText(structure, unionCase.tagField());
-  if (tag == nullptr) return set ? MessageIds::kUnionNoTag : nullptr;
+  char const* fault = nullptr;
+  if (tag == nullptr) {
+    if (!set) return nullptr;
+    args = {unionCase.tagField(), name, structure.name()};
+    return MessageIds::kUnionNoTag;
+  }
   boost::logic::tribool const active = unionCase.IsActiveFor(*tag);
-  if (active && !set) return MessageIds::kUnionIsNotSet;
-  if (!active && set) return MessageIds::kUnionIsSet;
-  return nullptr;
+  if (active && !set) fault = MessageIds::kUnionIsNotSet;
+  if (!active && set) fault = MessageIds::kUnionIsSet;
+  if (fault != nullptr) args = {name, structure.name()};
+  return fault;
 }
 
 }  // namespace Data

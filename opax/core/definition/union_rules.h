@@ -4,18 +4,24 @@
 #include <opax/core/definition/data_definition.h>
 
 #include <memory>
+#include <string>
+#include <vector>
 
 namespace Opax {
 namespace Data {
 
 // The rule of one union case field, as every reader of values applies it: validation, and the
-// JSON decoder while it builds a structure. Given the structure and the field's slot in it (null
-// when absent), returns the message id the field breaks, or null when it keeps the rule:
-// - "opax.data.union.invalid.case.state.notag": set while the tag is absent or unset;
-// - "opax.data.union.invalid.case.state.isnotset.short": active and required, but unset;
-// - "opax.data.union.invalid.case.state.isset.short": inactive, but set.
+// JSON decoder while it builds a structure. Given the structure, the field's name and its slot in
+// the structure (null when absent), returns the message id the field breaks, with the message's
+// arguments in `args`, or null when it keeps the rule:
+// - "opax.data.union.invalid.case.state.notag" (tag, field, structure): set while the tag is
+//   absent or unset;
+// - "opax.data.union.invalid.case.state.isnotset.short" (field, structure): active and
+//   required, but unset;
+// - "opax.data.union.invalid.case.state.isset.short" (field, structure): inactive, but set.
 char const* UnionCaseFault(UnionCaseDefinition const& unionCase, StructValue const& structure,
-                           std::shared_ptr<DataValue const> const* field);
+                           std::string const& name, std::shared_ptr<DataValue const> const* field,
+                           std::vector<std::string>& args);
 
 }  // namespace Data
 }  // namespace Opax

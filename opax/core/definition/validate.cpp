@@ -8,6 +8,7 @@
 #include <opax/core/data/list_value.h>
 #include <opax/core/data/optional_value.h>
 #include <opax/core/definition/data_definition.h>
+#include <opax/core/definition/resolve.h>
 #include <opax/core/definition/union_rules.h>
 #include <opax/core/message/message_ids.h>
 
@@ -101,25 +102,12 @@ class Validator {
     return static_cast<uint32_t>(nodes_.size() - 1);
   }
 
-  // Follows references and union-case wrappers to the definition that decides the value's shape.
+  // The definition that decides the value's shape; an unresolved reference is reported.
   DataDefinition const* Resolve(DataDefinition const* definition, uint32_t path) {
-    while (definition != nullptr) {
-      if (definition->type() == DefinitionType::StructRef) {
-        auto const& reference = static_cast<StructRefDefinition const&>(*definition);
-        std::shared_ptr<DataDefinition const> target = reference.targetDefinition();
-        if (!target) {
-          Report(MessageIds::kUnresolvedReference, {reference.name(), Path(path)});
-          return nullptr;
-        }
-        definition = target.get();
-        keepAlive_.push_back(std::move(target));
-      } else if (definition->type() == DefinitionType::UnionCase) {
-        definition = static_cast<UnionCaseDefinition const&>(*definition).elementType().get();
-      } else {
-        return definition;
-      }
-    }
-    return nullptr;
+    StructRefDefinition const* unresolved = nullptr;
+    DataDefinition const* shape = ResolveShape(definition, keepAlive_, &unresolved);
+    if (unresolved != nullptr) Report(MessageIds::kUnresolvedReference, {unresolved->name(), Path(path)});
+    return shape;
   }
 
   void Mismatch(char const* expected, DataValue const* value, uint32_t path) {
@@ -231,13 +219,8 @@ class Validator {
 
   void CheckUnionCase(UnionCaseDefinition const& unionCase, StructValue const& structure,
                       std::string const& field, std::shared_ptr<DataValue const> const* value) {
-    char const* fault = UnionCaseFault(unionCase, structure, value);
-    if (fault == nullptr) return;
-    if (std::string_view(fault) == MessageIds::kUnionNoTag) {
-      Report(fault, {unionCase.tagField(), field, structure.name()});
-    } else {
-      Report(fault, {field, structure.name()});
-    }
+    std::vector<std::string> args;
+    if (char const* fault = UnionCaseFault(unionCase, structure, field, value, args)) Report(fault, std::move(args));
   }
 
   void VisitStructure(StructDefinition const& definition, DataValue const* value, uint32_t path) {
