@@ -10,7 +10,7 @@ readonly PACKAGES=(
   g++ cmake ninja-build ccache
   libboost1.81-dev libboost-json1.81-dev
   libgtest-dev libgmock-dev libbenchmark-dev libssl-dev
-  python3 python3-jinja2 clang-format
+  python3 python3-jinja2 clang-format openssl nodejs
 )
 
 # Fuzzing alone needs clang and its libFuzzer runtime: only `./run.sh fuzz` installs them.
@@ -79,12 +79,12 @@ test_dev() {
 # cost more build time than it finds, since all services share one call path.
 test_asan() {
   build asan
-  ctest --preset asan -L "runtime|bindings"
+  ctest --preset asan -L "runtime|bindings|rpc"
 }
 
 test_tsan() {
   build tsan
-  ctest --preset tsan -L "runtime|bindings"
+  ctest --preset tsan -L "runtime|bindings|rpc"
 }
 
 run_tests() {

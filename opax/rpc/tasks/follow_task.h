@@ -1,0 +1,31 @@
+#pragma once
+
+#include <opax/core/base/progress.h>
+#include <opax/core/invocation/api_stub.h>
+#include <opax/core/invocation/method_result.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace Opax {
+namespace Rpc {
+
+struct FollowOptions {
+  std::chrono::milliseconds firstDelay{20};
+  std::chrono::milliseconds maxDelay{1000};
+  double factor = 1.5;
+  std::chrono::milliseconds deadline{std::chrono::hours(24)};  // then the result is timed_out
+};
+
+// Follows a task that a "$task" call started through the task service of `provider` (a network
+// client, or an in-process provider that serves it) until it ends, polling with backoff. Calls
+// `progress` whenever the progress changed, and returns the task's final result, typed as the
+// output definition of its operation says, or its error. Blocks the calling thread.
+std::shared_ptr<Core::MethodResult const> FollowTask(Provider::ApiProvider& provider, std::string const& taskId,
+                                                     std::function<void(Progress const&)> const& progress = {},
+                                                     FollowOptions const& options = FollowOptions());
+
+}  // namespace Rpc
+}  // namespace Opax
