@@ -55,6 +55,24 @@ constexpr char const kJsonNotIntegral[] = "opax.json.number.not.integral";  // n
 constexpr char const kJsonBinary[] = "opax.json.binary.invalid";  // path
 constexpr char const kJsonDateTime[] = "opax.json.datetime.invalid";  // text, path
 
+// The network transport. No argument ever carries a password, a token or a request's content.
+constexpr char const kRpcRequestNotJson[] = "opax.rpc.request.not.json";  // what was wrong
+constexpr char const kRpcRequestInvalid[] = "opax.rpc.request.invalid";  // what was wrong
+constexpr char const kRpcBatchTooLarge[] = "opax.rpc.batch.too.large";  // calls, maximum
+constexpr char const kRpcMethodUnknown[] = "opax.rpc.method.unknown";  // method
+constexpr char const kRpcSessionRequired[] = "opax.rpc.session.required";  // method
+constexpr char const kRpcConnectFailed[] = "opax.rpc.connect.failed";  // server, reason
+constexpr char const kRpcConnectionLost[] = "opax.rpc.connection.lost";  // server, reason
+constexpr char const kRpcTimedOut[] = "opax.rpc.call.timed.out";  // method, milliseconds
+constexpr char const kRpcTlsUnverified[] = "opax.rpc.tls.unverified";  // server, reason
+constexpr char const kRpcClientClosed[] = "opax.rpc.client.closed";  // method
+constexpr char const kRpcReplyInvalid[] = "opax.rpc.reply.invalid";  // server, what was wrong
+constexpr char const kRpcHttpStatus[] = "opax.rpc.http.status";  // server, status
+constexpr char const kRpcServerError[] = "opax.rpc.server.error";  // code, message
+constexpr char const kRpcUrlInvalid[] = "opax.rpc.url.invalid";  // what was wrong
+constexpr char const kRpcTlsSetup[] = "opax.rpc.tls.setup.failed";  // what, reason
+constexpr char const kRpcListenFailed[] = "opax.rpc.listen.failed";  // address, reason
+
 // Tasks.
 constexpr char const kTaskUnknown[] = "opax.task.unknown";  // task id
 constexpr char const kTaskRunning[] = "opax.task.running";  // task id

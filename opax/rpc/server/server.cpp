@@ -1,0 +1,384 @@
+#include <opax/rpc/server/server.h>
+
+#include <opax/core/message/message_ids.h>
+#include <opax/core/provider/in_process_provider.h>
+#include <opax/rpc/auth/session_service.h>
+#include <opax/rpc/protocol/call_context.h>
+#include <opax/rpc/protocol/json_rpc.h>
+#include <opax/rpc/server/dispatcher.h>
+#include <opax/rpc/tasks/task_service.h>
+
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/ssl.hpp>
+#include <boost/asio/strand.hpp>
+#include <boost/beast/core.hpp>
+#include <boost/beast/http.hpp>
+#include <boost/beast/ssl.hpp>
+
+#include <openssl/crypto.h>
+#include <openssl/rand.h>
+
+#include <atomic>
+#include <mutex>
+#include <map>
+#include <thread>
+#include <vector>
+
+namespace Opax {
+namespace Rpc {
+
+namespace net = boost::asio;
+namespace beast = boost::beast;
+namespace http = beast::http;
+namespace ssl = net::ssl;
+using tcp = net::ip::tcp;
+
+namespace {
+
+int64_t NowMillis() {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::system_clock::now().time_since_epoch()).count();
+}
+
+std::string NewRequestId() {
+  unsigned char bytes[8];
+  RAND_bytes(bytes, sizeof bytes);
+  static constexpr char kHex[] = "0123456789abcdef";
+  std::string id;
+  for (unsigned char const b : bytes) {
+    id.push_back(kHex[b >> 4]);
+    id.push_back(kHex[b & 0xF]);
+  }
+  return id;
+}
+
+}  // namespace
+
+// Everything the connections share. Connections hold it, so the I/O context outlives every socket
+// even when a provider completes a call after the server has stopped.
+struct RpcServer::State {
+  explicit State(ServerOptions o) : options(std::move(o)), tlsContext(ssl::context::tls_server) {}
+
+  // Posts a call's reply to its connection, unless the server has stopped: then the reply is
+  // dropped on the calling thread. No lock: provider threads only ever read two atomics here.
+  template <class Executor, class Handler>
+  void Post(Executor const& executor, Handler&& handler) {
+    posting.fetch_add(1);
+    if (open.load()) net::post(executor, std::forward<Handler>(handler));
+    posting.fetch_sub(1);
+  }
+
+  ServerOptions options;
+  net::io_context io;
+  ssl::context tlsContext;
+  tcp::acceptor acceptor{io};
+  std::vector<std::thread> threads;
+  std::shared_ptr<Dispatcher> dispatcher;
+  std::shared_ptr<SessionStore> sessions;
+  std::shared_ptr<L10n::Localizer const> localizer;
+  std::atomic<std::size_t> connections{0};
+  std::atomic<int> posting{0};
+  std::atomic<bool> open{true};
+  unsigned short port = 0;
+
+  // How to close each live connection, for Stop(); touched when a connection comes and goes only.
+  std::mutex liveMutex;
+  std::map<uint64_t, std::function<void()>> live;
+  uint64_t nextConnection = 0;
+  std::atomic<bool> stopping{false};
+};
+
+namespace {
+
+using StatePtr = std::shared_ptr<RpcServer::State>;
+
+template <class Stream>
+class Connection : public std::enable_shared_from_this<Connection<Stream>> {
+ public:
+  template <class... Args>
+  Connection(StatePtr state, Args&&... args) : state_(std::move(state)), stream_(std::forward<Args>(args)...) {}
+
+  ~Connection() {
+    {
+      std::lock_guard<std::mutex> lock(state_->liveMutex);
+      state_->live.erase(id_);
+    }
+    state_->connections.fetch_sub(1);
+  }
+
+  void id(uint64_t id) { id_ = id; }
+
+  void Start() {
+    if constexpr (kTls) {
+      Lowest().expires_after(state_->options.limits.readTimeout);
+      stream_.async_handshake(ssl::stream_base::server, [self = this->shared_from_this()](beast::error_code ec) {
+        if (ec) return self->Close();
+        self->AwaitRequest();
+      });
+    } else {
+      AwaitRequest();
+    }
+  }
+
+  void Close() {
+    beast::error_code ignored;
+    Lowest().socket().shutdown(tcp::socket::shutdown_both, ignored);
+    Lowest().close();
+  }
+
+  auto executor() { return Lowest().get_executor(); }
+
+ private:
+  static constexpr bool kTls = !std::is_same<Stream, beast::tcp_stream>::value;
+
+  beast::tcp_stream& Lowest() { return beast::get_lowest_layer(stream_); }
+  ServerLimits const& limits() const { return state_->options.limits; }
+
+  // Waits for the first byte of the next request for up to the idle timeout; the whole request
+  // must then arrive within the read timeout.
+  void AwaitRequest() {
+    if (buffer_.size() > 0) return ReadRequest();
+    Lowest().expires_after(limits().idleTimeout);
+    stream_.async_read_some(buffer_.prepare(4096), [self = this->shared_from_this()](beast::error_code ec, std::size_t n) {
+      if (ec) return self->Close();
+      self->buffer_.commit(n);
+      self->ReadRequest();
+    });
+  }
+
+  void ReadRequest() {
+    parser_.emplace();
+    parser_->header_limit(static_cast<std::uint32_t>(limits().headerBytes));
+    parser_->body_limit(limits().bodyBytes);
+    Lowest().expires_after(limits().readTimeout);
+    http::async_read(stream_, buffer_, *parser_, [self = this->shared_from_this()](beast::error_code ec, std::size_t) {
+      self->OnRead(ec);
+    });
+  }
+
+  void OnRead(beast::error_code ec) {
+    if (ec == http::error::body_limit) return Refuse(http::status::payload_too_large, "The body is larger than this server takes.");
+    if (ec == http::error::header_limit) {
+      return Refuse(http::status::request_header_fields_too_large, "The header is larger than this server takes.");
+    }
+    if (ec == beast::error::timeout || ec == http::error::end_of_stream || ec == net::error::eof ||
+        ec == net::error::operation_aborted || ec == net::error::connection_reset) {
+      return Close();
+    }
+    if (ec) return Refuse(http::status::bad_request, "The request is not HTTP/1.1.");
+    auto const& request = parser_->get();
+    keepAlive_ = request.keep_alive();
+    if (request.target() != kEndpoint) return Respond(http::status::not_found, "No such endpoint; JSON-RPC is served at /rpc.", false);
+    if (request.method() != http::verb::post) return Respond(http::status::method_not_allowed, "Use POST.", false);
+
+    RequestContext context;
+    context.session = FindSession(request);
+    context.requestId = RequestId(request);
+    context.localizer = Localize(request);
+    // The body stays in the parser until the reply is written: nothing reads the next request
+    // before then, so the dispatcher may read it in place.
+    state_->dispatcher->Handle(request.body(), context, [self = this->shared_from_this()](std::string&& reply) {
+      auto& state = *self->state_;
+      state.Post(self->executor(), [self, reply = std::move(reply)]() mutable {
+        if (reply.empty()) return self->Respond(http::status::no_content, std::string(), true);
+        self->Respond(http::status::ok, std::move(reply), true);
+      });
+    });
+  }
+
+  std::shared_ptr<Session const> FindSession(http::request<http::string_body> const& request) {
+    auto const header = request.find(kSessionHeader);
+    if (header == request.end() || !state_->sessions) return nullptr;
+    std::string_view value(header->value().data(), header->value().size());
+    std::string_view const prefix(kBearerPrefix);
+    if (value.size() <= prefix.size() || value.substr(0, prefix.size()) != prefix) return nullptr;
+    value.remove_prefix(prefix.size());
+    // The session found for this connection's last token is kept, so that a keep-alive client
+    // pays the store's lookup once; the token is compared in constant time.
+    if (session_ && value.size() == token_.reveal().size() &&
+        CRYPTO_memcmp(value.data(), token_.reveal().data(), value.size()) == 0) {
+      if (state_->sessions->StillValid(*session_, NowMillis())) return session_;
+    }
+    session_ = state_->sessions->Find(value);
+    token_ = session_ ? SecretString(std::string(value)) : SecretString();
+    return session_;
+  }
+
+  static std::string RequestId(http::request<http::string_body> const& request) {
+    auto const header = request.find(kRequestIdHeader);
+    if (header == request.end() || header->value().empty() || header->value().size() > 128) return NewRequestId();
+    return std::string(header->value());
+  }
+
+  L10n::RequestLocalizer Localize(http::request<http::string_body> const& request) const {
+    auto const header = request.find(http::field::accept_language);
+    if (header == request.end() || !state_->localizer) return L10n::RequestLocalizer();
+    std::error_code error;
+    auto const preference = L10n::LocaleHelpers::MakeLanguagePreference(
+        boost::string_view(header->value().data(), header->value().size()), error);
+    if (error) return L10n::RequestLocalizer();
+    return state_->localizer->ForRequest(preference, L10n::TimezoneSpec(std::string(L10n::LocaleHelpers::defaultTimezone())));
+  }
+
+  // An HTTP-level refusal: answered, then the connection is closed, since what follows on it
+  // cannot be trusted to start a request.
+  void Refuse(http::status status, char const* text) { Respond(status, text, false); }
+
+  void Respond(http::status status, std::string body, bool json) {
+    response_ = {};
+    response_.version(11);
+    response_.result(status);
+    response_.set(http::field::server, "opax-rpc");
+    bool const ok = status == http::status::ok || status == http::status::no_content;
+    if (!ok) keepAlive_ = false;
+    if (!body.empty()) response_.set(http::field::content_type, json ? "application/json" : "text/plain; charset=utf-8");
+    response_.body() = std::move(body);
+    response_.keep_alive(keepAlive_);
+    response_.prepare_payload();
+    Lowest().expires_after(limits().readTimeout);
+    http::async_write(stream_, response_, [self = this->shared_from_this()](beast::error_code ec, std::size_t) {
+      if (ec) return self->Close();
+      if (!self->keepAlive_) return self->Shutdown();
+      self->parser_.reset();
+      self->AwaitRequest();
+    });
+  }
+
+  void Shutdown() {
+    if constexpr (kTls) {
+      Lowest().expires_after(std::chrono::seconds(2));
+      stream_.async_shutdown([self = this->shared_from_this()](beast::error_code) { self->Close(); });
+    } else {
+      Close();
+    }
+  }
+
+  StatePtr state_;
+  Stream stream_;
+  beast::flat_buffer buffer_;
+  boost::optional<http::request_parser<http::string_body>> parser_;
+  http::response<http::string_body> response_;
+  bool keepAlive_ = false;
+  std::shared_ptr<Session const> session_;
+  SecretString token_;
+  uint64_t id_ = 0;
+};
+
+void Accept(StatePtr const& state);
+
+template <class Stream, class... Args>
+void Launch(StatePtr const& state, Args&&... args) {
+  auto connection = std::make_shared<Connection<Stream>>(state, std::forward<Args>(args)...);
+  if (state->stopping.load()) return connection->Close();
+  {
+    // Kept so that Stop() can close it; by weak reference, so that the entry never keeps the
+    // connection alive (it leaves the map as the connection goes).
+    std::lock_guard<std::mutex> lock(state->liveMutex);
+    std::weak_ptr<Connection<Stream>> weak = connection;
+    connection->id(++state->nextConnection);
+    state->live.emplace(state->nextConnection, [weak] {
+      if (auto c = weak.lock()) net::post(c->executor(), [c] { c->Close(); });
+    });
+  }
+  connection->Start();
+}
+
+void Accept(StatePtr const& state) {
+  state->acceptor.async_accept(net::make_strand(state->io), [state](beast::error_code ec, tcp::socket socket) {
+    if (ec == net::error::operation_aborted || !state->acceptor.is_open()) return;
+    if (!ec) {
+      if (state->connections.fetch_add(1) >= state->options.limits.connections) {
+        // Over the limit: closed at once, before anything of it is read.
+        state->connections.fetch_sub(1);
+        beast::error_code ignored;
+        socket.close(ignored);
+      } else if (state->options.tls) {
+        Launch<beast::ssl_stream<beast::tcp_stream>>(state, std::move(socket), state->tlsContext);
+      } else {
+        Launch<beast::tcp_stream>(state, std::move(socket));
+      }
+    }
+    Accept(state);
+  });
+}
+
+}  // namespace
+
+RpcServer::RpcServer(std::shared_ptr<Provider::ApiProvider> provider, ServerOptions options)
+    : state_(std::make_shared<State>(std::move(options))) {
+  State& state = *state_;
+  auto builtIn = std::make_shared<Core::InProcessProvider>();
+  if (state.options.authenticator) {
+    state.sessions = std::make_shared<SessionStore>(state.options.sessions);
+    builtIn->Register(MakeSessionService(state.sessions, state.options.authenticator));
+  }
+  if (state.options.tasks) builtIn->Register(MakeTaskService(state.options.tasks));
+  state.localizer = state.options.localizer;
+  DispatchOptions dispatch;
+  dispatch.json.maxDepth = state.options.limits.jsonDepth;
+  dispatch.json.maxTotalSize = state.options.limits.bodyBytes;
+  dispatch.maxBatch = state.options.limits.callsPerConnection;
+  dispatch.requireSession = state.options.authenticator != nullptr;
+  state.dispatcher = std::make_shared<Dispatcher>(std::move(provider), std::move(builtIn),
+                                                  std::make_shared<OperationTable const>(), dispatch);
+}
+
+RpcServer::~RpcServer() { Stop(); }
+
+bool RpcServer::Start(std::list<BaseMessage>& messages) {
+  State& state = *state_;
+  beast::error_code ec;
+  if (state.options.tls) {
+    state.tlsContext.set_options(ssl::context::default_workarounds | ssl::context::no_sslv2 | ssl::context::no_sslv3 |
+                                 ssl::context::no_tlsv1 | ssl::context::no_tlsv1_1);
+    state.tlsContext.use_certificate_chain_file(state.options.tls->certificateChain, ec);
+    if (ec) return messages.push_back(BaseMessage::Make(MessageIds::kRpcTlsSetup, {"certificate chain", ec.message()})), false;
+    state.tlsContext.use_private_key_file(state.options.tls->privateKey, ssl::context::pem, ec);
+    if (ec) return messages.push_back(BaseMessage::Make(MessageIds::kRpcTlsSetup, {"private key", ec.message()})), false;
+  }
+  std::string const where = state.options.address + ":" + std::to_string(state.options.port);
+  auto const address = net::ip::make_address(state.options.address, ec);
+  if (!ec) {
+    tcp::endpoint const endpoint(address, state.options.port);
+    state.acceptor.open(endpoint.protocol(), ec);
+    if (!ec) state.acceptor.set_option(net::socket_base::reuse_address(true), ec);
+    if (!ec) state.acceptor.bind(endpoint, ec);
+    if (!ec) state.acceptor.listen(net::socket_base::max_listen_connections, ec);
+  }
+  if (ec) return messages.push_back(BaseMessage::Make(MessageIds::kRpcListenFailed, {where, ec.message()})), false;
+  state.port = state.acceptor.local_endpoint().port();
+  Accept(state_);
+  unsigned const threads = std::max(1u, state.options.threads);
+  for (unsigned i = 0; i < threads; ++i) state.threads.emplace_back([state = state_] { state->io.run(); });
+  return true;
+}
+
+void RpcServer::Stop() {
+  State& state = *state_;
+  if (state.threads.empty()) return;
+  state.stopping.store(true);
+  net::post(state.io, [&state] {
+    beast::error_code ignored;
+    state.acceptor.close(ignored);
+  });
+  {
+    std::lock_guard<std::mutex> lock(state.liveMutex);
+    for (auto const& entry : state.live) entry.second();
+  }
+  state.io.stop();
+  for (auto& thread : state.threads) thread.join();
+  state.threads.clear();
+  // From here on, replies of calls still in the provider are dropped where they complete.
+  state.open.store(false);
+  while (state.posting.load() != 0) std::this_thread::yield();
+  // What was queued before that runs once more here, so that the connections it holds go now.
+  state.io.restart();
+  while (state.io.poll() > 0) {
+  }
+}
+
+unsigned short RpcServer::port() const { return state_->port; }
+std::shared_ptr<SessionStore> const& RpcServer::sessions() const { return state_->sessions; }
+
+}  // namespace Rpc
+}  // namespace Opax

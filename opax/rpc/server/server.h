@@ -1,0 +1,85 @@
+#pragma once
+
+#include <opax/core/invocation/api_stub.h>
+#include <opax/core/l10n/localizer.h>
+#include <opax/core/message/base_message.h>
+#include <opax/core/provider/task_registry.h>
+#include <opax/rpc/auth/authenticator.h>
+#include <opax/rpc/auth/session_store.h>
+
+#include <boost/optional.hpp>
+
+#include <chrono>
+#include <list>
+#include <memory>
+#include <string>
+
+namespace Opax {
+namespace Rpc {
+
+struct TlsFiles {
+  std::string certificateChain;  // PEM: the server's certificate, then its issuers
+  std::string privateKey;        // PEM
+};
+
+// What one peer may make a server spend. The defaults suit a server on the internet; a breach gets
+// an HTTP error or a JSON-RPC error, or the connection is closed.
+struct ServerLimits {
+  std::size_t headerBytes = 16 * 1024;
+  std::size_t bodyBytes = 4u << 20;
+  // Objects and arrays open at once in a body.
+  std::size_t jsonDepth = 64;
+  // From the first byte of a request to its last: a client that sends one byte a second is cut off.
+  std::chrono::milliseconds readTimeout{std::chrono::seconds(15)};
+  // Waiting for the next request on a kept-alive connection.
+  std::chrono::milliseconds idleTimeout{std::chrono::seconds(60)};
+  // Calls in one batch. A connection carries one request at a time, so this also bounds the calls
+  // in flight per connection.
+  std::size_t callsPerConnection = 64;
+  std::size_t connections = 1024;
+};
+
+struct ServerOptions {
+  std::string address = "127.0.0.1";
+  unsigned short port = 0;  // 0: a free port, see RpcServer::port()
+  unsigned threads = 1;
+  boost::optional<TlsFiles> tls;
+  ServerLimits limits;
+  // Who may create sessions. Without one, calls need no session: for development on loopback.
+  std::shared_ptr<Authenticator const> authenticator;
+  SessionPolicy sessions;
+  // The languages the server answers in (with their message catalogue); English when null.
+  std::shared_ptr<L10n::Localizer const> localizer;
+  // The tasks that the hosted provider's "$task" calls start, served by the task service.
+  std::shared_ptr<Provider::TaskRegistry> tasks;
+};
+
+// JSON-RPC 2.0 over HTTP/1.1 (or HTTPS) in front of any provider, on its own I/O threads. One POST
+// endpoint (kEndpoint); keep-alive; the session and task services and "rpc.discover" are served
+// beside the hosted provider's services.
+class RpcServer {
+ public:
+  RpcServer(std::shared_ptr<Provider::ApiProvider> provider, ServerOptions options);
+  // Stops the server: see Stop().
+  ~RpcServer();
+  RpcServer(RpcServer const&) = delete;
+  RpcServer& operator=(RpcServer const&) = delete;
+
+  // Binds, listens and starts the I/O threads; false with a message when it cannot.
+  bool Start(std::list<BaseMessage>& messages);
+  // Closes the listener and every connection and joins the I/O threads. Calls still running in
+  // the provider complete into nothing.
+  void Stop();
+
+  // The port listened on (the one chosen when the options said 0).
+  unsigned short port() const;
+  std::shared_ptr<SessionStore> const& sessions() const;
+
+  struct State;  // shared with the connections
+
+ private:
+  std::shared_ptr<State> state_;
+};
+
+}  // namespace Rpc
+}  // namespace Opax
