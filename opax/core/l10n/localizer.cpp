@@ -46,11 +46,7 @@ LanguagePreference LocaleHelpers::MakeLanguagePreference(boost::string_view text
   return LanguagePreference(std::move(languages));
 }
 
-Localizer::Localizer(std::shared_ptr<MessageCatalog const> catalog) : catalog_(std::move(catalog)) {
-  if (catalog_) {
-    for (std::string& language : catalog_->languages()) supported_.push_back(std::move(language));
-  }
-}
+Localizer::Localizer(std::shared_ptr<MessageCatalog const> catalog) : catalog_(std::move(catalog)) {}
 
 Localizer::~Localizer() = default;
 

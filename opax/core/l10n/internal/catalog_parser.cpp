@@ -96,10 +96,10 @@ class Parser {
 
   void Line(std::string_view raw, std::size_t number) {
     Place const at{path_, number};
+    if (!raw.empty() && raw.back() == '\r') raw.remove_suffix(1);  // written on a system with CRLF lines
     if (raw.size() > MessageCatalog::kMaxLineBytes) {
       return Fault(at.Report(MessageIds::kCatalogLineTooLong, {std::to_string(MessageCatalog::kMaxLineBytes)}));
     }
-    if (!raw.empty() && raw.back() == '\r') raw.remove_suffix(1);  // written on a system with CRLF lines
     if (!IsValidUtf8(raw)) return Fault(at.Report(MessageIds::kCatalogUtf8));
     std::string_view const line = Trim(raw);
     if (line.empty() || line.front() == '#') return;
