@@ -18,10 +18,14 @@ install(TARGETS ${_nexar_targets} EXPORT nexarTargets
 
 # Hand-written headers (the runtime and the templates) and the generated ones.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/opax/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/opax
-  FILES_MATCHING PATTERN "*.h" PATTERN "*_test*" EXCLUDE PATTERN "testing" EXCLUDE)
+  FILES_MATCHING PATTERN "*.h" PATTERN "*_test*" EXCLUDE PATTERN "testing" EXCLUDE PATTERN "messages" EXCLUDE)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/runtime/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/runtime
   FILES_MATCHING PATTERN "*.h")
 install(DIRECTORY ${NEXAR_GEN_DIR}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+
+# Message catalogues, where MessageCatalog::DefaultDirectory looks for them.
+install(DIRECTORY ${NEXAR_MESSAGES_DIR}/ DESTINATION ${CMAKE_INSTALL_DATADIR}/nexar/messages
+  FILES_MATCHING PATTERN "*.msg")
 
 install(EXPORT nexarTargets NAMESPACE nexar:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/nexar)
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/nexarConfig.cmake.in

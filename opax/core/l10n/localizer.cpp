@@ -1,5 +1,7 @@
 #include <opax/core/l10n/localizer.h>
 
+#include <opax/core/l10n/message_catalog.h>
+
 #include <algorithm>
 #include <cctype>
 
@@ -44,13 +46,23 @@ LanguagePreference LocaleHelpers::MakeLanguagePreference(boost::string_view text
   return LanguagePreference(std::move(languages));
 }
 
+Localizer::Localizer(std::shared_ptr<MessageCatalog const> catalog) : catalog_(std::move(catalog)) {}
+
+Localizer::~Localizer() = default;
+
 RequestLocalizer Localizer::ForRequest(LanguagePreference const& preference, TimezoneSpec const& timezone) const {
+  if (catalog_) return RequestLocalizer(catalog_->Choose(preference.languages()), timezone.name());
   for (std::string const& wanted : preference.languages()) {
     for (std::string const& have : supported_) {
       if (wanted == have || wanted.compare(0, have.size() + 1, have + "-") == 0) return RequestLocalizer(have, timezone.name());
     }
   }
   return RequestLocalizer(std::string(LocaleHelpers::defaultLocale()), timezone.name());
+}
+
+std::shared_ptr<Data::ErrorValue const> Localizer::Localize(std::shared_ptr<Data::ErrorValue const> const& error,
+                                                            RequestLocalizer const& request) const {
+  return catalog_ ? catalog_->Localize(error, request.language()) : error;
 }
 
 }  // namespace L10n

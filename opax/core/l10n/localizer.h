@@ -4,12 +4,19 @@
 
 #include <boost/utility/string_view.hpp>
 
+#include <memory>
 #include <string>
 #include <system_error>
 #include <vector>
 
 namespace Opax {
+namespace Data {
+class ErrorValue;
+}  // namespace Data
+
 namespace L10n {
+
+class MessageCatalog;
 
 // An ordered list of language tags ("de-CH", "de", "en"), most preferred first.
 class LanguagePreference {
@@ -44,19 +51,31 @@ struct LocaleHelpers {
   static LanguagePreference MakeLanguagePreference(boost::string_view text, std::error_code& error);
 };
 
-// Renders messages for the languages a server supports. The runtime carries message texts in
-// their default language only, so a localizer's job today is to say which language it would use.
+// Renders messages for the languages a server supports: English, which the core message table
+// holds, and, with a message catalogue, the languages of its files.
 class Localizer {
  public:
   Localizer() = default;
   explicit Localizer(std::vector<std::string> supported) : supported_(std::move(supported)) {}
-  ~Localizer() = default;
+  // Serves English and the languages of `catalog`; a null catalogue is the same as none.
+  explicit Localizer(std::shared_ptr<MessageCatalog const> catalog);
+  ~Localizer();
 
-  // The request context for a preference: the first supported language it names, else the default.
+  // The request context for a preference: the first supported language it names, else the
+  // default. With a catalogue, its Choose decides (case-insensitive, "de-CH" finds "de").
   RequestLocalizer ForRequest(LanguagePreference const& preference, TimezoneSpec const& timezone) const;
+
+  // The catalogue texts come from, or null.
+  std::shared_ptr<MessageCatalog const> const& catalog() const { return catalog_; }
+
+  // `error` with its messages in the language of `request`; `error` itself without a catalogue,
+  // for English, or when nothing changes.
+  std::shared_ptr<Data::ErrorValue const> Localize(std::shared_ptr<Data::ErrorValue const> const& error,
+                                                   RequestLocalizer const& request) const;
 
  private:
   std::vector<std::string> supported_ = {"en"};
+  std::shared_ptr<MessageCatalog const> catalog_;
 };
 
 }  // namespace L10n

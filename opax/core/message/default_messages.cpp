@@ -57,6 +57,23 @@ constexpr DefaultText kDefaultTexts[] = {
     {Ids::kJsonSyntax, "The JSON text is malformed at byte {0}: expected {1} (at '{2}')."},
     {Ids::kJsonTruncated, "The JSON text ends before its value is complete (at '{0}')."},
     {Ids::kJsonUtf8, "The JSON text holds bytes that are not valid UTF-8 at byte {0} (at '{1}')."},
+    {Ids::kCatalogDirectory, "The directory of message catalogues '{0}' cannot be read."},
+    {Ids::kCatalogEscape,
+     "Line {1} of the message catalogue '{0}' has a backslash that is not one of \\n, \\t or \\\\."},
+    {Ids::kCatalogDuplicateId, "Line {1} of the message catalogue '{0}' repeats the message id '{2}' of line {3}."},
+    {Ids::kCatalogUnknownId, "Line {1} of the message catalogue '{0}' names the message id '{2}', which is not known."},
+    {Ids::kCatalogLanguage,
+     "The message catalogue '{0}' cannot be loaded for '{1}': a language tag other than the built-in English is "
+     "expected."},
+    {Ids::kCatalogLineMalformed,
+     "Line {1} of the message catalogue '{0}' is neither blank, nor a comment, nor of the form 'id = text'."},
+    {Ids::kCatalogLineTooLong, "Line {1} of the message catalogue '{0}' is longer than the limit of {2} bytes."},
+    {Ids::kCatalogPlaceholder,
+     "Line {1} of the message catalogue '{0}' uses the placeholder {2}, which the English text of '{3}' does not "
+     "have."},
+    {Ids::kCatalogTooLarge, "The message catalogue '{0}' is larger than the limit of {1} bytes."},
+    {Ids::kCatalogUnreadable, "The message catalogue '{0}' cannot be read."},
+    {Ids::kCatalogUtf8, "Line {1} of the message catalogue '{0}' holds bytes that are not valid UTF-8."},
     {Ids::kDuplicateInterface, "Interface '{0}' is already registered with this provider."},
     {Ids::kUnknownInterface, "Interface '{0}' is not registered with this provider."},
     {Ids::kSignalNotConnected, "The operation has no receiver connected for its result."},
@@ -153,6 +170,34 @@ std::string Message<CoreTag>::Format(std::string const& text, std::vector<std::s
     ++i;
   }
   return out;
+}
+
+char const* Message<CoreTag>::FindDefaultMessage(std::string const& id) { return Find(id); }
+
+std::vector<std::string> Message<CoreTag>::Ids() {
+  std::vector<std::string> ids;
+  ids.reserve(std::size(kDefaultTexts));
+  for (DefaultText const& entry : kDefaultTexts) ids.emplace_back(entry.id);
+  return ids;
+}
+
+std::vector<std::size_t> Message<CoreTag>::Placeholders(std::string const& text) {
+  std::vector<std::size_t> found;
+  std::size_t i = 0;
+  while (i < text.size()) {
+    char const c = text[i];
+    std::size_t index = 0;
+    std::size_t end = 0;
+    if ((c == '{' || c == '}') && i + 1 < text.size() && text[i + 1] == c) {
+      i += 2;
+    } else if (c == '{' && ReadPlaceholder(text, i, kMaxPlaceholder, index, end)) {
+      found.push_back(index);
+      i = end;
+    } else {
+      ++i;
+    }
+  }
+  return found;
 }
 
 std::string Message<CoreTag>::TextFor(std::string const& id, std::vector<std::string> const& args) {

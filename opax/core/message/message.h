@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,16 @@ struct Message<CoreTag> {
 
   // DefaultMessageForId(id) formatted with `args`; for an unknown id the arguments are listed.
   static std::string TextFor(std::string const& id, std::vector<std::string> const& args);
+
+  // The table's own text of `id`, or null when the table does not know `id` (no fallback text).
+  static char const* FindDefaultMessage(std::string const& id);
+  // Every id of the table, in id order: what a translation has to cover.
+  static std::vector<std::string> Ids();
+  // The numbers of the placeholders that Format would fill in `text` given enough arguments, in
+  // the order they appear (a number written twice is listed twice). Numbers are capped at
+  // kMaxPlaceholder, so that no count of digits overflows.
+  static constexpr std::size_t kMaxPlaceholder = 1000000;
+  static std::vector<std::size_t> Placeholders(std::string const& text);
 };
 
 }  // namespace Opax

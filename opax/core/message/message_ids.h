@@ -73,6 +73,19 @@ constexpr char const kRpcUrlInvalid[] = "opax.rpc.url.invalid";  // what was wro
 constexpr char const kRpcTlsSetup[] = "opax.rpc.tls.setup.failed";  // what, reason
 constexpr char const kRpcListenFailed[] = "opax.rpc.listen.failed";  // address, reason
 
+// Message catalogues: files of translated texts, one per language.
+constexpr char const kCatalogUnreadable[] = "opax.l10n.catalog.unreadable";  // file
+constexpr char const kCatalogDirectory[] = "opax.l10n.catalog.directory.unreadable";  // directory
+constexpr char const kCatalogTooLarge[] = "opax.l10n.catalog.too.large";  // file, limit in bytes
+constexpr char const kCatalogLanguage[] = "opax.l10n.catalog.language.invalid";  // file, language
+constexpr char const kCatalogLineTooLong[] = "opax.l10n.catalog.line.too.long";  // file, line, limit in bytes
+constexpr char const kCatalogUtf8[] = "opax.l10n.catalog.utf8.invalid";  // file, line
+constexpr char const kCatalogLineMalformed[] = "opax.l10n.catalog.line.malformed";  // file, line
+constexpr char const kCatalogEscape[] = "opax.l10n.catalog.escape.invalid";  // file, line
+constexpr char const kCatalogUnknownId[] = "opax.l10n.catalog.id.unknown";  // file, line, message id
+constexpr char const kCatalogDuplicateId[] = "opax.l10n.catalog.id.duplicate";  // file, line, message id, first line
+constexpr char const kCatalogPlaceholder[] = "opax.l10n.catalog.placeholder.unknown";  // file, line, placeholder, message id
+
 // Tasks.
 constexpr char const kTaskUnknown[] = "opax.task.unknown";  // task id
 constexpr char const kTaskRunning[] = "opax.task.running";  // task id
