@@ -1,5 +1,6 @@
 #include <opax/rpc/server/dispatcher.h>
 
+#include <opax/core/l10n/message_catalog.h>
 #include <opax/core/message/message_ids.h>
 #include <opax/json/decoder.h>
 #include <opax/json/encoder.h>
@@ -59,33 +60,48 @@ std::string ErrorMessage(Data::ErrorValue const& error) {
   return messages.empty() ? error.name() : messages.front().defaultMessage();
 }
 
-std::string ErrorReply(std::string_view id, RpcCode code, Data::ErrorValue const& error,
-                       Data::DataDefinition const* definition) {
-  std::string data;
-  std::list<BaseMessage> faults;
-  if (!Json::Encode(error, definition, data, faults)) data.clear();
-  std::string out;
-  AppendError(out, id, code, ErrorMessage(error), data);
-  return out;
-}
+// How errors are told to one caller: in the language the caller asked for.
+struct Teller {
+  L10n::Localizer const* localizer;
+  L10n::RequestLocalizer const& request;
 
-std::string RuntimeErrorReply(std::string_view id, RpcCode code, char const* errorName, BaseMessage const& message) {
-  auto const error = Data::ErrorValue::GetInstance(errorName, {message});
-  return ErrorReply(id, code, *error, nullptr);
-}
+  std::string ErrorReply(std::string_view id, RpcCode code, std::shared_ptr<Data::ErrorValue const> error,
+                         Data::DataDefinition const* definition) const {
+    if (localizer) error = localizer->Localize(error, request);
+    std::string data;
+    std::list<BaseMessage> faults;
+    if (!Json::Encode(*error, definition, data, faults)) data.clear();
+    std::string out;
+    AppendError(out, id, code, ErrorMessage(*error), data);
+    return out;
+  }
 
-std::string OutcomeReply(std::string_view id, OperationDefinitions const& operation, Core::MethodResult const& result) {
+  std::string RuntimeErrorReply(std::string_view id, RpcCode code, char const* errorName, BaseMessage const& message) const {
+    return ErrorReply(id, code, Data::ErrorValue::GetInstance(errorName, {message}), nullptr);
+  }
+
+  // A protocol-level error: no error value, only the message in the caller's language.
+  std::string ProtocolError(std::string_view id, RpcCode code, BaseMessage const& message) const {
+    std::string text = message.defaultMessage();
+    if (localizer && localizer->catalog()) text = localizer->catalog()->TextFor(request.language(), message.id(), message.args());
+    std::string out;
+    AppendError(out, id, code, text);
+    return out;
+  }
+};
+
+std::string OutcomeReply(std::string_view id, OperationDefinitions const& operation, Core::MethodResult const& result,
+                         Teller const& teller) {
   if (!result.success()) {
-    Data::ErrorValue const& error = *result.error();
-    return ErrorReply(id, RpcCode::OperationError, error, operation.FindError(error.name()));
+    return teller.ErrorReply(id, RpcCode::OperationError, result.error(), operation.FindError(result.error()->name()));
   }
   std::string text;
   std::list<BaseMessage> faults;
   if (!result.output()) {
     text = "null";
   } else if (!Json::Encode(*result.output(), operation.output.get(), text, faults)) {
-    return RuntimeErrorReply(id, RpcCode::InternalError, kInternalServerError,
-                             BaseMessage::Make(MessageIds::kInvalidOutput, {operation.method->FullName()}));
+    return teller.RuntimeErrorReply(id, RpcCode::InternalError, kInternalServerError,
+                                    BaseMessage::Make(MessageIds::kInvalidOutput, {operation.method->FullName()}));
   }
   std::string out;
   AppendResult(out, id, text);
@@ -100,18 +116,14 @@ Dispatcher::Dispatcher(std::shared_ptr<Provider::ApiProvider> hosted, std::share
 
 void Dispatcher::Handle(std::string_view body, RequestContext const& context, Done done) const {
   RpcRequest const request = ParseRequest(body, options_.json);
+  Teller const teller{options_.localizer.get(), context.localizer};
   if (request.parseError) {
-    std::string out;
-    AppendError(out, "null", RpcCode::ParseError, BaseMessage::Make(MessageIds::kRpcRequestNotJson, {request.parseError}).defaultMessage());
-    return done(std::move(out));
+    return done(teller.ProtocolError("null", RpcCode::ParseError, BaseMessage::Make(MessageIds::kRpcRequestNotJson, {request.parseError})));
   }
   if (request.calls.size() > options_.maxBatch) {
-    std::string out;
-    AppendError(out, "null", RpcCode::InvalidRequest,
-                BaseMessage::Make(MessageIds::kRpcBatchTooLarge,
-                                  {std::to_string(request.calls.size()), std::to_string(options_.maxBatch)})
-                    .defaultMessage());
-    return done(std::move(out));
+    return done(teller.ProtocolError(
+        "null", RpcCode::InvalidRequest,
+        BaseMessage::Make(MessageIds::kRpcBatchTooLarge, {std::to_string(request.calls.size()), std::to_string(options_.maxBatch)})));
   }
   auto batch = std::make_shared<Batch>(request.batch, request.calls.size(), std::move(done));
   for (std::size_t slot = 0; slot < request.calls.size(); ++slot) Call(batch, slot, request.calls[slot], context);
@@ -124,11 +136,9 @@ void Dispatcher::Call(std::shared_ptr<Batch> const& batch, std::size_t slot, Rpc
   std::string id(notification ? std::string_view("null") : call.id);
   auto const answer = [&](std::string&& reply) { batch->Complete(slot, notification ? std::string() : std::move(reply)); };
 
+  Teller const teller{options_.localizer.get(), context.localizer};
   if (call.invalid) {
-    std::string out;
-    AppendError(out, id, RpcCode::InvalidRequest,
-                BaseMessage::Make(MessageIds::kRpcRequestInvalid, {call.invalid}).defaultMessage());
-    return answer(std::move(out));
+    return answer(teller.ProtocolError(id, RpcCode::InvalidRequest, BaseMessage::Make(MessageIds::kRpcRequestInvalid, {call.invalid})));
   }
   if (call.method == kDiscoverMethod && discovery_) {
     std::string out;
@@ -140,12 +150,12 @@ void Dispatcher::Call(std::shared_ptr<Batch> const& batch, std::size_t slot, Rpc
     // The method name comes from the caller: only its length is safe to bound, its text is not
     // secret, so it is named in the message to help the caller see the typo.
     std::string const shown = call.method.size() > 200 ? call.method.substr(0, 200) + "..." : call.method;
-    return answer(RuntimeErrorReply(id, RpcCode::MethodNotFound, kNotFound,
+    return answer(teller.RuntimeErrorReply(id, RpcCode::MethodNotFound, kNotFound,
                                     BaseMessage::Make(MessageIds::kRpcMethodUnknown, {shown})));
   }
   bool const sessionService = operation->serviceId == kSessionServiceId;
   if (options_.requireSession && !context.session && !(sessionService && operation->operation == kSessionCreate)) {
-    return answer(RuntimeErrorReply(id, RpcCode::OperationError, kUnauthenticated,
+    return answer(teller.RuntimeErrorReply(id, RpcCode::OperationError, kUnauthenticated,
                                     BaseMessage::Make(MessageIds::kRpcSessionRequired, {call.method})));
   }
 
@@ -154,8 +164,7 @@ void Dispatcher::Call(std::shared_ptr<Batch> const& batch, std::size_t slot, Rpc
   std::string_view const params = call.params.empty() ? std::string_view("{}") : call.params;
   if (!Json::Decode(params, *operation->input, input, faults, options_.json)) {
     faults.push_front(BaseMessage::Make(MessageIds::kInvalidInput, {operation->method->FullName()}));
-    auto const error = Data::ErrorValue::GetInstance(kInvalidArgument, faults);
-    return answer(ErrorReply(id, RpcCode::InvalidParams, *error, nullptr));
+    return answer(teller.ErrorReply(id, RpcCode::InvalidParams, Data::ErrorValue::GetInstance(kInvalidArgument, faults), nullptr));
   }
 
   auto activation = Core::AsyncActivation::GetInstance();
@@ -170,10 +179,11 @@ void Dispatcher::Call(std::shared_ptr<Batch> const& batch, std::size_t slot, Rpc
   provider.InvokeAsync(
       operation->method, input, activation,
       Core::AsyncApiResultCb::GetInstance(
-          [batch, slot, notification, id = std::move(id), operation](std::shared_ptr<Core::MethodResult const> const& result,
-                                                                     Progress const&) {
+          [batch, slot, notification, id = std::move(id), operation, localizer = options_.localizer,
+           request = context.localizer](std::shared_ptr<Core::MethodResult const> const& result, Progress const&) {
             if (!result) return;  // progress: a plain call has none worth sending, a task reports it to its registry
-            batch->Complete(slot, notification ? std::string() : OutcomeReply(id, *operation, *result));
+            Teller const replyTeller{localizer.get(), request};
+            batch->Complete(slot, notification ? std::string() : OutcomeReply(id, *operation, *result, replyTeller));
           }));
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <opax/core/invocation/api_stub.h>
-#include <opax/core/l10n/request_localizer.h>
+#include <opax/core/l10n/localizer.h>
 #include <opax/json/limits.h>
 #include <opax/rpc/auth/session_store.h>
 #include <opax/rpc/protocol/operation_table.h>
@@ -26,6 +26,8 @@ struct DispatchOptions {
   std::size_t maxBatch = 64;
   // Whether calls other than the session service's create need a session.
   bool requireSession = true;
+  // Renders error messages in the caller's language; English only when null.
+  std::shared_ptr<L10n::Localizer const> localizer;
 };
 
 // JSON-RPC 2.0 over providers, without HTTP: a request body in, a reply body out. Calls to the

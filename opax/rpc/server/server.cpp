@@ -1,5 +1,6 @@
 #include <opax/rpc/server/server.h>
 
+#include <opax/core/l10n/message_catalog.h>
 #include <opax/core/message/message_ids.h>
 #include <opax/core/provider/in_process_provider.h>
 #include <opax/rpc/auth/session_service.h>
@@ -314,11 +315,19 @@ RpcServer::RpcServer(std::shared_ptr<Provider::ApiProvider> provider, ServerOpti
   }
   if (state.options.tasks) builtIn->Register(MakeTaskService(state.options.tasks));
   state.localizer = state.options.localizer;
+  if (!state.localizer) {
+    // The translations that ship with the library; a server without them answers in English.
+    auto catalog = std::make_shared<L10n::MessageCatalog>();
+    std::list<BaseMessage> ignored;
+    catalog->LoadDirectory(L10n::MessageCatalog::DefaultDirectory(), ignored);
+    state.localizer = std::make_shared<L10n::Localizer const>(std::move(catalog));
+  }
   DispatchOptions dispatch;
   dispatch.json.maxDepth = state.options.limits.jsonDepth;
   dispatch.json.maxTotalSize = state.options.limits.bodyBytes;
   dispatch.maxBatch = state.options.limits.callsPerConnection;
   dispatch.requireSession = state.options.authenticator != nullptr;
+  dispatch.localizer = state.localizer;
   state.dispatcher = std::make_shared<Dispatcher>(std::move(provider), std::move(builtIn),
                                                   std::make_shared<OperationTable const>(), dispatch);
 }
