@@ -67,5 +67,20 @@ for (const [name, error] of Object.entries(document.components.errors || {})) {
   compile(error.data.$ref.slice(1));
 }
 
+// Values as the encoder writes them must pass, and texts the decoder refuses must not.
+const samples = require('./sample_values.json');
+const sampleSchemas = JSON.parse(execFileSync(program, ['--sample'], { encoding: 'utf8' }));
+const sampleAjv = new Ajv({ strict: true, logger });
+addFormats(sampleAjv);
+sampleAjv.addVocabulary(['components']);
+sampleAjv.addSchema({ ...sampleSchemas, $id: base });
+const validSample = sampleAjv.compile({ $ref: `${base}#/components/schemas/${escape(samples.schema)}` });
+samples.valid.forEach((value, i) => {
+  if (!validSample(value)) fail(`valid sample ${i} is refused: ${report(validSample.errors)}`);
+});
+samples.invalid.forEach((value, i) => {
+  if (validSample(value)) fail(`invalid sample ${i} is accepted: ${JSON.stringify(value)}`);
+});
+
 console.log(`check_openrpc: ${document.methods.length} methods, ${compiled} schemas compiled, ` +
             `${Buffer.byteLength(JSON.stringify(document))} bytes`);
