@@ -69,8 +69,25 @@ build() {
   cmake --build --preset "$preset"
 }
 
+# The discovery test checks documents with Node packages pinned by a lock file, which CMake copies
+# into the build tree; they are installed there, again only when the lock file has changed.
+install_node_packages() {
+  local dir=build/dev/opax/rpc/discovery/schema_check
+  [[ -f "$dir/package-lock.json" ]] || return 0
+  if cmp -s "$dir/package-lock.json" "$dir/node_modules/.installed-lock.json"; then
+    return 0
+  fi
+  if ! command -v npm >/dev/null; then
+    install_missing npm
+  fi
+  say "installing the discovery test's Node packages into $dir"
+  (cd "$dir" && npm ci --no-audit --no-fund)
+  cp "$dir/package-lock.json" "$dir/node_modules/.installed-lock.json"
+}
+
 test_dev() {
   build dev
+  install_node_packages
   ctest --preset dev
 }
 

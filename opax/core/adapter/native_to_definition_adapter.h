@@ -148,8 +148,9 @@ struct N2D {
   static void AdaptEnumeration(Adapter::SrcType const&, Adapter::Destination const& destination,
                                Adapter::Container&, std::list<BaseMessage>&) {
     // Immutable, so one instance per enumeration serves every conversion.
-    static std::shared_ptr<DataDefinition const> const definition =
-        IsOneOfDefinition::GetInstance(&EnumTraits<E>::IsKnownText);
+    static std::shared_ptr<DataDefinition const> const definition = IsOneOfDefinition::GetInstance(
+        &EnumTraits<E>::IsKnownText,
+        std::vector<std::string>(E::Strings::values, E::Strings::values + EnumTraits<E>::count));
     *destination = definition;
   }
 
@@ -183,7 +184,9 @@ struct N2D {
   template <class T>
   static void AdaptSequence(Adapter::SrcType const& source, Adapter::Destination const& destination,
                             Adapter::Container& container, std::list<BaseMessage>& messages) {
-    AdaptWrapper<ListDefinition, typename T::value_type>(source, destination, container, messages);
+    auto list = ListDefinition::GetInstance(nullptr, NativeTraits::IsSet<T>::value);
+    *destination = list;
+    Adapter::AdaptMethod<typename T::value_type>::Get(nullptr)(source, list->slot(), container, messages);
   }
 
   template <class T>

@@ -10,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace Opax {
 namespace Data {
@@ -90,19 +91,24 @@ class StringDefinition {
 // A definition around one element definition: optionals, lists, and maps from strings (whose
 // element is the type of the map's values). The element slot is public to the adapters that
 // build definitions in place; nothing changes it once the definition is handed on.
+//
+// A set travels as a list; `distinctElements` says that the native side holds a set, so that a
+// description of the wire (discovery) can say its elements are unique. Values do not depend on it.
 template <DefinitionType kType>
 class WrapperDefinition final : public DataDefinition {
  public:
-  explicit WrapperDefinition(DataDefinitionPtr element)
-      : DataDefinition(kType), element_(std::move(element)) {}
-  static std::shared_ptr<WrapperDefinition> GetInstance(DataDefinitionPtr element) {
-    return std::make_shared<WrapperDefinition>(std::move(element));
+  explicit WrapperDefinition(DataDefinitionPtr element, bool distinctElements = false)
+      : DataDefinition(kType), element_(std::move(element)), distinct_(distinctElements) {}
+  static std::shared_ptr<WrapperDefinition> GetInstance(DataDefinitionPtr element, bool distinctElements = false) {
+    return std::make_shared<WrapperDefinition>(std::move(element), distinctElements);
   }
   DataDefinitionPtr const& elementType() const { return element_; }
   DataDefinitionPtr* slot() { return &element_; }
+  bool distinctElements() const { return distinct_; }
 
  private:
   DataDefinitionPtr element_;
+  bool distinct_;
 };
 
 using OptionalDefinition = WrapperDefinition<DefinitionType::Optional>;
@@ -172,19 +178,24 @@ class StructRefDefinition final : public DataDefinition {
   std::weak_ptr<DataDefinition const> target_;
 };
 
-// A string restricted to the texts that a predicate accepts (enumerations).
+// A string restricted to the texts that a predicate accepts (enumerations). `texts` lists them
+// when they are known in advance, as an enumeration's are, so that the definition can be
+// described to a peer (discovery) and a union case's predicate can be asked about each tag text;
+// empty when only the predicate knows.
 class IsOneOfDefinition final : public DataDefinition {
  public:
   using Predicate = std::function<bool(std::string const&)>;
-  explicit IsOneOfDefinition(Predicate predicate)
-      : DataDefinition(DefinitionType::IsOneOf), predicate_(std::move(predicate)) {}
-  static std::shared_ptr<IsOneOfDefinition> GetInstance(Predicate predicate) {
-    return std::make_shared<IsOneOfDefinition>(std::move(predicate));
+  explicit IsOneOfDefinition(Predicate predicate, std::vector<std::string> texts = {})
+      : DataDefinition(DefinitionType::IsOneOf), predicate_(std::move(predicate)), texts_(std::move(texts)) {}
+  static std::shared_ptr<IsOneOfDefinition> GetInstance(Predicate predicate, std::vector<std::string> texts = {}) {
+    return std::make_shared<IsOneOfDefinition>(std::move(predicate), std::move(texts));
   }
   bool Accepts(std::string const& text) const { return predicate_ && predicate_(text); }
+  std::vector<std::string> const& texts() const { return texts_; }
 
  private:
   Predicate predicate_;
+  std::vector<std::string> texts_;
 };
 
 // A structure field that belongs to a union case: whether it may be set depends on the value

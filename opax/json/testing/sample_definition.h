@@ -28,12 +28,14 @@ inline SampleDefinition MakeSampleDefinition() {
   auto optional = [](DataDefinitionPtr element) { return OptionalDefinition::GetInstance(std::move(element)); };
   auto oneOf = [](std::initializer_list<char const*> texts) {
     std::vector<std::string> allowed(texts.begin(), texts.end());
-    return IsOneOfDefinition::GetInstance([allowed](std::string const& text) {
-      for (auto const& a : allowed) {
-        if (a == text) return true;
-      }
-      return false;
-    });
+    return IsOneOfDefinition::GetInstance(
+        [allowed](std::string const& text) {
+          for (auto const& a : allowed) {
+            if (a == text) return true;
+          }
+          return false;
+        },
+        allowed);
   };
   auto string = StringDefinition::GetInstance();
   StructDefinition::Fields backingFields;
