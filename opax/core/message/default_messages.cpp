@@ -61,6 +61,10 @@ constexpr DefaultText kDefaultTexts[] = {
     {Ids::kUnknownInterface, "Interface '{0}' is not registered with this provider."},
     {Ids::kSignalNotConnected, "The operation has no receiver connected for its result."},
     {Ids::kUnknownMethod, "Interface '{0}' has no operation named '{1}'."},
+    {Ids::kTaskAlreadyEnded, "Task '{0}' has already ended ({1}) and can no longer be canceled."},
+    {Ids::kTaskCanceled, "Task '{0}' was canceled before it ended."},
+    {Ids::kTaskFollowTimedOut, "Task '{0}' did not end within {1} ms."},
+    {Ids::kTaskProgress, "{0}"},
     {Ids::kTaskRunning, "Task '{0}' is still running; its result is not available yet."},
     {Ids::kTaskUnknown, "There is no task with the id '{0}'."},
 };
