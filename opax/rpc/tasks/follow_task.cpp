@@ -36,11 +36,11 @@ bool Poll(TasksSvc::AsyncServiceStub& tasks, std::string const& id, Clock::time_
   auto promise = std::make_shared<std::promise<Reply>>();
   auto answered = promise->get_future();
   tasks.Get(id, Core::AsyncActivation::GetInstance(),
-            Result(Result::Callback([promise](boost::optional<InfoPtr> const& info, ErrorPtr const& error,
-                                              Progress const&) {
-              // A result object delivers one final outcome at most; progress carries neither.
-              if (info || error) promise->set_value(Reply{info ? *info : nullptr, error});
-            })));
+            Result(Result::Callback(
+                [promise](boost::optional<InfoPtr> const& info, ErrorPtr const& error, Progress const&) {
+                  // A result object delivers one final outcome at most; progress carries neither.
+                  if (info || error) promise->set_value(Reply{info ? *info : nullptr, error});
+                })));
   if (answered.wait_until(until) != std::future_status::ready) return false;
   reply = answered.get();
   return true;
@@ -71,7 +71,8 @@ std::shared_ptr<Data::DataDefinition const> OutputDefinitionOf(std::string const
   return entry && entry->outputDef ? entry->outputDef() : nullptr;
 }
 
-std::shared_ptr<Core::MethodResult const> InvalidOutput(std::string const& operation, std::list<BaseMessage> messages) {
+std::shared_ptr<Core::MethodResult const> InvalidOutput(std::string const& operation,
+                                                        std::list<BaseMessage> messages) {
   messages.push_back(BaseMessage::Make(MessageIds::kInvalidOutput, {operation}));
   return Core::MethodResult::GetErrorInstance(Data::ErrorValue::GetInstance(kInternalServerError, messages));
 }
@@ -80,10 +81,12 @@ std::shared_ptr<Core::MethodResult const> InvalidOutput(std::string const& opera
 // dynamic structure were decoded by their looks (a date-time or a secret arrives as a string),
 // so the value is written out and read back against the definition: once per task, and the one
 // codec already knows every kind.
-std::shared_ptr<Core::MethodResult const> Succeeded(TasksSvc::Info const& info, FollowOptions const& options) {
+std::shared_ptr<Core::MethodResult const> Succeeded(TasksSvc::Info const& info,
+                                                    FollowOptions const& options) {
   std::shared_ptr<Data::DataValue const> value =
       UnwrapTaskResult(info.result() ? info.result()->value() : std::shared_ptr<Data::StructValue const>());
-  auto const definition = options.outputDefinition ? options.outputDefinition : OutputDefinitionOf(info.operation());
+  auto const definition =
+      options.outputDefinition ? options.outputDefinition : OutputDefinitionOf(info.operation());
   if (!definition) return Core::MethodResult::GetInstance(value ? value : Data::VoidValue::GetInstance());
   std::list<BaseMessage> messages;
   std::string text;
@@ -93,24 +96,28 @@ std::shared_ptr<Core::MethodResult const> Succeeded(TasksSvc::Info const& info, 
     return InvalidOutput(info.operation(), std::move(messages));
   }
   std::shared_ptr<Data::DataValue const> typed;
-  if (!Json::Decode(text, *definition, typed, messages)) return InvalidOutput(info.operation(), std::move(messages));
+  if (!Json::Decode(text, *definition, typed, messages))
+    return InvalidOutput(info.operation(), std::move(messages));
   return Core::MethodResult::GetInstance(std::move(typed));
 }
 
-std::shared_ptr<Core::MethodResult const> TimedOut(std::string const& id, std::chrono::milliseconds deadline) {
+std::shared_ptr<Core::MethodResult const> TimedOut(std::string const& id,
+                                                   std::chrono::milliseconds deadline) {
   return Core::MethodResult::GetErrorInstance(Data::ErrorValue::GetInstance(
-      kTimedOut, {BaseMessage::Make(MessageIds::kTaskFollowTimedOut, {id, std::to_string(deadline.count())})}));
+      kTimedOut,
+      {BaseMessage::Make(MessageIds::kTaskFollowTimedOut, {id, std::to_string(deadline.count())})}));
 }
 
 }  // namespace
 
-std::shared_ptr<Core::MethodResult const> FollowTask(Provider::ApiProvider& provider, std::string const& taskId,
+std::shared_ptr<Core::MethodResult const> FollowTask(Provider::ApiProvider& provider,
+                                                     std::string const& taskId,
                                                      std::function<void(Progress const&)> const& progress,
                                                      FollowOptions const& options) {
   Clock::time_point const until = Clock::now() + options.deadline;
   // The stub only borrows the provider, which outlives this call by the caller's contract.
-  TasksSvc::AsyncServiceStub tasks(
-      Stub::AsyncApiStub::GetInstance(std::shared_ptr<Provider::ApiProvider>(std::shared_ptr<void>(), &provider)));
+  TasksSvc::AsyncServiceStub tasks(Stub::AsyncApiStub::GetInstance(
+      std::shared_ptr<Provider::ApiProvider>(std::shared_ptr<void>(), &provider)));
   Progress seen;
   Clock::duration delay = options.firstDelay;
   Clock::duration const maxDelay = std::max<Clock::duration>(options.maxDelay, options.firstDelay);
@@ -119,8 +126,8 @@ std::shared_ptr<Core::MethodResult const> FollowTask(Provider::ApiProvider& prov
     Reply reply;
     if (!Poll(tasks, taskId, until, reply)) return TimedOut(taskId, options.deadline);
     if (reply.error || !reply.info) {
-      return Core::MethodResult::GetErrorInstance(reply.error ? reply.error
-                                                              : Core::MethodResult::GetTerminationInstance()->error());
+      return Core::MethodResult::GetErrorInstance(
+          reply.error ? reply.error : Core::MethodResult::GetTerminationInstance()->error());
     }
     TasksSvc::Info const& info = *reply.info;
     Progress const now = ProgressOf(info);
@@ -130,8 +137,8 @@ std::shared_ptr<Core::MethodResult const> FollowTask(Provider::ApiProvider& prov
     }
     if (info.status() == Status::SUCCEEDED) return Succeeded(info, options);
     if (info.status() == Status::FAILED) {
-      return Core::MethodResult::GetErrorInstance(info.error() ? info.error()->value()
-                                                               : Core::MethodResult::GetTerminationInstance()->error());
+      return Core::MethodResult::GetErrorInstance(
+          info.error() ? info.error()->value() : Core::MethodResult::GetTerminationInstance()->error());
     }
     // One last look at the deadline itself: a task that ended meanwhile is not reported late.
     Clock::time_point const current = Clock::now();

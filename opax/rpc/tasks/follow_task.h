@@ -33,9 +33,10 @@ struct FollowOptions {
 // forgotten id); internal_server_error with "opax.invoke.invalid.output" when the result does not
 // fit the output definition; timed_out with "opax.task.follow.timed.out" once the deadline
 // passed, whether the task or the service kept us waiting. A timed-out task goes on running.
-std::shared_ptr<Core::MethodResult const> FollowTask(Provider::ApiProvider& provider, std::string const& taskId,
-                                                     std::function<void(Progress const&)> const& progress = {},
-                                                     FollowOptions const& options = FollowOptions());
+std::shared_ptr<Core::MethodResult const> FollowTask(
+    Provider::ApiProvider& provider, std::string const& taskId,
+    std::function<void(Progress const&)> const& progress = {},
+    FollowOptions const& options = FollowOptions());
 
 }  // namespace Rpc
 }  // namespace Opax

@@ -84,20 +84,24 @@ class TaskService final : public TasksSvc::AsyncServiceInterface {
 
 }  // namespace
 
-std::shared_ptr<Provider::AsyncApiInterface const> MakeTaskService(std::shared_ptr<Provider::TaskRegistry> tasks) {
+std::shared_ptr<Provider::AsyncApiInterface const> MakeTaskService(
+    std::shared_ptr<Provider::TaskRegistry> tasks) {
   if (!tasks) return nullptr;
   return TasksSvc::AsyncServiceBinder::BindImplementation(std::make_shared<TaskService>(std::move(tasks)));
 }
 
-std::shared_ptr<Data::StructValue const> WrapTaskResult(std::shared_ptr<Data::DataValue const> const& result) {
+std::shared_ptr<Data::StructValue const> WrapTaskResult(
+    std::shared_ptr<Data::DataValue const> const& result) {
   if (!result || result->kind() == Data::Kind::Void) return nullptr;
-  if (result->kind() == Data::Kind::Structure) return std::static_pointer_cast<Data::StructValue const>(result);
+  if (result->kind() == Data::Kind::Structure)
+    return std::static_pointer_cast<Data::StructValue const>(result);
   auto wrapped = Data::StructValue::GetInstance(kWrappedResultName);
   wrapped->SetField(kWrappedResultMember, result);
   return wrapped;
 }
 
-std::shared_ptr<Data::DataValue const> UnwrapTaskResult(std::shared_ptr<Data::StructValue const> const& carried) {
+std::shared_ptr<Data::DataValue const> UnwrapTaskResult(
+    std::shared_ptr<Data::StructValue const> const& carried) {
   if (!carried || carried->name() != kWrappedResultName) return carried;
   auto const* member = carried->FindField(kWrappedResultMember);
   return member ? *member : nullptr;
