@@ -3,7 +3,9 @@
 import re
 
 ROOT = "com.quarn.nexar"
-ROOT_NAMESPACE = ["Com", "Quarn", "Nexar"]
+# The ids below which services may live: the catalogue, and the framework's own services (the
+# task service). A service's class and file path are taken below its root.
+SERVICE_ROOTS = (ROOT, "com.quarn.cis")
 
 # Ids whose last component keeps an upper-case "VM" while the class is VmSvc.
 UPPER_VM = "VM"
@@ -57,13 +59,26 @@ def snake(camel_name):
     return "".join(out)
 
 
+def service_root(service_id):
+    """The root of SERVICE_ROOTS that the id lies below; ValueError for any other id."""
+    for root in SERVICE_ROOTS:
+        if service_id.startswith(root + "."):
+            return root
+    raise ValueError(f"service id '{service_id}' is not below {' or '.join(SERVICE_ROOTS)}")
+
+
+def service_namespace(service_id):
+    """The namespace that a service's class path is below: Com::Quarn::Nexar for the catalogue."""
+    return package_namespace(service_root(service_id))
+
+
 def service_class_path(service_id):
-    """The C++ path of a service below Com::Quarn::Nexar, e.g. ["Authorization", "VtContainers", "MappingsSvc"].
+    """The C++ path of a service below its root's namespace (Com::Quarn::Nexar for the catalogue),
+    e.g. ["Authorization", "VtContainers", "MappingsSvc"].
 
     The upper-case "VM" ids keep their class VmSvc."""
-    if not service_id.startswith(ROOT + "."):
-        raise ValueError(f"service id '{service_id}' is not below {ROOT}")
-    parts = service_id[len(ROOT) + 1:].split(".")
+    root = service_root(service_id)
+    parts = service_id[len(root) + 1:].split(".")
     names = [camel(p) for p in parts[:-1]]
     last = parts[-1]
     names.append(("Vm" if last == UPPER_VM else camel(last)) + "Svc")
@@ -80,8 +95,9 @@ def id_breaks_rule(service_id):
 
 
 def service_relative_path(service_id):
-    """Where the service's description and header live below idl/ and bindings/ (no suffix)."""
-    parts = service_id[len(ROOT) + 1:].split(".")
+    """Where the service's description and header live below its root directory (idl/ and
+    bindings/ for the catalogue), without suffix."""
+    parts = service_id[len(service_root(service_id)) + 1:].split(".")
     parts[-1] = parts[-1].lower() if parts[-1] == UPPER_VM else parts[-1]
     return "/".join(parts)
 

@@ -88,8 +88,15 @@ class ServicePathTest(unittest.TestCase):
             from_class = "/".join([naming.snake(n) for n in namespaces] + [naming.snake(cls[: -len("Svc")])])
             self.assertEqual(from_class, naming.service_relative_path(service_id), service_id)
 
+    def test_framework_services_live_below_their_own_root(self):
+        self.assertEqual(naming.service_namespace("com.quarn.cis.tasks"), ["Com", "Quarn", "Cis"])
+        self.assertEqual(naming.service_class_path("com.quarn.cis.tasks"), ["TasksSvc"])
+        self.assertEqual(naming.service_relative_path("com.quarn.cis.tasks"), "tasks")
+        self.assertEqual(naming.service_namespace("com.quarn.nexar.vm.hardware.cdrom"), ["Com", "Quarn", "Nexar"])
+
     def test_ids_outside_the_catalogue_have_no_class(self):
-        for service_id in ["com.quarn.opax.std.errors", "com.quarn.nexarx.vm", "com.quarn.nexar"]:
+        for service_id in ["com.quarn.opax.std.errors", "com.quarn.nexarx.vm", "com.quarn.nexar", "com.quarn.cis",
+                           "com.quarn.cisx.tasks"]:
             with self.assertRaises(ValueError, msg=service_id):
                 naming.service_class_path(service_id)
 

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <map>
 #include <sstream>
@@ -45,7 +46,13 @@ std::string Form(Opax::Catalog::OperationEntry const& op) {
 TEST(Catalogue, MatchesTheListServiceByService) {
   auto const expected = ReadList();
   ASSERT_EQ(expected.size(), 206u) << "the list itself is incomplete";
-  auto const services = Opax::Catalog::ServiceCatalog::Instance().services();
+  // The framework's own services (the task service) register too; the list is the catalogue's.
+  auto services = Opax::Catalog::ServiceCatalog::Instance().services();
+  services.erase(std::remove_if(services.begin(), services.end(),
+                                [](auto const* service) {
+                                  return std::string(service->id).rfind("com.quarn.nexar.", 0) != 0;
+                                }),
+                 services.end());
   std::size_t operations = 0, taskOnly = 0, both = 0, resourceTypes = 0;
   for (auto const* service : services) {
     auto found = expected.find(service->id);
@@ -55,7 +62,8 @@ TEST(Catalogue, MatchesTheListServiceByService) {
     }
     Expected const& want = found->second;
     EXPECT_EQ(service->classPath, want.classPath) << service->id;
-    EXPECT_EQ(service->resourceType ? std::string(service->resourceType) : "-", want.resourceType) << service->id;
+    EXPECT_EQ(service->resourceType ? std::string(service->resourceType) : "-", want.resourceType)
+        << service->id;
     std::vector<std::string> ops;
     for (std::size_t i = 0; i < service->operationCount; ++i) {
       auto const& op = service->operations[i];

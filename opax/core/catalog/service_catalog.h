@@ -32,7 +32,7 @@ struct OperationEntry {
 
 struct ServiceEntry {
   char const* id;            // "com.quarn.nexar.vm.hardware.cdrom"
-  char const* classPath;     // "Vm::Hardware::CdromSvc", below Com::Quarn::Nexar
+  char const* classPath;     // "Vm::Hardware::CdromSvc", below Com::Quarn::Nexar (the task service: below Com::Quarn::Cis)
   char const* resourceType;  // Constants::RESOURCE_TYPE, or null
   OperationEntry const* operations;  // in slot order
   std::size_t operationCount;

@@ -94,6 +94,10 @@ constexpr DefaultText kDefaultTexts[] = {
     {Ids::kRpcTlsSetup, "TLS cannot be set up: {0}: {1}."},
     {Ids::kRpcTlsUnverified, "The certificate of {0} cannot be trusted: {1}."},
     {Ids::kRpcUrlInvalid, "The server address is not a valid http:// or https:// URL: {0}."},
+    {Ids::kTaskAlreadyEnded, "Task '{0}' has already ended ({1}) and can no longer be canceled."},
+    {Ids::kTaskCanceled, "Task '{0}' was canceled before it ended."},
+    {Ids::kTaskFollowTimedOut, "Task '{0}' did not end within {1} ms."},
+    {Ids::kTaskProgress, "{0}"},
     {Ids::kTaskRunning, "Task '{0}' is still running; its result is not available yet."},
     {Ids::kTaskUnknown, "There is no task with the id '{0}'."},
 };

@@ -89,6 +89,10 @@ constexpr char const kCatalogPlaceholder[] = "opax.l10n.catalog.placeholder.unkn
 // Tasks.
 constexpr char const kTaskUnknown[] = "opax.task.unknown";  // task id
 constexpr char const kTaskRunning[] = "opax.task.running";  // task id
+constexpr char const kTaskCanceled[] = "opax.task.canceled";  // task id
+constexpr char const kTaskAlreadyEnded[] = "opax.task.already.ended";  // task id, final status
+constexpr char const kTaskProgress[] = "opax.task.progress";  // the implementation's note
+constexpr char const kTaskFollowTimedOut[] = "opax.task.follow.timed.out";  // task id, milliseconds
 
 }  // namespace MessageIds
 }  // namespace Opax

@@ -611,5 +611,70 @@ TEST(TaskRegistry, RetentionForgetsTheOldestFinishedNeverRunning) {
   EXPECT_TRUE(brief.Get(running));
 }
 
+TEST(TaskRegistry, CancelEndsAnUnfinishedTaskOnceAndRefusesAFinishedOne) {
+  using Outcome = TaskRegistry::CancelOutcome;
+  auto const done = MethodResult::GetInstance(DataValue::Create(int64_t{7}));
+  auto const failed = MethodResult::GetErrorInstance(ErrorValue::GetInstance(kNotFound));
+  struct Case {
+    char const* name;
+    std::function<void(TaskRegistry&, std::string const&)> before;
+    Outcome expected;
+  };
+  std::vector<Case> const cases = {
+      {"pending", [](TaskRegistry&, std::string const&) {}, Outcome::CANCELED},
+      {"running", [](TaskRegistry& r, std::string const& id) { r.Report(id, nullptr, Step(1, 3)); },
+       Outcome::CANCELED},
+      {"succeeded", [&](TaskRegistry& r, std::string const& id) { r.Report(id, done, Progress()); },
+       Outcome::ALREADY_ENDED},
+      {"failed", [&](TaskRegistry& r, std::string const& id) { r.Report(id, failed, Progress()); },
+       Outcome::ALREADY_ENDED},
+      {"canceled", [](TaskRegistry& r, std::string const& id) { r.Cancel(id); }, Outcome::ALREADY_ENDED},
+  };
+  for (auto const& c : cases) {
+    SCOPED_TRACE(c.name);
+    TaskRegistry registry;
+    std::string const id = registry.Create("svc/op$task");
+    c.before(registry, id);
+    auto const before = registry.Get(id);
+    EXPECT_EQ(registry.Cancel(id), c.expected);
+    auto const after = registry.Get(id);
+    ASSERT_TRUE(after);
+    EXPECT_EQ(after->state, c.expected == Outcome::CANCELED ? TaskRegistry::State::FAILED : before->state);
+    if (c.expected != Outcome::CANCELED) {
+      // A refused cancel leaves the outcome as it was, error object and all.
+      EXPECT_EQ(after->error, before->error);
+      EXPECT_EQ(after->result, before->result);
+      continue;
+    }
+    ASSERT_TRUE(after->error);
+    EXPECT_EQ(after->error->name(), "com.quarn.opax.std.errors.error");
+    EXPECT_EQ(Ids(after->error), std::vector<std::string>{"opax.task.canceled"});
+    EXPECT_TRUE(after->endTime);
+    EXPECT_EQ(after->progress, before->progress);
+    // The implementation does not know it was canceled: its later reports change nothing.
+    registry.Report(id, nullptr, Step(2, 3));
+    registry.Report(id, done, Progress());
+    auto const late = registry.Get(id);
+    EXPECT_EQ(late->state, TaskRegistry::State::FAILED);
+    EXPECT_EQ(late->result, nullptr);
+    EXPECT_EQ(late->progress, before->progress);
+  }
+  TaskRegistry registry;
+  EXPECT_EQ(registry.Cancel("task-1"), Outcome::UNKNOWN);
+}
+
+TEST(TaskRegistry, CanceledTasksCountAsFinishedForRetention) {
+  TaskRegistry::Policy policy;
+  policy.keepFinished = 1;
+  TaskRegistry registry(policy);
+  std::string const first = registry.Create("svc/op$task");
+  std::string const second = registry.Create("svc/op$task");
+  registry.Cancel(first);
+  registry.Cancel(second);
+  EXPECT_FALSE(registry.Get(first));
+  EXPECT_TRUE(registry.Get(second));
+  EXPECT_EQ(registry.Cancel(first), TaskRegistry::CancelOutcome::UNKNOWN);
+}
+
 }  // namespace
 }  // namespace Opax

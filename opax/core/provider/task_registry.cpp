@@ -1,12 +1,20 @@
 #include <opax/core/provider/task_registry.h>
 
+#include <opax/core/message/message_ids.h>
+
 namespace Opax {
 namespace Provider {
 namespace {
 
+constexpr char kCanceledError[] = "com.quarn.opax.std.errors.error";
+
 DateTime Now(std::chrono::system_clock::time_point now) {
   auto const ms = std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count();
   return DateTime::FromEpochMilliseconds(static_cast<int64_t>(ms));
+}
+
+bool Ended(TaskRegistry::State state) {
+  return state == TaskRegistry::State::SUCCEEDED || state == TaskRegistry::State::FAILED;
 }
 
 }  // namespace
@@ -40,7 +48,7 @@ void TaskRegistry::Report(std::string const& id, std::shared_ptr<Core::MethodRes
   auto found = tasks_.find(id);
   if (found == tasks_.end()) return;
   Info& info = found->second;
-  if (info.state == State::SUCCEEDED || info.state == State::FAILED) return;
+  if (Ended(info.state)) return;
   if (!result) {
     info.state = State::RUNNING;
     info.progress = progress;
@@ -54,7 +62,29 @@ void TaskRegistry::Report(std::string const& id, std::shared_ptr<Core::MethodRes
     info.state = State::FAILED;
     info.error = result->error();
   }
+  EndLocked(info, now);
+}
+
+TaskRegistry::CancelOutcome TaskRegistry::Cancel(std::string const& id) {
+  auto const now = std::chrono::system_clock::now();
+  // Built before the lock: the registry's lock covers bookkeeping only.
+  std::shared_ptr<Data::ErrorValue const> const canceled =
+      Data::ErrorValue::GetInstance(kCanceledError, {BaseMessage::Make(MessageIds::kTaskCanceled, {id})});
+  std::lock_guard<std::mutex> lock(mutex_);
+  auto found = tasks_.find(id);
+  if (found == tasks_.end()) return CancelOutcome::UNKNOWN;
+  Info& info = found->second;
+  if (Ended(info.state)) return CancelOutcome::ALREADY_ENDED;
+  info.state = State::FAILED;
+  info.error = canceled;
+  EndLocked(info, now);
+  return CancelOutcome::CANCELED;
+}
+
+void TaskRegistry::EndLocked(Info& info, std::chrono::system_clock::time_point now) {
   info.endTime = Now(now);
+  // Copied first: forgetting old tasks may erase `info` itself.
+  std::string const id = info.id;
   finished_.emplace_back(now, id);
   ForgetOldLocked(now);
 }

@@ -57,10 +57,17 @@ class TaskRegistry {
   // Reports after the final one are ignored.
   void Report(std::string const& id, std::shared_ptr<Core::MethodResult const> const& result, Progress const& progress);
 
+  enum class CancelOutcome { CANCELED, UNKNOWN, ALREADY_ENDED };
+  // Ends a PENDING, RUNNING or BLOCKED task as FAILED with the standard `error` error and
+  // "opax.task.canceled"; its implementation is not interrupted, and what it reports afterwards
+  // is ignored like any report after the final one. A task that ended already keeps its outcome.
+  CancelOutcome Cancel(std::string const& id);
+
   boost::optional<Info> Get(std::string const& id) const;
   std::vector<Info> List() const;
 
  private:
+  void EndLocked(Info& info, std::chrono::system_clock::time_point now);
   void ForgetOldLocked(std::chrono::system_clock::time_point now);
 
   Policy const policy_;
