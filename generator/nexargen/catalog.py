@@ -99,8 +99,8 @@ class Catalog:
 
     def check_service_names(self, unit, add):
         bad = naming.id_breaks_rule(unit.dotted)
-        if not unit.dotted.startswith(naming.ROOT + "."):
-            add(unit.line, f"a service id starts with '{naming.ROOT}.'")
+        if naming.service_root(unit.dotted) is None:
+            add(unit.line, "a service id starts with " + " or ".join(f"'{r}.'" for r in naming.SERVICE_ROOTS))
             return
         if bad:
             add(unit.line, f"service id '{unit.dotted}' breaks the naming rule at '{bad[0]}' (components are snake_case)")

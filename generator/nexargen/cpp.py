@@ -28,7 +28,7 @@ DEFAULTS = {"long": "0", "bool": "false", "double": "0.0"}
 
 def unit_namespace(unit):
     if unit.kind == "service":
-        return naming.ROOT_NAMESPACE + class_path(unit)[:-1]
+        return naming.service_namespace(unit.dotted) + class_path(unit)[:-1]
     return naming.package_namespace(unit.dotted)
 
 
@@ -39,7 +39,7 @@ def class_path(unit):
 def container_path(unit):
     """Where a unit's types live: the service class, or the package namespace."""
     if unit.kind == "service":
-        return naming.ROOT_NAMESPACE + class_path(unit)
+        return naming.service_namespace(unit.dotted) + class_path(unit)
     return naming.package_namespace(unit.dotted)
 
 

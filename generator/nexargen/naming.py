@@ -5,6 +5,11 @@ import re
 ROOT = "com.quarn.nexar"
 ROOT_NAMESPACE = ["Com", "Quarn", "Nexar"]
 
+# The ids services may have, each with the namespace its classes go below: the catalogue's, and
+# the services that every server of the runtime itself serves (sessions). A path and a class are
+# derived from the id below its root the same way under each.
+SERVICE_ROOTS = {ROOT: ROOT_NAMESPACE, "com.quarn.cis": ["Com", "Quarn", "Cis"]}
+
 # Ids whose last component keeps an upper-case "VM" while the class is VmSvc.
 UPPER_VM = "VM"
 
@@ -57,13 +62,27 @@ def snake(camel_name):
     return "".join(out)
 
 
+def service_root(service_id):
+    """The entry of SERVICE_ROOTS that `service_id` lies below, or None."""
+    for root in SERVICE_ROOTS:
+        if service_id.startswith(root + "."):
+            return root
+    return None
+
+
+def service_namespace(service_id):
+    """The namespace a service's class path is below: Com::Quarn::Nexar for the catalogue."""
+    return SERVICE_ROOTS[service_root(service_id)]
+
+
 def service_class_path(service_id):
-    """The C++ path of a service below Com::Quarn::Nexar, e.g. ["Authorization", "VtContainers", "MappingsSvc"].
+    """The C++ path of a service below its root's namespace, e.g. ["Authorization", "VtContainers", "MappingsSvc"].
 
     The upper-case "VM" ids keep their class VmSvc."""
-    if not service_id.startswith(ROOT + "."):
-        raise ValueError(f"service id '{service_id}' is not below {ROOT}")
-    parts = service_id[len(ROOT) + 1:].split(".")
+    root = service_root(service_id)
+    if root is None:
+        raise ValueError(f"service id '{service_id}' is not below any of {', '.join(SERVICE_ROOTS)}")
+    parts = service_id[len(root) + 1:].split(".")
     names = [camel(p) for p in parts[:-1]]
     last = parts[-1]
     names.append(("Vm" if last == UPPER_VM else camel(last)) + "Svc")
@@ -80,8 +99,8 @@ def id_breaks_rule(service_id):
 
 
 def service_relative_path(service_id):
-    """Where the service's description and header live below idl/ and bindings/ (no suffix)."""
-    parts = service_id[len(ROOT) + 1:].split(".")
+    """Where the service's description and header live below its library's root (no suffix)."""
+    parts = service_id[len(service_root(service_id)) + 1:].split(".")
     parts[-1] = parts[-1].lower() if parts[-1] == UPPER_VM else parts[-1]
     return "/".join(parts)
 
