@@ -55,6 +55,20 @@ constexpr char const kJsonNotIntegral[] = "opax.json.number.not.integral";  // n
 constexpr char const kJsonBinary[] = "opax.json.binary.invalid";  // path
 constexpr char const kJsonDateTime[] = "opax.json.datetime.invalid";  // text, path
 
+// Sessions and users files (the server's authentication). No argument ever carries a user
+// name, a password, a token or any text of a users file: only counts, line numbers and paths.
+constexpr char const kSessionCredentials[] = "opax.rpc.session.credentials.invalid";  // (none)
+constexpr char const kSessionMissing[] = "opax.rpc.session.missing";  // (none)
+constexpr char const kSessionLimit[] = "opax.rpc.session.limit";      // maximum
+constexpr char const kUsersFileUnreadable[] = "opax.rpc.users.file.unreadable";  // path
+constexpr char const kUsersLineFields[] = "opax.rpc.users.line.fields";          // line
+constexpr char const kUsersLineUser[] = "opax.rpc.users.line.user";              // line
+constexpr char const kUsersLineScheme[] = "opax.rpc.users.line.scheme";          // line, known scheme
+constexpr char const kUsersLineIterations[] = "opax.rpc.users.line.iterations";  // line, minimum, maximum
+constexpr char const kUsersLineSalt[] = "opax.rpc.users.line.salt";              // line, minimum bytes, maximum bytes
+constexpr char const kUsersLineHash[] = "opax.rpc.users.line.hash";              // line, bytes
+constexpr char const kUsersLineDuplicate[] = "opax.rpc.users.line.duplicate";    // line, earlier line
+
 // Tasks.
 constexpr char const kTaskUnknown[] = "opax.task.unknown";  // task id
 constexpr char const kTaskRunning[] = "opax.task.running";  // task id
