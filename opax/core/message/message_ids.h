@@ -65,7 +65,7 @@ constexpr char const kUsersLineFields[] = "opax.rpc.users.line.fields";         
 constexpr char const kUsersLineUser[] = "opax.rpc.users.line.user";              // line
 constexpr char const kUsersLineScheme[] = "opax.rpc.users.line.scheme";          // line, known scheme
 constexpr char const kUsersLineIterations[] = "opax.rpc.users.line.iterations";  // line, minimum, maximum
-constexpr char const kUsersLineSalt[] = "opax.rpc.users.line.salt";              // line, minimum bytes, maximum bytes
+constexpr char const kUsersLineSalt[] = "opax.rpc.users.line.salt";  // line, fewest bytes, most bytes
 constexpr char const kUsersLineHash[] = "opax.rpc.users.line.hash";              // line, bytes
 constexpr char const kUsersLineDuplicate[] = "opax.rpc.users.line.duplicate";    // line, earlier line
 

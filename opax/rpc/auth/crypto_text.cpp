@@ -17,7 +17,8 @@ bool RandomBytes(unsigned char* out, std::size_t size) {
 std::string Base64(unsigned char const* data, std::size_t size) {
   if (size > static_cast<std::size_t>(INT_MAX / 4 * 3)) return std::string();
   std::string out(4 * ((size + 2) / 3) + 1, '\0');
-  int const written = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(&out[0]), data, static_cast<int>(size));
+  int const written =
+      EVP_EncodeBlock(reinterpret_cast<unsigned char*>(&out[0]), data, static_cast<int>(size));
   out.resize(static_cast<std::size_t>(written < 0 ? 0 : written));
   return out;
 }

@@ -23,14 +23,16 @@ template <class E>
 ErrorPtr StandardError(Errors::ErrorType type, BaseMessage const& message) {
   std::list<std::shared_ptr<::Com::Quarn::Opax::Std::LocalizableMessage const>> carried{
       std::make_shared<::Com::Quarn::Opax::Std::LocalizableMessage const>(
-          message.id(), message.defaultMessage(), std::list<std::string>(message.args().begin(), message.args().end()))};
+          message.id(), message.defaultMessage(),
+          std::list<std::string>(message.args().begin(), message.args().end()))};
   E error(carried);
   error.errorType(type);
   return Binding::ErrorValueOf(error);
 }
 
 ErrorPtr Unauthenticated(char const* messageId) {
-  return StandardError<Errors::Unauthenticated>(Errors::ErrorType::UNAUTHENTICATED, BaseMessage::Make(messageId));
+  return StandardError<Errors::Unauthenticated>(Errors::ErrorType::UNAUTHENTICATED,
+                                                BaseMessage::Make(messageId));
 }
 
 // The public id of the caller's session, as the server put it into the context; empty if none.
@@ -72,7 +74,8 @@ class SessionServer : public SessionSvc::AsyncServiceInterface {
     result.SetResult(Void());
   }
 
-  void Get(Activation const& activation, Result<std::shared_ptr<SessionSvc::Info const>> const& result) override {
+  void Get(Activation const& activation,
+           Result<std::shared_ptr<SessionSvc::Info const>> const& result) override {
     std::string const& id = CallerSessionId(activation);
     auto const session = id.empty() ? nullptr : sessions_->FindById(id);
     if (!session) {
@@ -90,8 +93,8 @@ class SessionServer : public SessionSvc::AsyncServiceInterface {
 
 }  // namespace
 
-std::shared_ptr<Provider::AsyncApiInterface const> MakeSessionService(std::shared_ptr<SessionStore> sessions,
-                                                                      std::shared_ptr<Authenticator const> authenticator) {
+std::shared_ptr<Provider::AsyncApiInterface const> MakeSessionService(
+    std::shared_ptr<SessionStore> sessions, std::shared_ptr<Authenticator const> authenticator) {
   return SessionSvc::AsyncServiceBinder::BindImplementation(
       std::make_shared<SessionServer>(std::move(sessions), std::move(authenticator)));
 }

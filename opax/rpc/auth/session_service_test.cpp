@@ -35,10 +35,10 @@ Reply<T> Await(Start&& start) {
   auto promise = std::make_shared<std::promise<Reply<T>>>();
   auto future = promise->get_future();
   {
-    Result result(typename Result::Callback([promise](boost::optional<T> const& value, ErrorPtr const& error,
-                                                      Progress const&) {
-      if (value || error) promise->set_value(Reply<T>{value, error});
-    }));
+    Result result(typename Result::Callback(
+        [promise](boost::optional<T> const& value, ErrorPtr const& error, Progress const&) {
+          if (value || error) promise->set_value(Reply<T>{value, error});
+        }));
     start(result);
   }
   EXPECT_EQ(future.wait_for(std::chrono::seconds(5)), std::future_status::ready);
@@ -49,7 +49,8 @@ class SessionServiceTest : public ::testing::Test {
  protected:
   void SetUp() override {
     std::list<BaseMessage> messages;
-    auto users = UsersFileAuthenticator::Parse(MakeUsersLine("alice", SecretString(kPassword), 1000), messages);
+    auto users =
+        UsersFileAuthenticator::Parse(MakeUsersLine("alice", SecretString(kPassword), 1000), messages);
     ASSERT_TRUE(users);
     SessionPolicy policy;
     policy.maxSessions = 2;

@@ -37,8 +37,14 @@ uint64_t IndexOf(Digest const& digest) {
   return index;
 }
 
+// Whether a session may be used at `nowMillis`, without touching it.
+bool Live(Session const& session, int64_t nowMillis, int64_t idleMillis) {
+  return !session.closed() && nowMillis - session.lastUsedMillis() <= idleMillis;
+}
+
 int64_t SystemMillis() {
-  return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::system_clock::now().time_since_epoch())
+  return std::chrono::duration_cast<std::chrono::milliseconds>(
+             std::chrono::system_clock::now().time_since_epoch())
       .count();
 }
 
@@ -56,15 +62,14 @@ struct SessionStore::State {
   int64_t lastSweep = 0;
 };
 
-SessionStore::SessionStore(SessionPolicy policy) : policy_(std::move(policy)), state_(std::make_unique<State>()) {}
+SessionStore::SessionStore(SessionPolicy policy)
+    : policy_(std::move(policy)), state_(std::make_unique<State>()) {}
 SessionStore::~SessionStore() = default;
 
 int64_t SessionStore::NowMillis() const { return policy_.clock ? policy_.clock() : SystemMillis(); }
 
 bool SessionStore::StillValid(Session const& session, int64_t nowMillis) const {
-  if (session.closed()) return false;
-  int64_t const idleMillis = std::chrono::duration_cast<std::chrono::milliseconds>(policy_.idleTimeout).count();
-  if (nowMillis - session.lastUsedMillis() > idleMillis) {
+  if (!Live(session, nowMillis, IdleMillis())) {
     // Closed rather than only refused, so that a later call cannot revive it by touching it.
     session.Close();
     return false;
@@ -73,37 +78,34 @@ bool SessionStore::StillValid(Session const& session, int64_t nowMillis) const {
   return true;
 }
 
-namespace {
+int64_t SessionStore::IdleMillis() const {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(policy_.idleTimeout).count();
+}
 
-// Drops closed and idle sessions; the caller holds the lock.
-template <class State, class Valid>
-void Sweep(State& state, int64_t nowMillis, Valid const& valid) {
-  for (auto it = state.byDigest.begin(); it != state.byDigest.end();) {
+// Drops closed and idle sessions, closing the idle ones; the caller holds the lock. It peeks
+// without touching: a sweep is not a use.
+void SessionStore::Sweep(int64_t nowMillis) {
+  for (auto it = state_->byDigest.begin(); it != state_->byDigest.end();) {
     Session const& session = *it->second.session;
-    // Peeks without touching: a sweep is not a use.
-    if (valid(session, nowMillis)) {
+    if (Live(session, nowMillis, IdleMillis())) {
       ++it;
       continue;
     }
     session.Close();
-    state.byId.erase(session.id());
-    it = state.byDigest.erase(it);
+    state_->byId.erase(session.id());
+    it = state_->byDigest.erase(it);
   }
-  state.lastSweep = nowMillis;
+  state_->lastSweep = nowMillis;
 }
-
-}  // namespace
 
 std::shared_ptr<Session const> SessionStore::Create(std::string const& user, SecretString& token) {
   int64_t const now = NowMillis();
-  int64_t const idleMillis = std::chrono::duration_cast<std::chrono::milliseconds>(policy_.idleTimeout).count();
-  auto const live = [idleMillis](Session const& session, int64_t at) {
-    return !session.closed() && at - session.lastUsedMillis() <= idleMillis;
-  };
 
   std::array<unsigned char, kTokenBytes> raw{};
   std::array<unsigned char, kIdBytes> rawId{};
-  if (!Auth::RandomBytes(raw.data(), raw.size()) || !Auth::RandomBytes(rawId.data(), rawId.size())) return nullptr;
+  if (!Auth::RandomBytes(raw.data(), raw.size()) || !Auth::RandomBytes(rawId.data(), rawId.size())) {
+    return nullptr;
+  }
   SecretString made(Auth::Base64Url(raw.data(), raw.size()));
   OPENSSL_cleanse(raw.data(), raw.size());
   Digest const digest = DigestOf(made.reveal());
@@ -111,8 +113,8 @@ std::shared_ptr<Session const> SessionStore::Create(std::string const& user, Sec
 
   std::lock_guard<std::mutex> lock(state_->mutex);
   if (state_->byDigest.size() >= policy_.maxSessions ||
-      now - state_->lastSweep >= std::min(idleMillis, kMaxSweepIntervalMillis)) {
-    Sweep(*state_, now, live);
+      now - state_->lastSweep >= std::min(IdleMillis(), kMaxSweepIntervalMillis)) {
+    Sweep(now);
   }
   // A repeated index or id among 2^64 (2^128) values means the random source is broken.
   if (state_->byDigest.size() >= policy_.maxSessions || state_->byDigest.count(IndexOf(digest)) != 0 ||
@@ -146,13 +148,11 @@ std::shared_ptr<Session const> SessionStore::Find(std::string_view token) {
 
 std::shared_ptr<Session const> SessionStore::FindById(std::string const& sessionId) {
   int64_t const now = NowMillis();
-  int64_t const idleMillis = std::chrono::duration_cast<std::chrono::milliseconds>(policy_.idleTimeout).count();
   std::lock_guard<std::mutex> lock(state_->mutex);
   auto const id = state_->byId.find(sessionId);
   if (id == state_->byId.end()) return nullptr;
   auto const& session = state_->byDigest.at(id->second).session;
-  if (session->closed() || now - session->lastUsedMillis() > idleMillis) return nullptr;
-  return session;
+  return Live(*session, now, IdleMillis()) ? session : nullptr;
 }
 
 bool SessionStore::Delete(std::string const& sessionId) {

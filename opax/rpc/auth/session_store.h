@@ -80,6 +80,9 @@ class SessionStore {
 
  private:
   struct State;
+  int64_t IdleMillis() const;
+  void Sweep(int64_t nowMillis);
+
   SessionPolicy const policy_;
   std::unique_ptr<State> state_;
 };

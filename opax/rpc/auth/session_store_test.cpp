@@ -82,8 +82,9 @@ TEST(SessionStore, OnlyTheExactTokenFindsItsSession) {
     s[at] = s[at] == 'A' ? 'B' : 'A';
     return s;
   };
-  for (std::string const& wrong : {std::string(), t.substr(0, 42), t + "A", flip(t, 0), flip(t, 42),
-                                   std::string(43, 'A'), foreign.reveal(), session->id(), " " + t.substr(1)}) {
+  for (std::string const& wrong :
+       {std::string(), t.substr(0, 42), t + "A", flip(t, 0), flip(t, 42), std::string(43, 'A'),
+        foreign.reveal(), session->id(), " " + t.substr(1)}) {
     EXPECT_FALSE(clocked.store->Find(wrong)) << "found with a wrong token of length " << wrong.size();
   }
 }

@@ -40,11 +40,12 @@ bool ParseIterations(std::string_view text, uint32_t& out) {
   return true;
 }
 
-bool Derive(SecretString const& password, unsigned char const* salt, std::size_t saltSize, uint32_t iterations,
-            std::array<unsigned char, Policy::kHashBytes>& out) {
+bool Derive(SecretString const& password, unsigned char const* salt, std::size_t saltSize,
+            uint32_t iterations, std::array<unsigned char, Policy::kHashBytes>& out) {
   std::string const& text = password.reveal();
   return PKCS5_PBKDF2_HMAC(text.data(), static_cast<int>(text.size()), salt, static_cast<int>(saltSize),
-                           static_cast<int>(iterations), EVP_sha256(), static_cast<int>(out.size()), out.data()) == 1;
+                           static_cast<int>(iterations), EVP_sha256(), static_cast<int>(out.size()),
+                           out.data()) == 1;
 }
 
 std::vector<std::string_view> SplitFields(std::string_view line) {
@@ -52,7 +53,8 @@ std::vector<std::string_view> SplitFields(std::string_view line) {
   std::size_t start = 0;
   for (;;) {
     std::size_t const colon = line.find(':', start);
-    fields.push_back(line.substr(start, colon == std::string_view::npos ? std::string_view::npos : colon - start));
+    fields.push_back(
+        line.substr(start, colon == std::string_view::npos ? std::string_view::npos : colon - start));
     if (colon == std::string_view::npos) return fields;
     start = colon + 1;
   }
@@ -64,8 +66,8 @@ BaseMessage LineFault(char const* id, std::size_t line, std::vector<std::string>
 }
 
 // One line that is not blank or a comment; appends a message and returns false when it is malformed.
-bool ParseLine(std::string_view line, std::size_t number, std::string& user, UsersFileAuthenticator::Entry& entry,
-               std::list<BaseMessage>& messages) {
+bool ParseLine(std::string_view line, std::size_t number, std::string& user,
+               UsersFileAuthenticator::Entry& entry, std::list<BaseMessage>& messages) {
   std::vector<std::string_view> const fields = SplitFields(line);
   if (fields.size() != 5) {
     messages.push_back(LineFault(MessageIds::kUsersLineFields, number));
@@ -80,8 +82,9 @@ bool ParseLine(std::string_view line, std::size_t number, std::string& user, Use
     return false;
   }
   if (!ParseIterations(fields[2], entry.iterations)) {
-    messages.push_back(LineFault(MessageIds::kUsersLineIterations, number,
-                                 {std::to_string(Policy::kMinIterations), std::to_string(Policy::kMaxIterations)}));
+    messages.push_back(
+        LineFault(MessageIds::kUsersLineIterations, number,
+                  {std::to_string(Policy::kMinIterations), std::to_string(Policy::kMaxIterations)}));
     return false;
   }
   if (!Auth::DecodeBase64(fields[3], entry.salt) || entry.salt.size() < Policy::kSaltBytes ||
@@ -116,10 +119,13 @@ uint32_t CommonIterations(std::map<std::string, UsersFileAuthenticator::Entry> c
 }  // namespace
 
 std::string MakeUsersLine(std::string const& user, SecretString const& password, uint32_t iterations) {
-  if (!IsUserName(user) || iterations < Policy::kMinIterations || iterations > Policy::kMaxIterations) return {};
+  if (!IsUserName(user) || iterations < Policy::kMinIterations || iterations > Policy::kMaxIterations) {
+    return {};
+  }
   std::array<unsigned char, Policy::kSaltBytes> salt{};
   std::array<unsigned char, Policy::kHashBytes> hash{};
-  if (!Auth::RandomBytes(salt.data(), salt.size()) || !Derive(password, salt.data(), salt.size(), iterations, hash)) {
+  if (!Auth::RandomBytes(salt.data(), salt.size()) ||
+      !Derive(password, salt.data(), salt.size(), iterations, hash)) {
     return {};
   }
   std::string line = user + ':' + Policy::kScheme + ':' + std::to_string(iterations) + ':' +
@@ -128,8 +134,8 @@ std::string MakeUsersLine(std::string const& user, SecretString const& password,
   return line;
 }
 
-std::shared_ptr<UsersFileAuthenticator const> UsersFileAuthenticator::Parse(std::string_view text,
-                                                                            std::list<BaseMessage>& messages) {
+std::shared_ptr<UsersFileAuthenticator const> UsersFileAuthenticator::Parse(
+    std::string_view text, std::list<BaseMessage>& messages) {
   std::map<std::string, Entry> users;
   std::map<std::string, std::size_t> lineOf;
   bool ok = true;
@@ -176,7 +182,8 @@ std::shared_ptr<UsersFileAuthenticator const> UsersFileAuthenticator::Load(std::
     // Reserved once, so that no copy of the hashes is left behind in a released buffer.
     content.reserve(static_cast<std::size_t>(size));
     char buffer[4096];
-    while (in.read(buffer, sizeof buffer) || in.gcount() > 0) content.append(buffer, static_cast<std::size_t>(in.gcount()));
+    while (in.read(buffer, sizeof buffer) || in.gcount() > 0)
+      content.append(buffer, static_cast<std::size_t>(in.gcount()));
     OPENSSL_cleanse(buffer, sizeof buffer);
   }
   if (!regular || error || in.bad() || !in.eof()) {
@@ -189,7 +196,8 @@ std::shared_ptr<UsersFileAuthenticator const> UsersFileAuthenticator::Load(std::
   return parsed;
 }
 
-UsersFileAuthenticator::UsersFileAuthenticator(std::map<std::string, Entry> users) : users_(std::move(users)) {
+UsersFileAuthenticator::UsersFileAuthenticator(std::map<std::string, Entry> users)
+    : users_(std::move(users)) {
   decoy_.iterations = CommonIterations(users_);
   decoy_.salt.resize(Policy::kSaltBytes);
   decoy_.hash.resize(Policy::kHashBytes);

@@ -52,9 +52,11 @@ class UsersFileAuthenticator : public Authenticator {
 
   // Reads the file at `path`. Null when it cannot be read or any line is malformed, with one
   // message per fault in `messages`, each naming the line by number only: lines hold hashes.
-  static std::shared_ptr<UsersFileAuthenticator const> Load(std::string const& path, std::list<BaseMessage>& messages);
+  static std::shared_ptr<UsersFileAuthenticator const> Load(std::string const& path,
+                                                            std::list<BaseMessage>& messages);
   // The same for text already read.
-  static std::shared_ptr<UsersFileAuthenticator const> Parse(std::string_view text, std::list<BaseMessage>& messages);
+  static std::shared_ptr<UsersFileAuthenticator const> Parse(std::string_view text,
+                                                             std::list<BaseMessage>& messages);
 
   explicit UsersFileAuthenticator(std::map<std::string, Entry> users);
 

@@ -4,10 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
 #include <chrono>
 #include <cstdio>
 #include <fstream>
-#include <unistd.h>
 
 namespace Opax {
 namespace Rpc {
@@ -32,7 +32,8 @@ TEST(UsersFile, MadeLinesVerifyTheirOwnPasswordOnly) {
   EXPECT_NE(LineFor("alice", "correct horse"), alice);
 
   Messages messages;
-  auto const users = UsersFileAuthenticator::Parse(alice + "\n" + LineFor("bob", "battery staple") + "\n", messages);
+  auto const users =
+      UsersFileAuthenticator::Parse(alice + "\n" + LineFor("bob", "battery staple") + "\n", messages);
   ASSERT_TRUE(users) << messages.front();
   EXPECT_EQ(users->size(), 2u);
   EXPECT_TRUE(users->Verify("alice", SecretString("correct horse")));
@@ -98,7 +99,7 @@ TEST(UsersFile, MalformedLinesAreRefusedByNumberWithoutTheirText) {
       {"carol:pbkdf2-sha256:1e5:" + salt + ":" + hash, Ids::kUsersLineIterations},
       {"carol:pbkdf2-sha256: 1000:" + salt + ":" + hash, Ids::kUsersLineIterations},
       {"carol:pbkdf2-sha256:1000::" + hash, Ids::kUsersLineSalt},
-      {"carol:pbkdf2-sha256:1000:c2FsdHNhbHQ=:" + hash, Ids::kUsersLineSalt},  // 8 bytes
+      {"carol:pbkdf2-sha256:1000:c2FsdHNhbHQ=:" + hash, Ids::kUsersLineSalt},            // 8 bytes
       {"carol:pbkdf2-sha256:1000:c2FsdHNhbHRzYWx0c2FsdA:" + hash, Ids::kUsersLineSalt},  // no padding
       {"carol:pbkdf2-sha256:1000:c2Fsd!NhbHRzYWx0c2FsdA==:" + hash, Ids::kUsersLineSalt},
       {"carol:pbkdf2-sha256:1000:c2Fsd HNhbHRzYWx0c2FsdA==:" + hash, Ids::kUsersLineSalt},
@@ -106,7 +107,8 @@ TEST(UsersFile, MalformedLinesAreRefusedByNumberWithoutTheirText) {
       {"carol:pbkdf2-sha256:1000:" + salt + ":", Ids::kUsersLineHash},
       {"carol:pbkdf2-sha256:1000:" + salt + ":" + salt, Ids::kUsersLineHash},  // 16 bytes
       {"carol:pbkdf2-sha256:1000:" + salt + ":" + hash.substr(0, 40) + "aA==", Ids::kUsersLineHash},  // 31
-      {"carol:pbkdf2-sha256:1000:" + salt + ":aGFzaGhhc2hoYXNoaGFzaGhhc2hoYXNoaGFzaGhhc2ho", Ids::kUsersLineHash},  // 33
+      {"carol:pbkdf2-sha256:1000:" + salt + ":aGFzaGhhc2hoYXNoaGFzaGhhc2hoYXNoaGFzaGhhc2ho",
+       Ids::kUsersLineHash},                                                            // 33
       {"carol:pbkdf2-sha256:1000:" + salt + ":" + hash + "aGFz", Ids::kUsersLineHash},  // padding inside
       {"carol:pbkdf2-sha256:1000:" + salt + ":" + hash + " ", Ids::kUsersLineHash},
       {good, Ids::kUsersLineDuplicate},
@@ -168,7 +170,8 @@ TEST(UsersFile, UnknownUsersCostAsMuchAsKnownOnes) {
   constexpr uint32_t kCommon = 50000;
   Messages messages;
   auto const users = UsersFileAuthenticator::Parse(
-      LineFor("a", "pw", kCommon) + "\n" + LineFor("b", "pw", kCommon) + "\n" + LineFor("old", "pw", kFast), messages);
+      LineFor("a", "pw", kCommon) + "\n" + LineFor("b", "pw", kCommon) + "\n" + LineFor("old", "pw", kFast),
+      messages);
   ASSERT_TRUE(users);
   double known = 1e9;
   double unknown = 1e9;
