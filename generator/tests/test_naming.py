@@ -62,7 +62,7 @@ class NamePatternTest(unittest.TestCase):
 
 class ServicePathTest(unittest.TestCase):
     CASES = [
-        # id, class path below Com::Quarn::Nexar, file and header path below idl/ and bindings/
+        # id, class path below its root's namespace, file and header path below its library's root
         ("com.quarn.nexar.vm.hardware.cdrom", ["Vm", "Hardware", "CdromSvc"], "vm/hardware/cdrom"),
         ("com.quarn.nexar.vm", ["VmSvc"], "vm"),
         ("com.quarn.nexar.authorization.privilege_checks.latest",
@@ -71,6 +71,7 @@ class ServicePathTest(unittest.TestCase):
          ["Authorization", "VtContainers", "MappingsSvc"], "authorization/vt_containers/mappings"),
         ("com.quarn.nexar.storage.policies.VM", ["Storage", "Policies", "VmSvc"], "storage/policies/vm"),
         ("com.quarn.nexar.tags.vm", ["Tags", "VmSvc"], "tags/vm"),
+        ("com.quarn.cis.session", ["SessionSvc"], "session"),
     ]
 
     def test_class_path(self):
@@ -96,9 +97,13 @@ class ServicePathTest(unittest.TestCase):
 
     def test_ids_outside_the_catalogue_have_no_class(self):
         for service_id in ["com.quarn.opax.std.errors", "com.quarn.nexarx.vm", "com.quarn.nexar", "com.quarn.cis",
-                           "com.quarn.cisx.tasks"]:
+                           "com.quarn.cisx.tasks", "com.quarn.cisx.session"]:
             with self.assertRaises(ValueError, msg=service_id):
                 naming.service_class_path(service_id)
+
+    def test_namespace_follows_the_root(self):
+        self.assertEqual(naming.service_namespace("com.quarn.nexar.vm"), ["Com", "Quarn", "Nexar"])
+        self.assertEqual(naming.service_namespace("com.quarn.cis.session"), ["Com", "Quarn", "Cis"])
 
     def test_only_a_final_upper_case_vm_breaks_the_rule_legally(self):
         self.assertEqual(naming.id_breaks_rule("com.quarn.nexar.storage.policies.VM"), [])

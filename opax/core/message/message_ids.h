@@ -86,6 +86,20 @@ constexpr char const kCatalogUnknownId[] = "opax.l10n.catalog.id.unknown";  // f
 constexpr char const kCatalogDuplicateId[] = "opax.l10n.catalog.id.duplicate";  // file, line, message id, first line
 constexpr char const kCatalogPlaceholder[] = "opax.l10n.catalog.placeholder.unknown";  // file, line, placeholder, message id
 
+// Sessions and users files (the server's authentication). No argument ever carries a user
+// name, a password, a token or any text of a users file: only counts, line numbers and paths.
+constexpr char const kSessionCredentials[] = "opax.rpc.session.credentials.invalid";  // (none)
+constexpr char const kSessionMissing[] = "opax.rpc.session.missing";  // (none)
+constexpr char const kSessionLimit[] = "opax.rpc.session.limit";      // maximum
+constexpr char const kUsersFileUnreadable[] = "opax.rpc.users.file.unreadable";  // path
+constexpr char const kUsersLineFields[] = "opax.rpc.users.line.fields";          // line
+constexpr char const kUsersLineUser[] = "opax.rpc.users.line.user";              // line
+constexpr char const kUsersLineScheme[] = "opax.rpc.users.line.scheme";          // line, known scheme
+constexpr char const kUsersLineIterations[] = "opax.rpc.users.line.iterations";  // line, minimum, maximum
+constexpr char const kUsersLineSalt[] = "opax.rpc.users.line.salt";  // line, fewest bytes, most bytes
+constexpr char const kUsersLineHash[] = "opax.rpc.users.line.hash";              // line, bytes
+constexpr char const kUsersLineDuplicate[] = "opax.rpc.users.line.duplicate";    // line, earlier line
+
 // Tasks.
 constexpr char const kTaskUnknown[] = "opax.task.unknown";  // task id
 constexpr char const kTaskRunning[] = "opax.task.running";  // task id
