@@ -75,7 +75,11 @@ TEST(ShippedCatalogue, GermanCoversExactlyTheEnglishTableWithTheSamePlaceholders
   for (std::string const& id : ids) {
     std::string const german = catalog.TextFor("de", id, markers);
     std::string const english = Message<CoreTag>::TextFor(id, markers);
-    EXPECT_NE(german, english) << id;
+    // A text that is nothing but its placeholders reads the same in every language.
+    bool const words = english.find_first_not_of("<>0123456789 ") != std::string::npos;
+    if (words) {
+      EXPECT_NE(german, english) << id;
+    }
     EXPECT_EQ(Shown(german, markers), Shown(english, markers)) << id << ": " << german;
   }
   EXPECT_TRUE(MessageCatalog().LoadDirectory(MessageCatalog::DefaultDirectory(), messages));
