@@ -4,6 +4,7 @@
 #include <opax/core/message/message_ids.h>
 #include <opax/core/provider/in_process_provider.h>
 #include <opax/rpc/auth/session_service.h>
+#include <opax/rpc/discovery/openrpc.h>
 #include <opax/rpc/protocol/call_context.h>
 #include <opax/rpc/protocol/json_rpc.h>
 #include <opax/rpc/server/dispatcher.h>
@@ -328,8 +329,18 @@ RpcServer::RpcServer(std::shared_ptr<Provider::ApiProvider> provider, ServerOpti
   dispatch.maxBatch = state.options.limits.callsPerConnection;
   dispatch.requireSession = state.options.authenticator != nullptr;
   dispatch.localizer = state.localizer;
-  state.dispatcher = std::make_shared<Dispatcher>(std::move(provider), std::move(builtIn),
-                                                  std::make_shared<OperationTable const>(), dispatch);
+  // What "rpc.discover" describes: the services the hosted provider serves (all the catalogue
+  // knows, when it cannot tell) and the server's own.
+  std::vector<std::string> served = builtIn->services();
+  if (auto const inProcess = std::dynamic_pointer_cast<Core::InProcessProvider>(provider)) {
+    for (auto const& id : inProcess->services()) served.push_back(id);
+  } else {
+    for (auto const* service : Catalog::ServiceCatalog::Instance().services()) served.push_back(service->id);
+  }
+  auto dispatcher = std::make_shared<Dispatcher>(std::move(provider), std::move(builtIn),
+                                                 std::make_shared<OperationTable const>(), dispatch);
+  dispatcher->discovery(std::make_shared<std::string const>(OpenRpcDocument(served)));
+  state.dispatcher = std::move(dispatcher);
 }
 
 RpcServer::~RpcServer() { Stop(); }
