@@ -403,7 +403,9 @@ std::shared_ptr<RpcClient> RpcClient::Create(ClientOptions options, std::list<Ba
     }
   }
   impl->options = std::move(options);
-  impl->thread = std::thread([impl = impl.get()] { impl->io.run(); });
+  // The thread holds the client's state too: a client destroyed from its own callback leaves the
+  // thread to release it.
+  impl->thread = std::thread([self = impl] { self->io.run(); });
   impl->threadId = impl->thread.get_id();
   return std::shared_ptr<RpcClient>(new RpcClient(std::move(impl)));
 }
@@ -414,13 +416,16 @@ RpcClient::~RpcClient() {
   impl_->io.stop();
   if (std::this_thread::get_id() == impl_->threadId) {
     // Destroyed from one of its own callbacks: the thread cannot join itself. It keeps what it
-    // runs on alive until it leaves.
-    auto keep = impl_;
+    // runs on alive until it leaves, which it does once this callback returns.
     impl_->thread.detach();
-    net::post(impl_->io, [keep] {});
     return;
   }
   impl_->thread.join();
+  // What was queued after the close (a call made meanwhile, an aborted read) runs once more here,
+  // so that nothing it holds is left behind.
+  impl_->io.restart();
+  while (impl_->io.poll() > 0) {
+  }
 }
 
 void RpcClient::Close() {
