@@ -701,7 +701,9 @@ TEST(CatalogueRoundTrip, EveryOperationsInputAndResultComeBackEqual) {
           if (::testing::Test::HasFailure()) return;
         }
       }
-      ++operations;
+      // The framework's own services (sessions, tasks) go through the same laws; the count is
+      // the catalogue's.
+      if (std::string(service->id).rfind("com.quarn.nexar.", 0) == 0) ++operations;
     }
   }
   EXPECT_EQ(operations, 530u);
