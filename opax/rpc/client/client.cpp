@@ -1,3 +1,4 @@
+#include <opax/rpc/protocol/std_error_ids.h>
 #include <opax/rpc/client/client.h>
 
 #include <opax/core/message/message_ids.h>
@@ -25,6 +26,7 @@
 
 namespace Opax {
 namespace Rpc {
+using namespace StdErrors;  // NOLINT: the standard error ids
 
 namespace net = boost::asio;
 namespace beast = boost::beast;
@@ -35,12 +37,6 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-constexpr char kServiceUnavailable[] = "com.quarn.opax.std.errors.service_unavailable";
-constexpr char kTimedOut[] = "com.quarn.opax.std.errors.timed_out";
-constexpr char kUnverifiedPeer[] = "com.quarn.opax.std.errors.unverified_peer";
-constexpr char kInvalidArgument[] = "com.quarn.opax.std.errors.invalid_argument";
-constexpr char kInternalServerError[] = "com.quarn.opax.std.errors.internal_server_error";
-constexpr char kNotFound[] = "com.quarn.opax.std.errors.not_found";
 
 std::shared_ptr<Core::MethodResult const> Failure(char const* error, BaseMessage message) {
   return Core::MethodResult::GetErrorInstance(Data::ErrorValue::GetInstance(error, {std::move(message)}));

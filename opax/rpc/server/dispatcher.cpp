@@ -1,3 +1,4 @@
+#include <opax/rpc/protocol/std_error_ids.h>
 #include <opax/rpc/server/dispatcher.h>
 
 #include <opax/core/l10n/message_catalog.h>
@@ -14,11 +15,8 @@
 
 namespace Opax {
 namespace Rpc {
+using namespace StdErrors;  // NOLINT: the standard error ids
 
-constexpr char kUnauthenticated[] = "com.quarn.opax.std.errors.unauthenticated";
-constexpr char kInvalidArgument[] = "com.quarn.opax.std.errors.invalid_argument";
-constexpr char kInternalServerError[] = "com.quarn.opax.std.errors.internal_server_error";
-constexpr char kNotFound[] = "com.quarn.opax.std.errors.not_found";
 
 // The replies of one request, filled in as its calls complete, on whatever threads they do.
 struct Dispatcher::Batch {

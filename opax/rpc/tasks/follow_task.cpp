@@ -1,3 +1,4 @@
+#include <opax/rpc/protocol/std_error_ids.h>
 #include <opax/rpc/tasks/follow_task.h>
 
 #include <opax/cis/tasks.h>
@@ -12,6 +13,7 @@
 
 namespace Opax {
 namespace Rpc {
+using namespace StdErrors;  // NOLINT: the standard error ids
 namespace {
 
 using TasksSvc = ::Com::Quarn::Cis::TasksSvc;
@@ -21,8 +23,6 @@ using ErrorPtr = std::shared_ptr<Data::ErrorValue const>;
 using Clock = std::chrono::steady_clock;
 
 constexpr char kTaskSuffix[] = "$task";
-constexpr char kInternalServerError[] = "com.quarn.opax.std.errors.internal_server_error";
-constexpr char kTimedOut[] = "com.quarn.opax.std.errors.timed_out";
 
 struct Reply {
   InfoPtr info;

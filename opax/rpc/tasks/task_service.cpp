@@ -1,3 +1,4 @@
+#include <opax/rpc/protocol/std_error_ids.h>
 #include <opax/rpc/tasks/task_service.h>
 
 #include <opax/cis/tasks.h>
@@ -7,6 +8,7 @@
 
 namespace Opax {
 namespace Rpc {
+using namespace StdErrors;  // NOLINT: the standard error ids
 namespace {
 
 using TasksSvc = ::Com::Quarn::Cis::TasksSvc;
@@ -14,8 +16,6 @@ using Registry = Provider::TaskRegistry;
 template <class T>
 using Result = AsyncResult<T, AsyncResultTerminateCbPolicy>;
 
-constexpr char kNotFound[] = "com.quarn.opax.std.errors.not_found";
-constexpr char kNotAllowed[] = "com.quarn.opax.std.errors.not_allowed_in_current_state";
 
 std::shared_ptr<Data::ErrorValue const> Refusal(char const* error, char const* messageId,
                                                 std::vector<std::string> args) {
