@@ -11,6 +11,7 @@ readonly PACKAGES=(
   libboost1.81-dev libboost-json1.81-dev
   libgtest-dev libgmock-dev libbenchmark-dev libssl-dev
   python3 python3-jinja2 clang-format openssl nodejs
+  libsqlite3-dev libcli11-dev
 )
 
 # Fuzzing alone needs clang and its libFuzzer runtime: only `./run.sh fuzz` installs them.

@@ -34,6 +34,7 @@ endfunction()
 nexar_generated_sources(NEXAR_GEN_STD opax/std opax/std)
 nexar_generated_sources(NEXAR_GEN_CIS opax/cis opax/cis)
 nexar_generated_sources(NEXAR_GEN_BINDINGS idl bindings)
+nexar_generated_sources(NEXAR_GEN_SIM tools/sim/idl sim)
 if(NEXAR_AREAS)
   # Ask the generator which descriptions the chosen areas need, then keep only their outputs.
   string(REPLACE ";" "," _areas "${NEXAR_AREAS}")
@@ -59,19 +60,19 @@ file(GLOB_RECURSE _generator_files CONFIGURE_DEPENDS
   ${PROJECT_SOURCE_DIR}/generator/nexargen/*.py ${PROJECT_SOURCE_DIR}/generator/templates/*.j2)
 
 add_custom_command(
-  OUTPUT ${NEXAR_GEN_STD} ${NEXAR_GEN_CIS} ${NEXAR_GEN_BINDINGS}
+  OUTPUT ${NEXAR_GEN_STD} ${NEXAR_GEN_CIS} ${NEXAR_GEN_BINDINGS} ${NEXAR_GEN_SIM}
   COMMAND ${NEXAR_PYTHON} ${PROJECT_SOURCE_DIR}/generator/nexar_generate.py
-          --root opax/std=opax/std --root opax/cis=opax/cis --root idl=bindings
-          --render opax/std --render opax/cis --render bindings --out ${NEXAR_GEN_DIR}
+          --root opax/std=opax/std --root opax/cis=opax/cis --root idl=bindings --root tools/sim/idl=sim
+          --render opax/std --render opax/cis --render bindings --render sim --out ${NEXAR_GEN_DIR}
           --areas "${_areas}"
   # Outputs that did not change keep their time stamps; touch them so the rule is satisfied.
-  COMMAND ${CMAKE_COMMAND} -E touch_nocreate ${NEXAR_GEN_STD} ${NEXAR_GEN_CIS} ${NEXAR_GEN_BINDINGS}
-  DEPENDS ${NEXAR_GEN_STD_IDL} ${NEXAR_GEN_CIS_IDL} ${NEXAR_GEN_BINDINGS_IDL} ${_generator_files}
+  COMMAND ${CMAKE_COMMAND} -E touch_nocreate ${NEXAR_GEN_STD} ${NEXAR_GEN_CIS} ${NEXAR_GEN_BINDINGS} ${NEXAR_GEN_SIM}
+  DEPENDS ${NEXAR_GEN_STD_IDL} ${NEXAR_GEN_CIS_IDL} ${NEXAR_GEN_BINDINGS_IDL} ${NEXAR_GEN_SIM_IDL} ${_generator_files}
           ${PROJECT_SOURCE_DIR}/generator/nexar_generate.py
   WORKING_DIRECTORY ${PROJECT_SOURCE_DIR}
   COMMENT "Generating bindings from the interface descriptions"
   VERBATIM)
-add_custom_target(nexar_generate DEPENDS ${NEXAR_GEN_STD} ${NEXAR_GEN_CIS} ${NEXAR_GEN_BINDINGS})
+add_custom_target(nexar_generate DEPENDS ${NEXAR_GEN_STD} ${NEXAR_GEN_CIS} ${NEXAR_GEN_BINDINGS} ${NEXAR_GEN_SIM})
 
 # nexar_add_generated_library(<target> <alias> <sources...>): a library of generated sources.
 function(nexar_add_generated_library target)

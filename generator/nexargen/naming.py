@@ -3,9 +3,9 @@
 import re
 
 ROOT = "com.quarn.nexar"
-# The ids below which services may live: the catalogue, and the framework's own services (the
-# task service). A service's class and file path are taken below its root.
-SERVICE_ROOTS = (ROOT, "com.quarn.cis")
+# The ids below which services may live: the catalogue, the framework's own services (the task
+# service) and the simulator's controls. A service's class and file path are taken below its root.
+SERVICE_ROOTS = (ROOT, "com.quarn.cis", "com.quarn.sim")
 
 # Ids whose last component keeps an upper-case "VM" while the class is VmSvc.
 UPPER_VM = "VM"

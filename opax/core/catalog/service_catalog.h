@@ -5,6 +5,8 @@
 // operation's definitions, and call any operation generically with data values.
 
 #include <opax/core/definition/data_definition.h>
+#include <opax/core/l10n/localizer.h>
+#include <opax/core/provider/api_interface.h>
 
 #include <list>
 #include <memory>
@@ -36,6 +38,10 @@ struct ServiceEntry {
   char const* resourceType;  // Constants::RESOURCE_TYPE, or null
   OperationEntry const* operations;  // in slot order
   std::size_t operationCount;
+  // The service bound through its own binder to an implementation that answers every call with
+  // "unsupported": so that a server can serve the whole catalogue, implemented or not. Null for
+  // services that have no generated binder.
+  std::shared_ptr<Provider::AsyncApiInterface> (*bindUnsupported)(std::shared_ptr<L10n::Localizer> const& localizer);
 };
 
 // Registration happens while libraries load; lookups may come from any thread afterwards. Both

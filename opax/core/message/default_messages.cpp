@@ -43,6 +43,7 @@ constexpr DefaultText kDefaultTexts[] = {
     {Ids::kInvalidInput, "The input of operation '{0}' is not valid."},
     {Ids::kInvalidOutput, "The output of operation '{0}' is not valid."},
     {Ids::kNoResult, "Operation '{0}' finished without reporting a result."},
+    {Ids::kNotImplemented, "This server does not implement operation '{0}'."},
     {Ids::kDuplicateResult, "Operation '{0}' reported more than one result."},
     {Ids::kTerminated, "The operation ended without delivering a result or an error."},
     {Ids::kUndeclaredError, "Operation '{0}' reported the error '{1}', which it does not declare."},

@@ -39,6 +39,7 @@ constexpr char const kUnknownInterface[] = "opax.provider.interface.unknown";  /
 constexpr char const kUnknownMethod[] = "opax.provider.method.unknown";        // interface, method
 constexpr char const kDuplicateInterface[] = "opax.provider.interface.duplicate";  // interface
 constexpr char const kNoResult[] = "opax.invoke.no.result";          // operation
+constexpr char const kNotImplemented[] = "opax.invoke.not.implemented";  // operation
 constexpr char const kDuplicateResult[] = "opax.invoke.result.duplicate";  // operation
 constexpr char const kTerminated[] = "opax.invoke.terminated";       // (none)
 

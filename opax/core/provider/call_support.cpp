@@ -1,5 +1,6 @@
 #include <opax/core/provider/call_support.h>
 
+#include <opax/core/data/optional_value.h>
 #include <opax/core/message/message_ids.h>
 
 namespace Opax {
@@ -42,6 +43,15 @@ bool RefuseInput(std::list<BaseMessage>& messages, std::shared_ptr<Data::StructV
   }
   completion.Deliver(Core::MethodResult::GetErrorInstance(Data::ErrorValue::GetInstance(kInvalidArgument, messages)));
   return true;
+}
+
+std::shared_ptr<Data::ErrorValue const> NotImplemented(char const* operation, bool unsupportedDeclared) {
+  auto error = Data::ErrorValue::GetInstance(
+      unsupportedDeclared ? "com.quarn.opax.std.errors.unsupported" : "com.quarn.opax.std.errors.error",
+      {BaseMessage::Make(MessageIds::kNotImplemented, {operation})});
+  error->SetField("error_type", std::make_shared<Data::OptionalValue const>(
+                                    Data::PrimitiveValue::GetInstance(std::string("UNSUPPORTED"))));
+  return error;
 }
 
 std::shared_ptr<Provider::AsyncApiMethodSignal> NewSignal(std::shared_ptr<Core::MethodIdentifier const> const& id,

@@ -60,6 +60,11 @@ struct Completion {
 bool RefuseInput(std::list<::Opax::BaseMessage>& messages, std::shared_ptr<::Opax::Data::StructValue const> const& unknown,
                  char const* inputType, char const* operation, Completion const& completion);
 
+// What the binder of a service without an implementation answers every call with: the
+// "unsupported" error when the operation declares it, else the generic "error" (which every
+// operation declares) with its error_type saying UNSUPPORTED, so that it is delivered as declared.
+std::shared_ptr<::Opax::Data::ErrorValue const> NotImplemented(char const* operation, bool unsupportedDeclared);
+
 std::shared_ptr<::Opax::Provider::AsyncApiMethodSignal> NewSignal(
     std::shared_ptr<::Opax::Core::MethodIdentifier const> const& id,
     std::shared_ptr<::Opax::Data::DataDefinition const> const& input,

@@ -67,7 +67,7 @@ Catalog::OperationEntry const kOperations[] = {
     {"hang", true, false, &NoInput, &Text, &Errors, nullptr, nullptr},
     {"slow", false, true, &NoInput, &Text, &Errors, nullptr, nullptr},
 };
-Catalog::ServiceEntry const kEchoEntry{kEcho, "EchoSvc", nullptr, kOperations, std::size(kOperations)};
+Catalog::ServiceEntry const kEchoEntry{kEcho, "EchoSvc", nullptr, kOperations, std::size(kOperations), nullptr};
 Catalog::Registration const kRegistration(&kEchoEntry);
 
 std::shared_ptr<Core::MethodIdentifier const> Method(std::string const& name) {

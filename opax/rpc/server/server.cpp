@@ -172,6 +172,7 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
     keepAlive_ = request.keep_alive();
     if (request.target() != kEndpoint) return Respond(http::status::not_found, "No such endpoint; JSON-RPC is served at /rpc.", false);
     if (request.method() != http::verb::post) return Respond(http::status::method_not_allowed, "Use POST.", false);
+    if (state_->options.dropRequest && state_->options.dropRequest()) return Close();
 
     RequestContext context;
     context.session = FindSession(request);

@@ -10,6 +10,7 @@
 #include <boost/optional.hpp>
 
 #include <chrono>
+#include <functional>
 #include <list>
 #include <memory>
 #include <string>
@@ -52,6 +53,10 @@ struct ServerOptions {
   std::shared_ptr<L10n::Localizer const> localizer;
   // The tasks that the hosted provider's "$task" calls start, served by the task service.
   std::shared_ptr<Provider::TaskRegistry> tasks;
+  // Asked once per request before it is handled, from the I/O threads: true closes the connection
+  // without a reply, as a server that crashed or lost its network would. For simulators that test
+  // how clients recover; real servers leave it empty.
+  std::function<bool()> dropRequest;
 };
 
 // JSON-RPC 2.0 over HTTP/1.1 (or HTTPS) in front of any provider, on its own I/O threads. One POST

@@ -68,7 +68,7 @@ Catalog::OperationEntry const kOperations[] = {
     {"count", false, true, &NoInput, &CountDef, &Errors, nullptr, nullptr},
     {"nothing", false, true, &NoInput, &VoidDef, &Errors, nullptr, nullptr},
 };
-Catalog::ServiceEntry const kJobsEntry{kJobs, "JobsSvc", nullptr, kOperations, std::size(kOperations)};
+Catalog::ServiceEntry const kJobsEntry{kJobs, "JobsSvc", nullptr, kOperations, std::size(kOperations), nullptr};
 Catalog::Registration const kRegistration(&kJobsEntry);
 
 DateTime At(int64_t ms) { return DateTime::FromEpochMilliseconds(ms); }

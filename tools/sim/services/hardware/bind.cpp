@@ -1,0 +1,7 @@
+#include "../module.h"
+
+namespace Sim {
+
+void BindHardware(Services const&, Bound&) {}
+
+}  // namespace Sim

@@ -1,0 +1,7 @@
+#include "../module.h"
+
+namespace Sim {
+
+void BindInventory(Services const&, Bound&) {}
+
+}  // namespace Sim

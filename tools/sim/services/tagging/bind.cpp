@@ -1,0 +1,7 @@
+#include "../module.h"
+
+namespace Sim {
+
+void BindTagging(Services const&, Bound&) {}
+
+}  // namespace Sim

@@ -1,0 +1,7 @@
+#include "../module.h"
+
+namespace Sim {
+
+void BindVirtualMachines(Services const&, Bound&) {}
+
+}  // namespace Sim

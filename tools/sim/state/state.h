@@ -1,0 +1,52 @@
+#pragma once
+
+// The simulated world: its store and the one thread that reads and changes it. Every operation
+// of every simulated service runs as a job on that thread, one after another, so that an
+// operation sees and leaves a consistent inventory without a lock anywhere; task operations
+// schedule their later steps on the same thread with timers.
+
+#include "store.h"
+
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
+
+#include <memory>
+#include <thread>
+#include <utility>
+
+namespace Sim {
+
+class State {
+ public:
+  explicit State(std::unique_ptr<Store> store);
+  // Runs the jobs already posted, then stops the thread.
+  ~State();
+  State(State const&) = delete;
+  State& operator=(State const&) = delete;
+
+  // Runs `job(store)` on the state thread. A job that throws is abandoned: the result object it
+  // holds, when destroyed unanswered, answers its caller with termination.
+  template <class Job>
+  void Run(Job job) {
+    boost::asio::post(context_, [this, job = std::move(job)]() mutable {
+      try {
+        job(*store_);
+      } catch (...) {
+      }
+    });
+  }
+
+  // For timers of task operations; their handlers run on the state thread.
+  boost::asio::io_context& context() { return context_; }
+  // Only on the state thread (in a job), or before the thread starts handling calls.
+  Store& store() { return *store_; }
+
+ private:
+  std::unique_ptr<Store> store_;
+  boost::asio::io_context context_;
+  boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_;
+  std::thread thread_;
+};
+
+}  // namespace Sim
