@@ -113,6 +113,9 @@ void FaultyProvider::InvokeAsync(std::shared_ptr<::Opax::Core::MethodIdentifier 
     }
     inner->InvokeAsync(method, input, activation, callback);
   };
+  // The simulator's own services stay reachable, so that faults can always be turned off again.
+  auto const& service = method->interfaceIdentifier();
+  if (service && service->name().rfind("com.quarn.sim.", 0) == 0) return inner_->InvokeAsync(method, input, activation, callback);
   auto const latency = faults_->latency();
   if (latency.count() == 0) return run();
   auto timer = std::make_shared<boost::asio::steady_timer>(timers_, latency);

@@ -49,8 +49,8 @@ class Faults {
   std::atomic<unsigned> error_{0};  // index into the standard errors' names
 };
 
-// The provider that the server hosts: delays and fails calls as `faults` say, then hands the rest
-// to `inner`. Delays wait on a timer of its own thread, never on an I/O thread.
+// The provider that the server hosts: delays and fails calls of the catalogue as `faults` say,
+// then hands them to `inner`; the simulator's own services are never delayed or failed. Delays wait on a timer of its own thread, never on an I/O thread.
 class FaultyProvider : public ::Opax::Provider::ApiProvider {
  public:
   FaultyProvider(std::shared_ptr<::Opax::Provider::ApiProvider> inner, std::shared_ptr<Faults const> faults);
