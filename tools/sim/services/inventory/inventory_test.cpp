@@ -2,6 +2,7 @@
 
 #include "../kinds.h"
 #include "../module.h"
+#include "../result.h"
 #include "../../seed/seed.h"
 
 #include <bindings/cluster.h>
