@@ -3,6 +3,7 @@
 #include "../kinds.h"
 #include "../module.h"
 #include "../result.h"
+#include "../test_await.h"
 #include "../../seed/seed.h"
 
 #include <bindings/cluster.h>
@@ -23,20 +24,6 @@ namespace Sim {
 namespace {
 
 namespace Nexar = ::Com::Quarn::Nexar;
-
-// The outcome of a call as a test compares it: "ok" or the standard error's short name.
-template <class T>
-std::pair<std::string, boost::optional<T>> Await(std::function<void(Result<T> const&)> const& start) {
-  auto promise = std::make_shared<std::promise<std::pair<std::string, boost::optional<T>>>>();
-  Result<T> result(typename Result<T>::Callback([promise](boost::optional<T> const& value, ErrorPtr const& error, ::Opax::Progress const&) {
-    if (error) promise->set_value({error->name().substr(error->name().rfind('.') + 1), boost::none});
-    else if (value) promise->set_value({"ok", value});
-  }));
-  auto future = promise->get_future();
-  start(result);
-  if (future.wait_for(std::chrono::seconds(5)) != std::future_status::ready) return {"no reply", boost::none};
-  return future.get();
-}
 
 // The built-in inventory, served through the generated stubs as a client sees it.
 class InventoryTest : public ::testing::Test {
