@@ -50,7 +50,7 @@ std::shared_ptr<Data::ErrorValue const> NotImplemented(char const* operation, bo
       unsupportedDeclared ? "com.quarn.opax.std.errors.unsupported" : "com.quarn.opax.std.errors.error",
       {BaseMessage::Make(MessageIds::kNotImplemented, {operation})});
   error->SetField("error_type", std::make_shared<Data::OptionalValue const>(
-                                    Data::PrimitiveValue::GetInstance(std::string("UNSUPPORTED"))));
+                                    Data::StringValue::GetInstance("UNSUPPORTED")));
   return error;
 }
 
