@@ -37,7 +37,8 @@ bool ParseOptions(int argc, char** argv, TourOptions& options, int& exitCode) {
   try {
     app.parse(argc, argv);
   } catch (CLI::ParseError const& error) {
-    exitCode = app.exit(error);
+    // CLI11 prints the help or the mistake; its own codes are folded into the two we document.
+    exitCode = app.exit(error) == 0 ? 0 : 2;
     return false;
   }
   if (!ReadPassword(passwordFile, options.password)) {

@@ -10,11 +10,12 @@ constexpr int kLabelWidth = 14;
 }  // namespace
 
 void Report::Step(std::string const& title) {
-  out_ << "\n" << ++step_ << ". " << title << "\n";
+  // Right-aligned numbers, so that the details of every step line up.
+  out_ << "\n" << std::right << std::setw(2) << ++step_ << ". " << title << "\n";
 }
 
 void Report::Detail(std::string const& label, std::string const& text) {
-  out_ << "   " << std::left << std::setw(kLabelWidth) << label << text << "\n";
+  out_ << "    " << std::left << std::setw(kLabelWidth) << label << text << "\n";
 }
 
 void Report::ShowMessages(std::list<::Opax::BaseMessage> const& messages) {
