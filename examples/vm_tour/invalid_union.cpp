@@ -17,7 +17,7 @@ bool IsInvalidArgument(ErrorPtr const& error) {
 
 // A union: mac_address is a member of the MANUAL case of mac_type only. Asking for a GENERATED
 // address and giving one anyway is a contradiction the server must refuse.
-std::shared_ptr<EthernetSvc::CreateSpec const> ContradictorySpec() {
+std::shared_ptr<EthernetSvc::CreateSpec const> ContradictoryAdapter() {
   return std::make_shared<EthernetSvc::CreateSpec const>(
       EthernetSvc::CreateSpec()
           .macType(EthernetSvc::MacAddressType(EthernetSvc::MacAddressType::GENERATED))
@@ -32,7 +32,7 @@ void ShowInvalidUnionRefusal(Services const& services, std::string const& vm, Re
   // so the refusal is the same whether or not the machine exists.
   std::string const target = vm.empty() ? std::string("vm-that-was-not-created") : vm;
   auto created = WaitFor<std::string>(
-      [&](auto const& result) { services.nics->Create(target, ContradictorySpec(), nullptr, result); });
+      [&](auto const& result) { services.nics->Create(target, ContradictoryAdapter(), nullptr, result); });
   if (!created.error) {
     return report.Failed("the server accepted the invalid request (adapter " + *created.value + ")", nullptr);
   }

@@ -19,7 +19,7 @@ std::string NewMachineName() {
 
 std::string CreateMachine(Services const& services, Placement const& placement, Report& report) {
   report.Step("Create a virtual machine");
-  // Specs are built with chained setters and passed as shared constant values: a stub never
+  // Requests are built with chained setters and passed as shared constant values: a stub never
   // copies or changes what it is given. What is left unset takes the server's defaults.
   VmSvc::PlacementSpec where;
   if (!placement.datastore.empty()) where.datastore(placement.datastore);
