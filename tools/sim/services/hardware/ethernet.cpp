@@ -91,17 +91,17 @@ ErrorPtr CreateEthernet(Store& store, std::string const& vm, EthernetSvc::Create
   if (!spec.backing()) {
     return InvalidArgument(Say("nexar.sim.hardware.nic.no_backing", "A network adapter needs a network to attach to."));
   }
-  std::shared_ptr<EthernetSvc::BackingInfo const> backing;
-  if (ErrorPtr error = ResolveBacking(store, *spec.backing(), backing)) return error;
-  int64_t slot = 0;
-  if (ErrorPtr error = AllocatePciSlot(store, vm, spec.pciSlotNumber(), false, slot)) return error;
+  // What the spec says of itself is checked before what it names in the inventory.
   auto const macType = spec.macType().value_or(EthernetSvc::MacAddressType::GENERATED);
   std::string mac;
   if (macType == EthernetSvc::MacAddressType::MANUAL) {
     if (ErrorPtr error = ManualMac(store, spec.macAddress(), "", mac)) return error;
-  } else {
-    mac = NewMacAddress(store);
   }
+  std::shared_ptr<EthernetSvc::BackingInfo const> backing;
+  if (ErrorPtr error = ResolveBacking(store, *spec.backing(), backing)) return error;
+  int64_t slot = 0;
+  if (ErrorPtr error = AllocatePciSlot(store, vm, spec.pciSlotNumber(), false, slot)) return error;
+  if (macType != EthernetSvc::MacAddressType::MANUAL) mac = NewMacAddress(store);
   EthernetSvc::Info info;
   info.type(spec.type().value_or(EthernetSvc::EmulationType::VMXNET3));
   info.uptCompatibilityEnabled(spec.uptCompatibilityEnabled()).uptV2CompatibilityEnabled(spec.uptV2CompatibilityEnabled());
