@@ -227,7 +227,7 @@ void BM_SimEthernetGet(benchmark::State& state) {
   client->session(*token);
   // The first machine of the inventory that has a network adapter.
   auto const machines = Wait<std::list<std::shared_ptr<::Com::Quarn::Nexar::VmSvc::Summary const>>>([&](auto const& result) {
-    ::Com::Quarn::Nexar::VmSvc::AsyncServiceStub(apiStub).List(nullptr, nullptr, result);
+    ::Com::Quarn::Nexar::VmSvc::AsyncServiceStub(apiStub).List({}, nullptr, result);
   });
   for (auto const& machine : machines.value_or(decltype(machines)::value_type())) {
     auto const nics = Wait<std::list<std::shared_ptr<Ethernet::Summary const>>>([&](auto const& result) {
