@@ -24,14 +24,14 @@ namespace {
 
 constexpr char kPassword[] = "test-password-1";
 
-struct Run {
+struct Outcome {
   int exit = -1;
   std::string out, err;
 };
 
 // Runs `program` with `args`, `input` on its standard input and `env` added to the environment;
 // killed after 60 seconds so that a hung call fails the test instead of stalling it.
-Run RunProgram(char const* program, std::vector<std::string> const& args, std::string const& input = "",
+Outcome RunProgram(char const* program, std::vector<std::string> const& args, std::string const& input = "",
                std::vector<std::string> const& env = {}) {
   int in[2], out[2], err[2];
   if (::pipe(in) != 0 || ::pipe(out) != 0 || ::pipe(err) != 0) return {};
@@ -53,7 +53,7 @@ Run RunProgram(char const* program, std::vector<std::string> const& args, std::s
   ::close(err[1]);
   if (!input.empty()) (void)!::write(in[1], input.data(), input.size());
   ::close(in[1]);
-  Run run;
+  Outcome run;
   pollfd fds[2] = {{out[0], POLLIN, 0}, {err[0], POLLIN, 0}};
   std::string* sinks[2] = {&run.out, &run.err};
   auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
@@ -129,11 +129,11 @@ class EndToEnd : public ::testing::Test {
   }
 
   // nexar against the simulator, with a configuration directory of the test's own.
-  static Run Nexar(std::vector<std::string> args, std::string const& input = "") {
+  static Outcome Nexar(std::vector<std::string> args, std::string const& input = "") {
     args.insert(args.begin(), {"--server", url_});
     return RunProgram(NEXAR_BIN, args, input, {"XDG_CONFIG_HOME=" + config_, "LANG=C"});
   }
-  static Run Login() { return Nexar({"login", "--user", "admin", "--password-stdin"}, std::string(kPassword) + "\n"); }
+  static Outcome Login() { return Nexar({"login", "--user", "admin", "--password-stdin"}, std::string(kPassword) + "\n"); }
 
   static pid_t simulator_;
   static std::string url_;
@@ -149,7 +149,7 @@ TEST_F(EndToEnd, LoginKeepsAPrivateSessionThatCallsUseAndLogoutEnds) {
   EXPECT_EQ(Nexar({"call", "com.quarn.sim.control", "get_faults"}).exit, kExitUnauthenticated);
   EXPECT_EQ(Nexar({"login", "--user", "admin", "--password-stdin"}, "wrong\n").exit, kExitUnauthenticated);
 
-  Run const login = Login();
+  Outcome const login = Login();
   ASSERT_EQ(login.exit, kExitOk) << login.err;
   struct stat info {};
   ASSERT_EQ(::stat(file.c_str(), &info), 0);
@@ -158,7 +158,7 @@ TEST_F(EndToEnd, LoginKeepsAPrivateSessionThatCallsUseAndLogoutEnds) {
   EXPECT_EQ(info.st_mode & 0777, 0700u);
   EXPECT_EQ(login.out.find(kPassword), std::string::npos);
 
-  Run const call = Nexar({"call", "com.quarn.sim.control", "get_faults"});
+  Outcome const call = Nexar({"call", "com.quarn.sim.control", "get_faults"});
   EXPECT_EQ(call.exit, kExitOk) << call.err;
   EXPECT_NE(call.out.find("\"latency_ms\": 0"), std::string::npos) << call.out;
 
@@ -193,7 +193,7 @@ TEST_F(EndToEnd, CommandsAnswerWithTheirOutputAndExitCode) {
       {{"__complete", "describe", "com.quarn.sim.control"}, kExitOk, "restore_snapshot\n"},
   };
   for (auto const& c : cases) {
-    Run const run = Nexar(c.args);
+    Outcome const run = Nexar(c.args);
     EXPECT_EQ(run.exit, c.exit) << c.args[0] << " " << c.args.back() << ": " << run.err;
     std::string const& where = c.exit == kExitOk ? run.out : run.err;
     EXPECT_NE(where.find(c.inOut), std::string::npos) << c.args.back() << ": " << where;
@@ -202,20 +202,20 @@ TEST_F(EndToEnd, CommandsAnswerWithTheirOutputAndExitCode) {
 
 TEST_F(EndToEnd, BadInputIsRefusedBeforeAnythingIsSent) {
   // Nothing listens on the named server: refusing the input must not even try to connect.
-  Run const bad = RunProgram(NEXAR_BIN, {"--server", "http://127.0.0.1:1", "call", "com.quarn.sim.control",
+  Outcome const bad = RunProgram(NEXAR_BIN, {"--server", "http://127.0.0.1:1", "call", "com.quarn.sim.control",
                                          "set_faults", R"({"faults":{"latency_ms":"slow"}})"});
   EXPECT_EQ(bad.exit, kExitUsage) << bad.err;
-  Run const good = RunProgram(NEXAR_BIN, {"--server", "http://127.0.0.1:1", "call", "com.quarn.sim.control",
+  Outcome const good = RunProgram(NEXAR_BIN, {"--server", "http://127.0.0.1:1", "call", "com.quarn.sim.control",
                                           "get_faults"});
   EXPECT_EQ(good.exit, kExitUnreachable) << good.err;
 }
 
 TEST_F(EndToEnd, WithoutAServerAnEmbeddedSimulatorAnswers) {
-  Run const run = RunProgram(NEXAR_BIN, {"call", "com.quarn.sim.control", "get_faults"}, "",
+  Outcome const run = RunProgram(NEXAR_BIN, {"call", "com.quarn.sim.control", "get_faults"}, "",
                              {"XDG_CONFIG_HOME=" + config_});
   EXPECT_EQ(run.exit, kExitOk) << run.err;
   EXPECT_NE(run.out.find("\"drop_rate\""), std::string::npos) << run.out;
-  Run const login = RunProgram(NEXAR_BIN, {"login"}, "", {"XDG_CONFIG_HOME=" + config_});
+  Outcome const login = RunProgram(NEXAR_BIN, {"login"}, "", {"XDG_CONFIG_HOME=" + config_});
   EXPECT_EQ(login.exit, kExitOk);
   EXPECT_NE(login.out.find("Nothing to do"), std::string::npos);
 }

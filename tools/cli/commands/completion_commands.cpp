@@ -10,7 +10,7 @@ namespace {
 
 // Bash asks `nexar __complete` for the candidates of the word being typed, given the words
 // before it; compgen then keeps those that start with what is typed.
-constexpr char kBashScript[] = R"(# bash completion for nexar: source it, or put it in /etc/bash_completion.d/nexar
+constexpr char kBashScript[] = R"bash(# bash completion for nexar: source it, or put it in /etc/bash_completion.d/nexar
 _nexar() {
   local current="${COMP_WORDS[COMP_CWORD]}"
   local candidates
@@ -18,7 +18,7 @@ _nexar() {
   COMPREPLY=($(compgen -W "$candidates" -- "$current"))
 }
 complete -F _nexar nexar
-)";
+)bash";
 
 // The options whose next word is their value, not a command word.
 bool TakesValue(std::string const& option) {
