@@ -18,8 +18,7 @@ int main(int argc, char** argv) {
   app.add_option("--ca-file", context.connection.caFile, "PEM file of the certificates to trust for HTTPS")
       ->check(CLI::ExistingFile);
   app.add_flag("--insecure", context.connection.insecure, "Do not verify the server's TLS certificate");
-  long timeoutSeconds = 60;
-  app.add_option("--timeout", timeoutSeconds, "Seconds to wait for each reply")->capture_default_str()->check(
+  app.add_option("--timeout", context.connection.timeoutSeconds, "Seconds to wait for each reply")->capture_default_str()->check(
       CLI::Range(1, 86400));
   std::map<std::string, Cli::OutputFormat> const formats{{"json", Cli::OutputFormat::Json},
                                                          {"table", Cli::OutputFormat::Table}};
@@ -34,8 +33,6 @@ int main(int argc, char** argv) {
   Cli::AddTaskCommand(app, context);
   Cli::AddCompletionCommands(app, context);
 
-  // Subcommand callbacks run after the whole line is parsed, so the timeout is set by then.
-  app.parse_complete_callback([&] { context.connection.timeout = std::chrono::seconds(timeoutSeconds); });
   try {
     app.parse(argc, argv);
   } catch (CLI::ParseError const& error) {

@@ -17,7 +17,7 @@ std::string NamedServer(ConnectionOptions const& options) {
 
 std::unique_ptr<Connection> Connection::Open(ConnectionOptions const& options, std::ostream& err) {
   std::unique_ptr<Connection> connection(new Connection());
-  connection->timeout_ = options.timeout;
+  connection->timeout_ = std::chrono::seconds(options.timeoutSeconds);
   connection->url_ = NamedServer(options);
   std::list<::Opax::BaseMessage> messages;
   if (connection->url_.empty()) {
@@ -36,7 +36,7 @@ std::unique_ptr<Connection> Connection::Open(ConnectionOptions const& options, s
   client.url = connection->url_;
   client.caFile = options.caFile;
   client.verifyPeer = !options.insecure;
-  client.callTimeout = options.timeout;
+  client.callTimeout = connection->timeout_;
   client.acceptLanguage = UserLanguage();
   connection->client_ = ::Opax::Rpc::RpcClient::Create(client, messages);
   if (!connection->client_) {

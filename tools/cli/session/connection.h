@@ -17,7 +17,7 @@ struct ConnectionOptions {
   std::string server;  // --server, else NEXAR_SERVER; empty: the embedded simulator
   std::string caFile;
   bool insecure = false;
-  std::chrono::seconds timeout{60};
+  long timeoutSeconds = 60;  // for each reply
 };
 
 // The server `nexar` talks to: a remote one, with the kept session when it is for that server,
