@@ -189,8 +189,8 @@ TEST_F(EndToEnd, CommandsAnswerWithTheirOutputAndExitCode) {
       {{"call", "com.quarn.sim.control", "get_faults", "{not json"}, kExitUsage, "does not fit"},
       {{"call", "com.quarn.sim.control", "no_such_op"}, kExitUsage, "no operation"},
       {{"task", "get", "no-such-task"}, kExitOperationError, "not_found"},
-      {{"__complete", "call"}, kExitOk, "com.quarn.sim.control\n"},
-      {{"__complete", "describe", "com.quarn.sim.control"}, kExitOk, "restore_snapshot\n"},
+      {{"__complete", "--", "call"}, kExitOk, "com.quarn.sim.control\n"},
+      {{"__complete", "--", "describe", "--server", "x", "com.quarn.sim.control"}, kExitOk, "restore_snapshot\n"},
   };
   for (auto const& c : cases) {
     Outcome const run = Nexar(c.args);

@@ -14,7 +14,7 @@ constexpr char kBashScript[] = R"bash(# bash completion for nexar: source it, or
 _nexar() {
   local current="${COMP_WORDS[COMP_CWORD]}"
   local candidates
-  candidates="$(nexar __complete "${COMP_WORDS[@]:1:COMP_CWORD-1}" 2>/dev/null)"
+  candidates="$(nexar __complete -- "${COMP_WORDS[@]:1:COMP_CWORD-1}" 2>/dev/null)"
   COMPREPLY=($(compgen -W "$candidates" -- "$current"))
 }
 complete -F _nexar nexar
@@ -66,9 +66,10 @@ void AddCompletionCommands(CLI::App& app, CommandContext& context) {
   // Hidden (no description): the completion script's question, not a command for people.
   auto* complete = app.add_subcommand("__complete", "");
   complete->group("");
-  complete->prefix_command();
-  complete->callback([complete, &context] {
-    WriteCandidates(complete->remaining());
+  auto words = std::make_shared<std::vector<std::string>>();
+  complete->add_option("words", *words);
+  complete->callback([words, &context] {
+    WriteCandidates(*words);
     context.exitCode = kExitOk;
   });
 }

@@ -59,7 +59,9 @@ std::vector<std::pair<std::string, DataDefinition const*>> FieldsToSet(StructDef
       if (!tag || Resolved(tag.get())->type() == DefinitionType::Optional) continue;
       boost::logic::tribool const required = unionCase->IsActiveFor(FirstText(tag.get()));
       if (boost::logic::indeterminate(required) || !required) continue;
-      definition = unionCase->elementType().get();
+      // A case field that its tag requires must be set, even where its type is optional.
+      chosen.emplace_back(name, Unwrapped(unionCase->elementType().get()));
+      continue;
     }
     if (Resolved(definition)->type() == DefinitionType::Optional) continue;
     chosen.emplace_back(name, definition);
