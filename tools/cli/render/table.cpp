@@ -45,6 +45,10 @@ bool IsListOfStructures(::Opax::Data::ListValue const& list) {
 }
 
 void WriteTable(std::ostream& out, ::Opax::Data::ListValue const& list) {
+  if (list.values().empty()) {
+    out << "(no rows)\n";
+    return;
+  }
   std::vector<std::string> columns;
   std::map<std::string, std::size_t> widths;
   for (auto const& element : list.values()) {

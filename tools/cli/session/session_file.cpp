@@ -60,8 +60,10 @@ bool SaveSession(SavedSession const& session, std::string& error) {
     error = "cannot write " + temporary + ": " + std::strerror(errno);
     return false;
   }
-  std::string const text = session.server + "\n" + session.token.reveal() + "\n";
-  bool ok = ::fchmod(fd, 0600) == 0 && ::write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+  // Held as a secret, so that the token's copy is wiped once written.
+  ::Opax::SecretString const text(session.server + "\n" + session.token.reveal() + "\n");
+  std::string const& bytes = text.reveal();
+  bool ok = ::fchmod(fd, 0600) == 0 && ::write(fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
   ok = ::close(fd) == 0 && ok;
   if (!ok || ::rename(temporary.c_str(), path.c_str()) != 0) {
     error = "cannot write " + path + ": " + std::strerror(errno);
