@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <poll.h>
+#include <pty.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -218,6 +219,46 @@ TEST_F(EndToEnd, WithoutAServerAnEmbeddedSimulatorAnswers) {
   Outcome const login = RunProgram(NEXAR_BIN, {"login"}, "", {"XDG_CONFIG_HOME=" + config_});
   EXPECT_EQ(login.exit, kExitOk);
   EXPECT_NE(login.out.find("Nothing to do"), std::string::npos);
+}
+
+// Reads what the terminal shows until `until` appears or the deadline passes.
+std::string ReadTerminal(int fd, std::string const& until, std::string shown = "") {
+  auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  pollfd poller{fd, POLLIN, 0};
+  while (shown.find(until) == std::string::npos && std::chrono::steady_clock::now() < deadline) {
+    if (::poll(&poller, 1, 500) <= 0) continue;
+    char buffer[512];
+    ssize_t const n = ::read(fd, buffer, sizeof buffer);
+    if (n <= 0) break;
+    shown.append(buffer, static_cast<std::size_t>(n));
+  }
+  return shown;
+}
+
+// The password prompt on a real terminal: typed without echo, and the login goes through.
+// TODO(someday): the progress bar of a "$task" call under the same terminal, once the simulator
+// serves an operation in its task form.
+TEST_F(EndToEnd, PasswordPromptOnATerminalDoesNotEcho) {
+  int terminal = -1;
+  pid_t const pid = ::forkpty(&terminal, nullptr, nullptr, nullptr);
+  ASSERT_GE(pid, 0);
+  if (pid == 0) {
+    ::setenv("XDG_CONFIG_HOME", config_.c_str(), 1);
+    ::execl(NEXAR_BIN, NEXAR_BIN, "--server", url_.c_str(), "login", "--user", "admin", static_cast<char*>(nullptr));
+    ::_exit(127);
+  }
+  std::string shown = ReadTerminal(terminal, "Password: ");
+  ASSERT_NE(shown.find("Password: "), std::string::npos) << shown;
+  std::string const typed = std::string(kPassword) + "\n";
+  ASSERT_EQ(::write(terminal, typed.data(), typed.size()), static_cast<ssize_t>(typed.size()));
+  shown = ReadTerminal(terminal, "Logged in", shown);
+  if (shown.find("Logged in") == std::string::npos) ::kill(pid, SIGKILL);
+  int status = 0;
+  ::waitpid(pid, &status, 0);
+  ::close(terminal);
+  EXPECT_NE(shown.find("Logged in"), std::string::npos) << shown;
+  EXPECT_EQ(shown.find(kPassword), std::string::npos) << shown;
+  EXPECT_EQ(Nexar({"logout"}).exit, kExitOk);
 }
 
 }  // namespace

@@ -19,10 +19,11 @@ bool ReadPassword(bool fromStdin, ::Opax::SecretString& password) {
   if (::tcgetattr(STDIN_FILENO, &saved) != 0) return false;
   termios quiet = saved;
   quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+  // Echo goes off before the prompt shows, so that nothing typed after it is echoed or dropped.
+  if (::tcsetattr(STDIN_FILENO, TCSANOW, &quiet) != 0) return false;
   std::cerr << "Password: " << std::flush;
-  ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
   bool const read = static_cast<bool>(std::getline(std::cin, line));
-  ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved);
+  ::tcsetattr(STDIN_FILENO, TCSANOW, &saved);
   std::cerr << "\n";
   password = ::Opax::SecretString(std::move(line));
   return read;
