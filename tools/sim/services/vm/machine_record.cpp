@@ -126,7 +126,8 @@ void SaveUnregistered(Store& store, Machine const& machine) {
 boost::optional<Machine> LoadUnregistered(Store& store, std::string const& key) {
   auto row = store.Get(kUnregistered, key);
   if (!row) return boost::none;
-  json::object const& bundle = AsObject(json::parse(row->doc));
+  json::value const parsed = json::parse(row->doc);
+  json::object const& bundle = AsObject(parsed);
   auto part = [&bundle](char const* name) {
     json::value const* value = bundle.if_contains(name);
     if (!value) throw std::runtime_error("an unregistered machine's bundle is incomplete");
