@@ -25,7 +25,24 @@ class CloneTaskTest : public MachineFixture {
     auto spec = std::make_shared<VmSvc::CloneSpec const>(VmSvc::CloneSpec().source(source).name(name));
     return Await<std::string>([&](auto const& r) { vms_->Clone(spec, nullptr, r); }).outcome;
   }
+  std::string Relocate(std::string const& vm, VmSvc::PlacementSpec const& placement) {
+    auto spec = std::make_shared<VmSvc::RelocateSpec const>(
+        VmSvc::RelocateSpec().placement(std::make_shared<VmSvc::PlacementSpec const>(placement)));
+    return Await<::Opax::Void>([&](auto const& r) { vms_->Relocate(vm, spec, nullptr, r); }).outcome;
+  }
 };
+
+TEST_F(CloneTaskTest, RelocateMovesOnlyWhatItIsGiven) {
+  std::string const vm = Machine("mover", PowerState::POWERED_ON);
+  auto const before = Info(vm);
+  ASSERT_EQ(Relocate(vm, VmSvc::PlacementSpec().folder(std::string("group-v7"))), "ok");
+  auto const after = Info(vm);
+  EXPECT_EQ(after->placement()->folder(), "group-v7");
+  EXPECT_EQ(after->placement()->host(), before->placement()->host());
+  EXPECT_EQ(after->placement()->datastore(), before->placement()->datastore());
+  EXPECT_EQ(after->power()->state(), PowerState::POWERED_ON) << "a running machine keeps running";
+  EXPECT_EQ(Relocate("vm-404", VmSvc::PlacementSpec()), "not_found");
+}
 
 TEST_F(CloneTaskTest, ProgressAdvancesToTheCopyAndTheSourceIsBusyMeanwhile) {
   std::string const source = Machine("source", PowerState::POWERED_ON);
@@ -33,6 +50,7 @@ TEST_F(CloneTaskTest, ProgressAdvancesToTheCopyAndTheSourceIsBusyMeanwhile) {
   ASSERT_EQ(task.rfind("error", 0), std::string::npos) << task;
 
   EXPECT_EQ(PlainClone(source, "second"), "resource_busy");
+  EXPECT_EQ(Relocate(source, VmSvc::PlacementSpec().folder(std::string("group-v7"))), "resource_busy");
   EXPECT_EQ(Await<::Opax::Void>([&](auto const& r) { vms_->Delete(source, nullptr, r); }).outcome, "resource_busy");
 
   std::set<int64_t> seen;

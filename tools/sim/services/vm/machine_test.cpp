@@ -63,6 +63,26 @@ TEST_F(MachineTest, NamesAreUniquePerFolder) {
   EXPECT_NE(Info(*first.value)->name(), Info(*second.value)->name());
 }
 
+TEST_F(MachineTest, CreateChecksItsSettings) {
+  using Entry = Vm::Hardware::Boot::DeviceSvc::EntryCreateSpec;
+  auto const cdrom = std::make_shared<Entry const>(BootDeviceType(BootDeviceType::CDROM));
+  struct {
+    char const* name;
+    VmSvc::CreateSpec spec;
+    char const* outcome;
+  } const cases[] = {
+      {"defaults", VmSvc::CreateSpec(), "ok"},
+      {"uneven sockets", VmSvc::CreateSpec().cpu(std::make_shared<CpuSvc::UpdateSpec const>(CpuSvc::UpdateSpec().count(3).coresPerSocket(2))),
+       "invalid_argument"},
+      {"too little memory", VmSvc::CreateSpec().memory(std::make_shared<MemorySvc::UpdateSpec const>(MemorySvc::UpdateSpec().sizeMiB(2))),
+       "invalid_argument"},
+      {"a device twice in the boot order", VmSvc::CreateSpec().bootDevices(std::list<std::shared_ptr<Entry const>>{cdrom, cdrom}),
+       "invalid_argument"},
+      {"an empty name", VmSvc::CreateSpec().name(std::string()), "invalid_argument"},
+  };
+  for (auto const& c : cases) EXPECT_EQ(Create(c.spec).outcome, c.outcome) << c.name;
+}
+
 TEST_F(MachineTest, GetAssemblesTheWholeMachine) {
   VmSvc::CreateSpec spec;
   spec.name(std::string("whole")).guestOs(std::string("LINUX_64")).notes(std::string("for tests"));
