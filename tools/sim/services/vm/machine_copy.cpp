@@ -19,7 +19,7 @@ ErrorPtr CheckNicUpdates(Store& store, std::string const& vm,
   return nullptr;
 }
 
-// The copy as `spec` asks for it, not yet given an id.
+// The copy as the caller asks for it, not yet given an id.
 ErrorPtr DescribeClone(Store& store, VmSvc::CloneSpec const& spec, Machine const& source, Machine& copy,
                        std::set<std::string>& disksToRemove) {
   copy = source;

@@ -25,7 +25,7 @@ std::string MadeUpName(Store& store, std::string const& folder, std::string cons
   }
 }
 
-// The machine `spec` describes, apart from its devices.
+// The machine the caller describes, apart from its devices.
 ErrorPtr Describe(Store& store, VmSvc::CreateSpec const& spec, Machine& machine) {
   Record& record = machine.record;
   Inventory::Placement placement;

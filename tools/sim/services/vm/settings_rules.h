@@ -1,7 +1,7 @@
 #pragma once
 
 // The rules of the machine-wide settings, shared by the services that change them and by create
-// and clone, which start from defaults or from the source and apply a spec the same way.
+// and clone, which start from defaults or from the source and apply a caller's changes the same way.
 
 #include "machine_record.h"
 #include "../errors.h"
@@ -16,7 +16,7 @@ HardwareInfo DefaultHardware(Vm::HardwareSvc::Version version);
 // The newest version the simulated hosts run.
 Vm::HardwareSvc::Version NewestVersion();
 
-// Each applies `spec` to `info` in the machine's power state and answers the first rule broken
+// Each applies the requested changes to `info` in the machine's power state and answers the first rule broken
 // (InvalidArgument for values out of range, NotAllowedInCurrentState for changes that a running
 // machine does not take); `info` is left as it was then.
 ErrorPtr ApplyCpu(Vm::Hardware::CpuSvc::UpdateSpec const& spec, PowerState::EnumType power, CpuInfo& info);
