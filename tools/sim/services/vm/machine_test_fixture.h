@@ -5,6 +5,9 @@
 
 #include "machine_service.h"
 
+#include "../../seed/seed.h"
+#include "../kinds.h"
+
 #include <opax/core/invocation/api_stub.h>
 #include <opax/core/provider/in_process_provider.h>
 
@@ -54,10 +57,13 @@ class MachineFixture : public ::testing::Test {
   MachineFixture() {
     std::list<::Opax::BaseMessage> messages;
     state_ = std::make_shared<State>(Store::Open(":memory:", messages));
+    Services const services{state_, std::make_shared<::Opax::L10n::Localizer>()};
     Bound bound;
-    BindMachineServices(Services{state_, std::make_shared<::Opax::L10n::Localizer>()},
-                        CopyTiming{4, std::chrono::milliseconds(60)}, bound);
+    BindMachineServices(services, CopyTiming{4, std::chrono::milliseconds(60)}, bound);
+    BindInventory(services, bound);
+    BindHardware(services, bound);
     for (auto const& service : bound) provider_->Register(service);
+    PlaceOnTheBuiltInInventory();
     auto channel = ::Opax::Stub::AsyncApiStub::GetInstance(provider_);
     vms_ = VmSvc::AsyncServiceStub::GetInstance(channel);
     power_ = PowerSvc::AsyncServiceStub::GetInstance(channel);
@@ -66,7 +72,10 @@ class MachineFixture : public ::testing::Test {
     hardware_ = HardwareSvc::AsyncServiceStub::GetInstance(channel);
   }
 
-  Reply<std::string> Create(VmSvc::CreateSpec const& spec) {
+  Reply<std::string> Create(VmSvc::CreateSpec spec) {
+    if (!spec.placement() && !cluster_.empty()) {
+      spec.placement(std::make_shared<VmSvc::PlacementSpec const>(VmSvc::PlacementSpec().cluster(cluster_)));
+    }
     auto shared = std::make_shared<VmSvc::CreateSpec const>(spec);
     return Await<std::string>([&](auto const& r) { vms_->Create(shared, nullptr, r); });
   }
@@ -96,7 +105,23 @@ class MachineFixture : public ::testing::Test {
     return names;
   }
 
-  // Declared first so that it goes last: jobs still queued run against it.
+  // Where the built-in inventory exists, machines go to one of its clusters; without one the
+  // placement is left to the inventory area, which then takes what it is given.
+  void PlaceOnTheBuiltInInventory() {
+    auto const seeds = DefaultSeed();
+    if (seeds.empty() || seeds.front().text.find('{') == std::string::npos) return;
+    std::list<::Opax::BaseMessage> messages;
+    ASSERT_TRUE(RunSeed({seeds.front()}, *provider_, messages));
+    std::promise<std::string> cluster;
+    state_->Run([&cluster](Store& store) {
+      auto const clusters = store.List(Kinds::kCluster);
+      cluster.set_value(clusters.empty() ? std::string() : clusters.front().id);
+    });
+    cluster_ = cluster.get_future().get();
+  }
+
+  std::string cluster_;
+  // Declared before the provider so that it goes after it: jobs still queued run against it.
   std::shared_ptr<State> state_;
   std::shared_ptr<::Opax::Core::InProcessProvider> provider_ = std::make_shared<::Opax::Core::InProcessProvider>();
   std::shared_ptr<VmSvc::AsyncServiceStub> vms_;
