@@ -17,8 +17,6 @@ readonly PACKAGES=(
 # Fuzzing alone needs clang and its libFuzzer runtime: only `./run.sh fuzz` installs them.
 readonly FUZZ_PACKAGES=(clang libclang-rt-14-dev)
 
-# The program `./run.sh demo` runs once it exists.
-readonly DEMO=build/dev/tools/nexar-demo
 
 # A leak fails a test like any other fault, and the first report stops the test, so that it is the
 # last thing the test printed. A developer's own settings win.
@@ -113,10 +111,7 @@ run_tests() {
 
 run_demo() {
   build dev
-  if [[ -x "$DEMO" ]]; then
-    exec "$DEMO" "$@"
-  fi
-  say "the demo program does not exist yet (it will be $DEMO)."
+  tools/demo/demo.sh build/dev
 }
 
 # Runs every libFuzzer target for SECONDS (60 by default) from its seed corpus in fuzz/corpus,
@@ -157,7 +152,8 @@ usage: ./run.sh COMMAND [ARGS...]
   test         install what is missing, build, run every test (dev), then the runtime's and the
                call path's tests under AddressSanitizer and UndefinedBehaviorSanitizer (asan)
                and under ThreadSanitizer (tsan)
-  demo         install what is missing, build, run the demo
+  demo         install what is missing, build, and tour nexar-sim over HTTPS with the nexar
+               command line and the example program of examples/
   bench [ARGS] build and run every benchmark; ARGS go to each (e.g. --benchmark_filter=Json)
   build        install what is missing and build the dev preset
   fuzz [SECS]  install clang, build the fuzz preset and run every fuzz target for SECS (60)

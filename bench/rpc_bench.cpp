@@ -1,6 +1,7 @@
 // Calls over loopback with the full path on both sides: the generated stub, the JSON-RPC client,
 // HTTP, the server's JSON decoding, validation, the binder and a trivial implementation of
-// EthernetSvc::Get whose result is the Info of bindings_bench, and the same way back.
+// EthernetSvc::Get whose result is the Info of bindings_bench, and the same way back; then the
+// same calls served by nexar-sim from its state.
 //
 // Each server runs in a child process of its own (one with one I/O thread, one with two), so that
 // its CPU time per call can be read from /proc apart from the callers'. Servers listen on
@@ -11,6 +12,11 @@
 #include <opax/core/provider/in_process_provider.h>
 #include <opax/rpc/client/client.h>
 #include <opax/rpc/server/server.h>
+#ifdef NEXAR_BENCH_SIM
+#include <bindings/vm.h>
+#include <opax/cis/session.h>
+#include <tools/sim/simulator.h>
+#endif
 
 #include <benchmark/benchmark.h>
 
@@ -52,30 +58,41 @@ struct Child {
   unsigned short port = 0;
 };
 
-// Forks a server with `threads` I/O threads; it runs until the parent goes.
-Child StartServer(unsigned threads) {
+// Forks a child that starts a server with `serve` (which returns its port, 0 when it failed) and
+// runs until the parent goes.
+template <class Serve>
+Child StartChild(Serve serve) {
   int fds[2];
   if (pipe(fds) != 0) return {};
   pid_t const pid = fork();
   if (pid == 0) {
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     close(fds[0]);
-    auto provider = std::make_shared<::Opax::Core::InProcessProvider>();
-    provider->Register(Ethernet::AsyncServiceBinder::BindImplementation(std::make_shared<Adapters>()));
-    ::Opax::Rpc::ServerOptions options;
-    options.threads = threads;
-    ::Opax::Rpc::RpcServer server(provider, options);
-    std::list<::Opax::BaseMessage> messages;
-    unsigned short port = server.Start(messages) ? server.port() : 0;
-    if (write(fds[1], &port, sizeof port) != sizeof port) _exit(1);
-    close(fds[1]);
-    for (;;) pause();
+    serve([&](unsigned short port) {
+      if (write(fds[1], &port, sizeof port) != sizeof port) _exit(1);
+      close(fds[1]);
+      for (;;) pause();
+    });
+    _exit(1);
   }
   close(fds[1]);
   Child child{pid, 0};
   if (read(fds[0], &child.port, sizeof child.port) != sizeof child.port) child.port = 0;
   close(fds[0]);
   return child;
+}
+
+// The bare server: a trivial implementation of the one measured operation, `threads` I/O threads.
+Child StartServer(unsigned threads) {
+  return StartChild([threads](auto const& ready) {
+    auto provider = std::make_shared<::Opax::Core::InProcessProvider>();
+    provider->Register(Ethernet::AsyncServiceBinder::BindImplementation(std::make_shared<Adapters>()));
+    ::Opax::Rpc::ServerOptions options;
+    options.threads = threads;
+    ::Opax::Rpc::RpcServer server(provider, options);
+    std::list<::Opax::BaseMessage> messages;
+    ready(server.Start(messages) ? server.port() : 0);
+  });
 }
 
 Child& Server(unsigned threads) {
@@ -96,16 +113,16 @@ double CpuMicros(pid_t pid) {
   return (user + system) * 1e6 / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
-// args: server threads, concurrent callers.
-void BM_RpcEthernetGet(benchmark::State& state) {
-  Child const& server = Server(static_cast<unsigned>(state.range(0)));
-  auto const callers = static_cast<std::size_t>(state.range(1));
-  if (server.port == 0) return state.SkipWithError("the server did not start");
+// `callers` threads call EthernetSvc::Get(vm, nic) on `server` as fast as they can, each waiting for
+// its reply, for at most 4000 calls or 3 seconds each.
+void MeasureEthernetGet(benchmark::State& state, Child const& server, std::size_t callers, std::string const& vm,
+                        std::string const& nic, ::Opax::SecretString const& session = {}) {
   ::Opax::Rpc::ClientOptions options;
   options.url = "http://127.0.0.1:" + std::to_string(server.port);
   options.connections = callers;
   std::list<::Opax::BaseMessage> messages;
   auto client = ::Opax::Rpc::RpcClient::Create(options, messages);
+  client->session(session);
   auto stub = Ethernet::AsyncServiceStub(::Opax::Stub::AsyncApiStub::GetInstance(client));
 
   constexpr std::size_t kCallsPerCaller = 4000;
@@ -128,7 +145,7 @@ void BM_RpcEthernetGet(benchmark::State& state) {
           ::Opax::AsyncResult<InfoPtr> result(::Opax::AsyncResult<InfoPtr>::Callback(
               [&done](boost::optional<InfoPtr> const& value, std::shared_ptr<::Opax::Data::ErrorValue const> const&,
                       ::Opax::Progress const&) { done.set_value(static_cast<bool>(value)); }));
-          stub.Get("vm-1", "nic-1", nullptr, result);
+          stub.Get(vm, nic, nullptr, result);
           if (!done.get_future().get()) ++failed[c];
           perCaller[c].push_back(std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - begin).count());
         }
@@ -150,6 +167,13 @@ void BM_RpcEthernetGet(benchmark::State& state) {
   state.counters["p99_us"] = latencies.empty() ? 0 : latencies[latencies.size() * 99 / 100];
   state.counters["server_cpu_us_per_call"] = calls ? cpu / static_cast<double>(calls) : 0;
 }
+
+// args: server threads, concurrent callers.
+void BM_RpcEthernetGet(benchmark::State& state) {
+  Child const& server = Server(static_cast<unsigned>(state.range(0)));
+  if (server.port == 0) return state.SkipWithError("the server did not start");
+  MeasureEthernetGet(state, server, static_cast<std::size_t>(state.range(1)), "vm-1", "nic-1");
+}
 BENCHMARK(BM_RpcEthernetGet)
     ->ArgNames({"server_threads", "callers"})
     ->ArgsProduct({{1, 2}, {1, 4, 16}})
@@ -157,18 +181,90 @@ BENCHMARK(BM_RpcEthernetGet)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
 
+#ifdef NEXAR_BENCH_SIM
+// The same calls served by nexar-sim (one I/O thread, the built-in inventory, a session): the
+// machine's adapter is read from its state, so this measures what the simulator adds to the
+// bare server above.
+constexpr char kSimPassword[] = "bench-only";
+
+Child& Simulated() {
+  static Child simulator = StartChild([](auto const& ready) {
+    Sim::SimulatorOptions options;
+    options.password = kSimPassword;
+    options.server.threads = 1;
+    Sim::Simulator sim(options);
+    std::list<::Opax::BaseMessage> messages;
+    ready(sim.Start(messages) ? sim.port() : 0);
+  });
+  return simulator;
+}
+
+template <class T, class Call>
+boost::optional<T> Wait(Call call) {
+  std::promise<boost::optional<T>> done;
+  ::Opax::AsyncResult<T> result(typename ::Opax::AsyncResult<T>::Callback(
+      [&done](boost::optional<T> const& value, std::shared_ptr<::Opax::Data::ErrorValue const> const& error,
+              ::Opax::Progress const&) {
+        if (value || error) done.set_value(value);
+      }));
+  call(result);
+  return done.get_future().get();
+}
+
+// args: concurrent callers.
+void BM_SimEthernetGet(benchmark::State& state) {
+  Child const& server = Simulated();
+  if (server.port == 0) return state.SkipWithError("the simulator did not start");
+  ::Opax::Rpc::ClientOptions options;
+  options.url = "http://127.0.0.1:" + std::to_string(server.port);
+  std::list<::Opax::BaseMessage> messages;
+  auto client = ::Opax::Rpc::RpcClient::Create(options, messages);
+  auto const apiStub = ::Opax::Stub::AsyncApiStub::GetInstance(client);
+  auto const token = Wait<::Opax::SecretString>([&](auto const& result) {
+    ::Com::Quarn::Cis::SessionSvc::AsyncServiceStub(apiStub).Create("admin", ::Opax::SecretString(kSimPassword), nullptr, result);
+  });
+  if (!token) return state.SkipWithError("cannot log in");
+  client->session(*token);
+  // The first machine of the inventory that has a network adapter.
+  auto const machines = Wait<std::list<std::shared_ptr<::Com::Quarn::Nexar::VmSvc::Summary const>>>([&](auto const& result) {
+    ::Com::Quarn::Nexar::VmSvc::AsyncServiceStub(apiStub).List({}, nullptr, result);
+  });
+  for (auto const& machine : machines.value_or(decltype(machines)::value_type())) {
+    auto const nics = Wait<std::list<std::shared_ptr<Ethernet::Summary const>>>([&](auto const& result) {
+      Ethernet::AsyncServiceStub(apiStub).List(machine->vm(), nullptr, result);
+    });
+    if (nics && !nics->empty()) {
+      return MeasureEthernetGet(state, server, static_cast<std::size_t>(state.range(0)), machine->vm(),
+                                nics->front()->nic(), *token);
+    }
+  }
+  state.SkipWithError("no machine of the inventory has a network adapter");
+}
+BENCHMARK(BM_SimEthernetGet)
+    ->ArgNames({"callers"})
+    ->ArgsProduct({{1, 4, 16}})
+    ->Iterations(1)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+#endif
+
 }  // namespace
 
 int main(int argc, char** argv) {
   // The servers are forked before any thread exists in this process.
   Server(1);
   Server(2);
+#ifdef NEXAR_BENCH_SIM
+  Simulated();
+#endif
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
-  kill(Server(1).pid, SIGTERM);
-  kill(Server(2).pid, SIGTERM);
-  waitpid(Server(1).pid, nullptr, 0);
-  waitpid(Server(2).pid, nullptr, 0);
+  std::vector<pid_t> children{Server(1).pid, Server(2).pid};
+#ifdef NEXAR_BENCH_SIM
+  children.push_back(Simulated().pid);
+#endif
+  for (pid_t child : children) kill(child, SIGTERM);
+  for (pid_t child : children) waitpid(child, nullptr, 0);
   return 0;
 }

@@ -10,6 +10,22 @@ if(TARGET opax_rpc)
 endif()
 set_target_properties(nexar_runtime PROPERTIES EXPORT_NAME runtime)
 
+# The installed libraries need one another (the bindings load opax-cis and opax-std, which load
+# opax-core): each looks for the others beside itself, so that a prefix works wherever it is put,
+# with no LD_LIBRARY_PATH. A consumer's own executables find them through the run path CMake gives
+# them to the imported libraries' directory.
+foreach(_target IN LISTS _nexar_targets)
+  get_target_property(_type ${_target} TYPE)
+  if(NOT _type STREQUAL "INTERFACE_LIBRARY")
+    set_target_properties(${_target} PROPERTIES INSTALL_RPATH "$ORIGIN")
+  endif()
+endforeach()
+# The installed programs look in the prefix's library directory, by the same relative path.
+file(RELATIVE_PATH _nexar_bin_to_lib ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+if(TARGET nexar-sim)
+  set_target_properties(nexar-sim PROPERTIES INSTALL_RPATH "$ORIGIN/${_nexar_bin_to_lib}")
+endif()
+
 install(TARGETS ${_nexar_targets} EXPORT nexarTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}

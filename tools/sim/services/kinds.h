@@ -45,6 +45,15 @@ constexpr char kHost[] = "HostSystem";
 constexpr char kResourcePool[] = "ResourcePool";
 constexpr char kDatastore[] = "Datastore";
 constexpr char kNetwork[] = "Network";
+constexpr char kDistributedSwitch[] = "DistributedVirtualSwitch";
+
+// Tagging (tagging/): categories, tags (parent: their category), one association row per tagged
+// object (parent: the object, whatever its kind) and one label row per host label (parent: the
+// host), so that removing an object removes what is attached to it by its id alone.
+constexpr char kTagCategory[] = "TagCategory";
+constexpr char kTag[] = "Tag";
+constexpr char kTagAssociation[] = "TagAssociation";
+constexpr char kHostLabel[] = "com.quarn.nexar.host.tags";
 
 }  // namespace Kinds
 }  // namespace Sim

@@ -4,7 +4,7 @@
 // calling thread, but a provider over the network answers on one of its own, so the client
 // waits on a future either way and never assumes which thread delivers.
 
-#include "server_errors.h"
+#include <opax/core/data/compound_value.h>
 
 #include <opax/core/invocation/async_result.h>
 
@@ -15,22 +15,22 @@
 #include <memory>
 #include <string>
 
-namespace Demo {
+namespace Sim {
 
-// A call that outlives this is reported as failed: the demo must end even against a server that
+// A call that outlives this is reported as failed: a test must end even against a server that
 // never answers.
-constexpr std::chrono::seconds kReplyTimeout{5};
+constexpr std::chrono::seconds kReplyTimeout{10};
 
 template <class T>
 struct Reply {
   boost::optional<T> value;
-  ErrorPtr error;
+  std::shared_ptr<::Opax::Data::ErrorValue const> error;
 };
 
-inline ErrorPtr NoReply() {
+inline std::shared_ptr<::Opax::Data::ErrorValue const> NoReply() {
   return ::Opax::Data::ErrorValue::GetInstance(
       "com.quarn.opax.std.errors.timed_out",
-      {Note("nexar.demo.no_reply", "No reply within " + std::to_string(kReplyTimeout.count()) + " s.")});
+      {::Opax::BaseMessage("nexar.sim.test.no_reply", "No reply within " + std::to_string(kReplyTimeout.count()) + " s.", {})});
 }
 
 template <class T, class Start>
@@ -47,7 +47,7 @@ Reply<T> Await(Start&& start) {
   using Result = ::Opax::AsyncResult<T, ::Opax::AsyncResultTerminateCbPolicy>;
   auto promise = std::make_shared<std::promise<Reply<T>>>();
   Result result(typename Result::Callback(
-      [promise](boost::optional<T> const& value, ErrorPtr const& error, ::Opax::Progress const&) {
+      [promise](boost::optional<T> const& value, std::shared_ptr<::Opax::Data::ErrorValue const> const& error, ::Opax::Progress const&) {
         // The result object delivers one final outcome at most; progress carries neither.
         if (value || error) promise->set_value(Reply<T>{value, error});
       }));
@@ -60,10 +60,10 @@ Reply<std::string> AwaitTaskId(Start&& start) {
   using Result = ::Opax::AsyncTaskResult<T, ::Opax::AsyncTaskResultTerminateCbPolicy>;
   auto promise = std::make_shared<std::promise<Reply<std::string>>>();
   Result result(typename Result::Callback(
-      [promise](::Opax::TaskResult<T> const& slot, ErrorPtr const& error, ::Opax::Progress const&) {
+      [promise](::Opax::TaskResult<T> const& slot, std::shared_ptr<::Opax::Data::ErrorValue const> const& error, ::Opax::Progress const&) {
         if (slot.taskId || error) promise->set_value(Reply<std::string>{slot.taskId, error});
       }));
   return AwaitReply(*promise, [&] { start(result); });
 }
 
-}  // namespace Demo
+}  // namespace Sim
