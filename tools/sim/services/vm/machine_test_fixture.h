@@ -62,6 +62,7 @@ class MachineFixture : public ::testing::Test {
     BindMachineServices(services, CopyTiming{4, std::chrono::milliseconds(60)}, bound);
     BindInventory(services, bound);
     BindHardware(services, bound);
+    BindTagging(services, bound);
     for (auto const& service : bound) provider_->Register(service);
     PlaceOnTheBuiltInInventory();
     auto channel = ::Opax::Stub::AsyncApiStub::GetInstance(provider_);
@@ -111,13 +112,24 @@ class MachineFixture : public ::testing::Test {
     auto const seeds = DefaultSeed();
     if (seeds.empty() || seeds.front().text.find('{') == std::string::npos) return;
     std::list<::Opax::BaseMessage> messages;
-    ASSERT_TRUE(RunSeed({seeds.front()}, *provider_, messages));
+    ASSERT_TRUE(RunSeed({seeds.front()}, *provider_, messages)) << (messages.empty() ? std::string("none") : messages.back().id() + ": " + messages.back().defaultMessage());
     std::promise<std::string> cluster;
     state_->Run([&cluster](Store& store) {
       auto const clusters = store.List(Kinds::kCluster);
       cluster.set_value(clusters.empty() ? std::string() : clusters.front().id);
     });
     cluster_ = cluster.get_future().get();
+  }
+
+  // The objects of `kind` under `parent`, read on the state thread.
+  std::vector<std::string> Children(char const* kind, std::string const& parent) {
+    std::promise<std::vector<std::string>> ids;
+    state_->Run([&](Store& store) {
+      std::vector<std::string> found;
+      for (auto const& row : store.Children(kind, parent)) found.push_back(row.id);
+      ids.set_value(found);
+    });
+    return ids.get_future().get();
   }
 
   std::string cluster_;
