@@ -121,6 +121,7 @@ constexpr char kAny[] = "SELECT 1 FROM objects LIMIT 1";
 }  // namespace
 
 void Store::Put(Row const& row) {
+  decoded_.erase(Key(row.kind, row.id));
   Call call(db_, Prepared(kPut), {&row.kind, &row.id, &row.parent, &row.doc});
   call.Next();
 }
@@ -148,6 +149,7 @@ std::vector<Store::Row> Store::Children(std::string const& kind, std::string con
 }
 
 bool Store::Remove(std::string const& kind, std::string const& id) {
+  decoded_.erase(Key(kind, id));
   Call call(db_, Prepared(kRemove), {&kind, &id});
   call.Next();
   return sqlite3_changes(db_) > 0;
@@ -171,6 +173,7 @@ Store::Transaction::Transaction(Store& store) : store_(store) { store_.Execute("
 
 Store::Transaction::~Transaction() {
   if (done_) return;
+  store_.decoded_.clear();
   try {
     store_.Execute("ROLLBACK");
   } catch (...) {
@@ -205,6 +208,7 @@ bool Store::RestoreSnapshot(std::string const& name) {
     Call any(db_, Prepared("SELECT 1 FROM snapshot_names WHERE name = ?1"), {&name});
     if (!any.Next()) return false;
   }
+  decoded_.clear();
   Transaction transaction(*this);
   // The counters stay: ids handed out after the snapshot are not handed out again.
   Execute("DELETE FROM objects");
@@ -214,6 +218,15 @@ bool Store::RestoreSnapshot(std::string const& name) {
   }
   transaction.Commit();
   return true;
+}
+
+Store::Decoded* Store::FindDecoded(std::string const& kind, std::string const& id) {
+  auto const found = decoded_.find(Key(kind, id));
+  return found == decoded_.end() ? nullptr : &found->second;
+}
+
+void Store::KeepDecoded(std::string const& kind, std::string const& id, Decoded decoded) {
+  decoded_[Key(kind, id)] = std::move(decoded);
 }
 
 std::vector<std::string> Store::Snapshots() {

@@ -11,6 +11,8 @@
 #include <list>
 #include <memory>
 #include <string>
+#include <typeindex>
+#include <unordered_map>
 #include <vector>
 
 struct sqlite3;
@@ -68,13 +70,27 @@ class Store {
   std::vector<std::string> Snapshots();
   bool Empty();
 
+  // Documents already read, kept decoded by native type (see Load in document.h), so that the
+  // gets and lists a client repeats decode nothing. Every change to a row drops its entry; a
+  // rollback or a restored snapshot drops them all.
+  struct Decoded {
+    std::type_index type = typeid(void);
+    std::shared_ptr<void const> value;
+    std::string parent;
+  };
+  Decoded* FindDecoded(std::string const& kind, std::string const& id);
+  void KeepDecoded(std::string const& kind, std::string const& id, Decoded decoded);
+
  private:
   explicit Store(sqlite3* db) : db_(db) {}
   void Execute(char const* sql);
   sqlite3_stmt* Prepared(char const* sql);
 
+  static std::string Key(std::string const& kind, std::string const& id) { return kind + '\n' + id; }
+
   sqlite3* db_;
   std::vector<std::pair<char const*, sqlite3_stmt*>> statements_;
+  std::unordered_map<std::string, Decoded> decoded_;
 };
 
 }  // namespace Sim

@@ -14,9 +14,8 @@ DeviceKind const kScsiKind{Kinds::kScsiAdapter, "SCSI adapter", "scsi", "SCSI co
 DeviceKind const kNvmeKind{Kinds::kNvmeAdapter, "NVMe adapter", "nvme", "NVMe controller"};
 
 PowerSvc::State PowerState(Store& store, std::string const& vm) {
-  auto row = store.Get(Kinds::kPower, vm);
-  if (!row) return PowerSvc::State::POWERED_OFF;
-  return FromDocument<PowerSvc::Info>(row->doc).state();
+  auto power = Load<PowerSvc::Info>(store, Kinds::kPower, vm);
+  return power ? power->state() : PowerSvc::State(PowerSvc::State::POWERED_OFF);
 }
 
 bool Running(Store& store, std::string const& vm) { return PowerState(store, vm) != PowerSvc::State::POWERED_OFF; }

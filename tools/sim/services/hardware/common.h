@@ -77,9 +77,10 @@ std::string FirstFreeLabel(DeviceKind const& kind, std::set<std::string> const& 
 
 template <class Info>
 boost::optional<Info> LoadDevice(Store& store, DeviceKind const& kind, std::string const& vm, std::string const& id) {
-  auto row = store.Get(kind.kind, id);
-  if (!row || row->parent != vm) return boost::none;
-  return FromDocument<Info>(row->doc);
+  std::string machine;
+  auto info = Load<Info>(store, kind.kind, id, &machine);
+  if (!info || machine != vm) return boost::none;
+  return *info;
 }
 
 template <class Info>
@@ -104,6 +105,18 @@ void RunOnMachine(State& state, std::string const& vm, Result<T> const& result, 
     T out{};
     if (ErrorPtr error = job(store, out)) return result.SetError(error);
     transaction.Commit();
+    result.SetResult(out);
+  });
+}
+
+// As RunOnMachine for a job that only reads: no transaction to open and commit on every get and
+// list, the calls a client makes most.
+template <class T, class Job>
+void ReadOnMachine(State& state, std::string const& vm, Result<T> const& result, Job job) {
+  state.Run([vm, result, job](Store& store) {
+    if (!store.Exists(Kinds::kVirtualMachine, vm)) return result.SetError(NotFound("virtual machine", vm));
+    T out{};
+    if (ErrorPtr error = job(store, out)) return result.SetError(error);
     result.SetResult(out);
   });
 }

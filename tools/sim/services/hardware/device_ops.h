@@ -42,7 +42,7 @@ using RemovalRule = std::function<ErrorPtr(Store&, std::string const& vm, Info c
 template <class Summary>
 void ListDevices(State& state, DeviceKind const& kind, std::string const& vm,
                  Result<std::list<std::shared_ptr<Summary const>>> const& result) {
-  RunOnMachine(state, vm, result, [&kind, vm](Store& store, std::list<std::shared_ptr<Summary const>>& out) -> ErrorPtr {
+  ReadOnMachine(state, vm, result, [&kind, vm](Store& store, std::list<std::shared_ptr<Summary const>>& out) -> ErrorPtr {
     for (auto const& row : store.Children(kind.kind, vm)) out.push_back(std::make_shared<Summary const>(row.id));
     return nullptr;
   });
@@ -51,7 +51,7 @@ void ListDevices(State& state, DeviceKind const& kind, std::string const& vm,
 template <class Info>
 void GetDevice(State& state, DeviceKind const& kind, std::string const& vm, std::string const& id,
                Result<std::shared_ptr<Info const>> const& result) {
-  RunOnMachine(state, vm, result, [&kind, vm, id](Store& store, std::shared_ptr<Info const>& out) -> ErrorPtr {
+  ReadOnMachine(state, vm, result, [&kind, vm, id](Store& store, std::shared_ptr<Info const>& out) -> ErrorPtr {
     auto info = LoadDevice<Info>(store, kind, vm, id);
     if (!info) return NotFound(kind.what, id);
     out = std::make_shared<Info const>(AsReported(store, vm, std::move(*info)));
