@@ -1,7 +1,4 @@
-// The real `nexar` against a real `nexar-sim` over loopback.
-//
-// Today only the simulator's control service, sessions and tasks answer; once the VM operations
-// land, the good call, the operation error and --output table switch to "com.quarn.nexar.vm".
+// The real `nexar` against a real `nexar-sim` over loopback (and its embedded simulator).
 
 #include "exit_codes.h"
 
@@ -190,6 +187,11 @@ TEST_F(EndToEnd, CommandsAnswerWithTheirOutputAndExitCode) {
       {{"call", "com.quarn.sim.control", "get_faults", "{not json"}, kExitUsage, "does not fit"},
       {{"call", "com.quarn.sim.control", "no_such_op"}, kExitUsage, "no operation"},
       {{"task", "get", "no-such-task"}, kExitOperationError, "not_found"},
+      {{"call", "com.quarn.nexar.vm", "get", R"({"vm":"vm-999"})"}, kExitOperationError, "not_found"},
+      {{"call", "com.quarn.nexar.vm", "list", "--output", "table"}, kExitOk, "POWER_STATE"},
+      // A task off a terminal: plain progress lines, then the clone's id.
+      {{"call", "com.quarn.nexar.vm", "clone", "--task", R"({"spec":{"source":"vm-3","name":"lines-clone"}})"}, kExitOk,
+       "\"vm-"},
       {{"__complete", "--", "call"}, kExitOk, "com.quarn.sim.control\n"},
       {{"__complete", "--", "describe", "--server", "x", "com.quarn.sim.control"}, kExitOk, "restore_snapshot\n"},
   };
@@ -235,9 +237,30 @@ std::string ReadTerminal(int fd, std::string const& until, std::string shown = "
   return shown;
 }
 
+// A task call on a real terminal (the embedded simulator's): a bar redrawn in place up to 100%,
+// then the result.
+TEST_F(EndToEnd, ATaskShowsAProgressBarOnATerminal) {
+  int terminal = -1;
+  pid_t const pid = ::forkpty(&terminal, nullptr, nullptr, nullptr);
+  ASSERT_GE(pid, 0);
+  if (pid == 0) {
+    ::setenv("XDG_CONFIG_HOME", config_.c_str(), 1);
+    ::unsetenv("NEXAR_SERVER");
+    ::execl(NEXAR_BIN, NEXAR_BIN, "call", "com.quarn.nexar.vm", "clone", "--task",
+            R"({"spec":{"source":"vm-3","name":"terminal-clone"}})", static_cast<char*>(nullptr));
+    ::_exit(127);
+  }
+  std::string const shown = ReadTerminal(terminal, "\"vm-");
+  if (shown.find("\"vm-") == std::string::npos) ::kill(pid, SIGKILL);
+  int status = 0;
+  ::waitpid(pid, &status, 0);
+  ::close(terminal);
+  EXPECT_NE(shown.find("\r\x1b[K"), std::string::npos) << "redrawn in place: " << shown;
+  EXPECT_NE(shown.find("100%"), std::string::npos) << shown;
+  EXPECT_EQ(shown.find("progress: "), std::string::npos) << "no plain lines on a terminal: " << shown;
+}
+
 // The password prompt on a real terminal: typed without echo, and the login goes through.
-// TODO(someday): the progress bar of a "$task" call under the same terminal, once the simulator
-// serves an operation in its task form.
 TEST_F(EndToEnd, PasswordPromptOnATerminalDoesNotEcho) {
   int terminal = -1;
   pid_t const pid = ::forkpty(&terminal, nullptr, nullptr, nullptr);
