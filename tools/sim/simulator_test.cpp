@@ -42,7 +42,7 @@ struct Client {
     stub = ::Opax::Stub::AsyncApiStub::GetInstance(rpc);
     if (!login) return;
     Session::AsyncServiceStub session(stub);
-    auto const token = Await<::Opax::SecretString>([&](auto const& result) {
+    auto const token = Testing::Await<::Opax::SecretString>([&](auto const& result) {
       session.Create(simulator.user(), ::Opax::SecretString(simulator.password()), nullptr, result);
     });
     EXPECT_TRUE(token.value);
@@ -84,12 +84,12 @@ TEST(Simulator, CallsNeedALoginAndUnimplementedOperationsSaySo) {
 
   Client anonymous(simulator, false);
   Deployment::AsyncServiceStub refused(anonymous.stub);
-  auto const unauthenticated = Await<std::shared_ptr<Deployment::Info const>>([&](auto const& result) { refused.Get(nullptr, result); });
+  auto const unauthenticated = Testing::Await<std::shared_ptr<Deployment::Info const>>([&](auto const& result) { refused.Get(nullptr, result); });
   EXPECT_EQ(ErrorName(unauthenticated.error), "com.quarn.opax.std.errors.unauthenticated");
 
   Client client(simulator, true);
   Deployment::AsyncServiceStub deployment(client.stub);
-  auto const unsupported = Await<std::shared_ptr<Deployment::Info const>>([&](auto const& result) { deployment.Get(nullptr, result); });
+  auto const unsupported = Testing::Await<std::shared_ptr<Deployment::Info const>>([&](auto const& result) { deployment.Get(nullptr, result); });
   ASSERT_TRUE(unsupported.error);
   auto const messagesOf = unsupported.error->messages();
   ASSERT_FALSE(messagesOf.empty());
@@ -106,10 +106,10 @@ TEST(Simulator, FaultsChangeWhileItRunsAndNeverBlockTheControls) {
   Deployment::AsyncServiceStub deployment(client.stub);
   auto const set = [&](double failure, char const* error, double drop, long latency) {
     auto faults = std::make_shared<Control::Faults const>(latency, failure, ::Com::Quarn::Opax::Std::Errors::ErrorType::FromText(error), drop);
-    return Await<::Opax::Void>([&](auto const& result) { control.SetFaults(faults, nullptr, result); });
+    return Testing::Await<::Opax::Void>([&](auto const& result) { control.SetFaults(faults, nullptr, result); });
   };
   auto const call = [&] {
-    return Await<std::shared_ptr<Deployment::Info const>>([&](auto const& result) { deployment.Get(nullptr, result); });
+    return Testing::Await<std::shared_ptr<Deployment::Info const>>([&](auto const& result) { deployment.Get(nullptr, result); });
   };
 
   EXPECT_TRUE(set(1.0, "RESOURCE_BUSY", 0, 0).value);
@@ -126,7 +126,7 @@ TEST(Simulator, FaultsChangeWhileItRunsAndNeverBlockTheControls) {
   EXPECT_EQ(ErrorName(call().error), "com.quarn.opax.std.errors.service_unavailable") << "the connection was dropped";
   std::string problem;
   EXPECT_TRUE(simulator.faults()->Set(FaultSettings(), problem));
-  auto const got = Await<std::shared_ptr<Control::Faults const>>([&](auto const& result) { control.GetFaults(nullptr, result); });
+  auto const got = Testing::Await<std::shared_ptr<Control::Faults const>>([&](auto const& result) { control.GetFaults(nullptr, result); });
   ASSERT_TRUE(got.value);
   EXPECT_EQ((*got.value)->dropRate(), 0.0);
 }
@@ -142,14 +142,14 @@ TEST(Simulator, ARestartKeepsWhatWasAcknowledged) {
     ASSERT_TRUE(simulator.Start(messages));
     Client client(simulator, true);
     Control::AsyncServiceStub control(client.stub);
-    EXPECT_TRUE(Await<::Opax::Void>([&](auto const& result) { control.SaveSnapshot("before-restart", nullptr, result); }).value);
+    EXPECT_TRUE(Testing::Await<::Opax::Void>([&](auto const& result) { control.SaveSnapshot("before-restart", nullptr, result); }).value);
   }
   Simulator simulator(options);
   std::list<::Opax::BaseMessage> messages;
   ASSERT_TRUE(simulator.Start(messages));
   Client client(simulator, true);
   Control::AsyncServiceStub control(client.stub);
-  auto const names = Await<std::list<std::string>>([&](auto const& result) { control.ListSnapshots(nullptr, result); });
+  auto const names = Testing::Await<std::list<std::string>>([&](auto const& result) { control.ListSnapshots(nullptr, result); });
   ASSERT_TRUE(names.value);
   EXPECT_EQ(*names.value, std::list<std::string>{"before-restart"});
   std::remove(path.c_str());

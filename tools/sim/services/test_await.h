@@ -6,6 +6,7 @@
 
 #include "errors.h"
 #include "result.h"
+#include "../testing/await.h"
 
 #include <boost/optional.hpp>
 
@@ -21,19 +22,8 @@ namespace Sim {
 // "ok" with the value, or the standard error's short name ("not_found"), or "no reply".
 template <class T>
 std::pair<std::string, boost::optional<T>> Await(std::function<void(Result<T> const&)> const& start) {
-  auto promise = std::make_shared<std::promise<std::pair<std::string, boost::optional<T>>>>();
-  Result<T> result(typename Result<T>::Callback(
-      [promise](boost::optional<T> const& value, ErrorPtr const& error, ::Opax::Progress const&) {
-        if (error) {
-          promise->set_value({error->name().substr(error->name().rfind('.') + 1), boost::none});
-        } else if (value) {
-          promise->set_value({"ok", value});
-        }
-      }));
-  auto future = promise->get_future();
-  start(result);
-  if (future.wait_for(std::chrono::seconds(5)) != std::future_status::ready) return {"no reply", boost::none};
-  return future.get();
+  auto reply = Testing::Await<T>(start);
+  return {reply.outcome, reply.value};
 }
 
 }  // namespace Sim

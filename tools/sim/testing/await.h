@@ -1,11 +1,11 @@
 #pragma once
 
-// Waiting for a generated stub's outcome. The in-process provider answers plain calls on the
-// calling thread, but a provider over the network answers on one of its own, so the client
-// waits on a future either way and never assumes which thread delivers.
+// For tests: a generated stub's outcome, waited for. The in-process provider may answer on the
+// calling thread, the simulator's services answer on its state thread and a network client on its
+// own, so a test waits on a future either way, bounded so that a service that never answers
+// fails the test instead of hanging it.
 
 #include <opax/core/data/compound_value.h>
-
 #include <opax/core/invocation/async_result.h>
 
 #include <boost/optional.hpp>
@@ -16,54 +16,38 @@
 #include <string>
 
 namespace Sim {
+namespace Testing {
 
-// A call that outlives this is reported as failed: a test must end even against a server that
-// never answers.
 constexpr std::chrono::seconds kReplyTimeout{10};
+
+using ErrorPtr = std::shared_ptr<::Opax::Data::ErrorValue const>;
 
 template <class T>
 struct Reply {
   boost::optional<T> value;
-  std::shared_ptr<::Opax::Data::ErrorValue const> error;
+  ErrorPtr error;
+  // "ok", the error's short name ("not_found", from its id), or "no reply".
+  std::string outcome;
 };
 
-inline std::shared_ptr<::Opax::Data::ErrorValue const> NoReply() {
-  return ::Opax::Data::ErrorValue::GetInstance(
-      "com.quarn.opax.std.errors.timed_out",
-      {::Opax::BaseMessage("nexar.sim.test.no_reply", "No reply within " + std::to_string(kReplyTimeout.count()) + " s.", {})});
-}
-
-template <class T, class Start>
-Reply<T> AwaitReply(std::promise<Reply<T>>& promise, Start&& start) {
-  auto future = promise.get_future();
-  start();
-  if (future.wait_for(kReplyTimeout) != std::future_status::ready) return Reply<T>{boost::none, NoReply()};
-  return future.get();
-}
+inline std::string ShortName(ErrorPtr const& error) { return error->name().substr(error->name().rfind('.') + 1); }
 
 // Calls `start(result)` with a plain operation's result object and waits for its final outcome.
 template <class T, class Start>
 Reply<T> Await(Start&& start) {
   using Result = ::Opax::AsyncResult<T, ::Opax::AsyncResultTerminateCbPolicy>;
   auto promise = std::make_shared<std::promise<Reply<T>>>();
-  Result result(typename Result::Callback(
-      [promise](boost::optional<T> const& value, std::shared_ptr<::Opax::Data::ErrorValue const> const& error, ::Opax::Progress const&) {
-        // The result object delivers one final outcome at most; progress carries neither.
-        if (value || error) promise->set_value(Reply<T>{value, error});
-      }));
-  return AwaitReply(*promise, [&] { start(result); });
+  Result result(typename Result::Callback([promise](boost::optional<T> const& value, ErrorPtr const& error,
+                                                    ::Opax::Progress const&) {
+    // The result object delivers one final outcome at most; progress carries neither.
+    if (error) promise->set_value(Reply<T>{boost::none, error, ShortName(error)});
+    else if (value) promise->set_value(Reply<T>{value, nullptr, "ok"});
+  }));
+  auto future = promise->get_future();
+  start(result);
+  if (future.wait_for(kReplyTimeout) != std::future_status::ready) return Reply<T>{boost::none, nullptr, "no reply"};
+  return future.get();
 }
 
-// Calls `start(result)` with a task operation's result object and waits for the task's id.
-template <class T, class Start>
-Reply<std::string> AwaitTaskId(Start&& start) {
-  using Result = ::Opax::AsyncTaskResult<T, ::Opax::AsyncTaskResultTerminateCbPolicy>;
-  auto promise = std::make_shared<std::promise<Reply<std::string>>>();
-  Result result(typename Result::Callback(
-      [promise](::Opax::TaskResult<T> const& slot, std::shared_ptr<::Opax::Data::ErrorValue const> const& error, ::Opax::Progress const&) {
-        if (slot.taskId || error) promise->set_value(Reply<std::string>{slot.taskId, error});
-      }));
-  return AwaitReply(*promise, [&] { start(result); });
-}
-
+}  // namespace Testing
 }  // namespace Sim

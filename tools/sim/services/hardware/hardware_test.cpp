@@ -1,4 +1,5 @@
 #include "common.h"
+#include "../../testing/await.h"
 
 #include <opax/core/provider/in_process_provider.h>
 
@@ -15,17 +16,9 @@ namespace {
 // Waits for a stub call's outcome; "ok" or the error's short name ("resource_in_use").
 template <class T, class Start>
 std::string Outcome(Start&& start, boost::optional<T>* value = nullptr) {
-  auto promise = std::make_shared<std::promise<std::pair<boost::optional<T>, ErrorPtr>>>();
-  Result<T> result(typename Result<T>::Callback([promise](boost::optional<T> const& v, ErrorPtr const& e, ::Opax::Progress const&) {
-    if (v || e) promise->set_value({v, e});
-  }));
-  auto future = promise->get_future();
-  start(result);
-  if (future.wait_for(std::chrono::seconds(5)) != std::future_status::ready) return "no reply";
-  auto const outcome = future.get();
-  if (value) *value = outcome.first;
-  if (!outcome.second) return "ok";
-  return outcome.second->name().substr(outcome.second->name().rfind('.') + 1);
+  auto const reply = Testing::Await<T>(std::forward<Start>(start));
+  if (value) *value = reply.value;
+  return reply.outcome;
 }
 
 // The services as a client sees them, over an in-process provider, with machines put straight

@@ -12,6 +12,8 @@
 #include <opax/core/provider/in_process_provider.h>
 
 #include <boost/optional/optional_io.hpp>
+#include "../../testing/await.h"
+
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -26,27 +28,8 @@ using MemorySvc = Vm::Hardware::MemorySvc;
 using HardwareSvc = Vm::HardwareSvc;
 using TaskState = ::Opax::Provider::TaskRegistry::State;
 
-// "ok", or the last part of the standard error's name ("not_found").
-template <class T>
-struct Reply {
-  boost::optional<T> value;
-  std::string outcome;
-};
-
-// Waits for a plain operation's outcome; a call that never answers is reported, not waited for.
-template <class T, class Start>
-Reply<T> Await(Start&& start) {
-  using Plain = ::Opax::AsyncResult<T, ::Opax::AsyncResultTerminateCbPolicy>;
-  auto promise = std::make_shared<std::promise<Reply<T>>>();
-  Plain result(typename Plain::Callback([promise](boost::optional<T> const& value, ErrorPtr const& error, ::Opax::Progress const&) {
-    if (error) promise->set_value(Reply<T>{boost::none, error->name().substr(error->name().rfind('.') + 1)});
-    else if (value) promise->set_value(Reply<T>{value, "ok"});
-  }));
-  auto future = promise->get_future();
-  start(result);
-  if (future.wait_for(std::chrono::seconds(10)) != std::future_status::ready) return Reply<T>{boost::none, "no reply"};
-  return future.get();
-}
+using Testing::Await;
+using Testing::Reply;
 
 class MachineFixture : public ::testing::Test {
  public:
