@@ -8,30 +8,29 @@
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/steady_timer.hpp>
 
+#include <array>
 #include <iterator>
 #include <random>
 
 namespace Sim {
 namespace {
 
-// The standard errors a fault may be, by the short name of their ids.
+// The standard errors a fault may be, by the short name of their ids ("com.quarn.opax.std.errors."
+// + name), built once: a failed call names its error without building a string.
 constexpr char const* kErrors[] = {
     "service_unavailable", "error", "internal_server_error", "timed_out", "resource_busy",
     "resource_inaccessible", "unable_to_allocate_resource", "unauthenticated", "unauthorized",
     "not_allowed_in_current_state", "invalid_argument", "not_found", "already_exists", "already_in_desired_state",
     "resource_in_use", "unsupported", "invalid_element_configuration", "invalid_element_type", "unverified_peer"};
-constexpr char const* kErrorIds[] = {
-    "com.quarn.opax.std.errors.service_unavailable", "com.quarn.opax.std.errors.error",
-    "com.quarn.opax.std.errors.internal_server_error", "com.quarn.opax.std.errors.timed_out",
-    "com.quarn.opax.std.errors.resource_busy", "com.quarn.opax.std.errors.resource_inaccessible",
-    "com.quarn.opax.std.errors.unable_to_allocate_resource", "com.quarn.opax.std.errors.unauthenticated",
-    "com.quarn.opax.std.errors.unauthorized", "com.quarn.opax.std.errors.not_allowed_in_current_state",
-    "com.quarn.opax.std.errors.invalid_argument", "com.quarn.opax.std.errors.not_found",
-    "com.quarn.opax.std.errors.already_exists", "com.quarn.opax.std.errors.already_in_desired_state",
-    "com.quarn.opax.std.errors.resource_in_use", "com.quarn.opax.std.errors.unsupported",
-    "com.quarn.opax.std.errors.invalid_element_configuration", "com.quarn.opax.std.errors.invalid_element_type",
-    "com.quarn.opax.std.errors.unverified_peer"};
-static_assert(std::size(kErrors) == std::size(kErrorIds));
+
+std::array<std::string, std::size(kErrors)> const& ErrorIds() {
+  static auto const ids = [] {
+    std::array<std::string, std::size(kErrors)> made;
+    for (std::size_t i = 0; i < made.size(); ++i) made[i] = std::string("com.quarn.opax.std.errors.") + kErrors[i];
+    return made;
+  }();
+  return ids;
+}
 
 constexpr double kMillion = 1e6;
 
@@ -81,7 +80,7 @@ FaultSettings Faults::Get() const {
 
 bool Faults::FailThisCall() const { return Roll(failurePpm_.load(std::memory_order_relaxed)); }
 bool Faults::DropThisRequest() const { return Roll(dropPpm_.load(std::memory_order_relaxed)); }
-char const* Faults::errorId() const { return kErrorIds[error_.load(std::memory_order_relaxed)]; }
+char const* Faults::errorId() const { return ErrorIds()[error_.load(std::memory_order_relaxed)].c_str(); }
 
 FaultyProvider::FaultyProvider(std::shared_ptr<::Opax::Provider::ApiProvider> inner, std::shared_ptr<Faults const> faults)
     : inner_(std::move(inner)), faults_(std::move(faults)) {

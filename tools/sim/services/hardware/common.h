@@ -8,6 +8,8 @@
 #include "../module.h"
 #include "../../state/document.h"
 
+#include <boost/optional.hpp>
+
 #include <bindings/vm/hardware/adapter/nvme.h>
 #include <bindings/vm/hardware/adapter/sata.h>
 #include <bindings/vm/hardware/adapter/scsi.h>
@@ -95,30 +97,32 @@ std::string NextLabel(Store& store, DeviceKind const& kind, std::string const& v
   return FirstFreeLabel(kind, taken);
 }
 
-// Runs `job(store, out)` on the state thread after checking that the machine exists, with its
-// writes in one transaction that is committed before the caller hears of success.
+// Runs `job(store, out)` on the state thread after checking that the machine exists. A job that
+// writes has its writes in one transaction, committed before the caller hears of success; a read
+// (the gets and lists a client makes most) opens none.
+enum class Access { Read, Write };
+
 template <class T, class Job>
-void RunOnMachine(State& state, std::string const& vm, Result<T> const& result, Job job) {
-  state.Run([vm, result, job](Store& store) {
+void OnMachine(Access access, State& state, std::string const& vm, Result<T> const& result, Job job) {
+  state.Run([access, vm, result, job](Store& store) {
     if (!store.Exists(Kinds::kVirtualMachine, vm)) return result.SetError(NotFound("virtual machine", vm));
-    Store::Transaction transaction(store);
+    boost::optional<Store::Transaction> transaction;
+    if (access == Access::Write) transaction.emplace(store);
     T out{};
     if (ErrorPtr error = job(store, out)) return result.SetError(error);
-    transaction.Commit();
+    if (transaction) transaction->Commit();
     result.SetResult(out);
   });
 }
 
-// As RunOnMachine for a job that only reads: no transaction to open and commit on every get and
-// list, the calls a client makes most.
+template <class T, class Job>
+void RunOnMachine(State& state, std::string const& vm, Result<T> const& result, Job job) {
+  OnMachine(Access::Write, state, vm, result, std::move(job));
+}
+
 template <class T, class Job>
 void ReadOnMachine(State& state, std::string const& vm, Result<T> const& result, Job job) {
-  state.Run([vm, result, job](Store& store) {
-    if (!store.Exists(Kinds::kVirtualMachine, vm)) return result.SetError(NotFound("virtual machine", vm));
-    T out{};
-    if (ErrorPtr error = job(store, out)) return result.SetError(error);
-    result.SetResult(out);
-  });
+  OnMachine(Access::Read, state, vm, result, std::move(job));
 }
 
 }  // namespace Hardware

@@ -4,6 +4,7 @@
 #include "../module.h"
 #include "../result.h"
 #include "../test_await.h"
+#include "../../testing/seeded.h"
 #include "../../seed/seed.h"
 
 #include <bindings/cluster.h>
@@ -29,10 +30,10 @@ namespace Nexar = ::Com::Quarn::Nexar;
 class InventoryTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    std::list<::Opax::BaseMessage> messages;
-    state_ = std::make_shared<State>(Store::Open(":memory:", messages));
-    for (auto const& service : BindCatalogue({state_, std::make_shared<::Opax::L10n::Localizer>()})) provider_->Register(service);
-    ASSERT_TRUE(RunSeed(DefaultSeed(), *provider_, messages)) << (messages.empty() ? "" : messages.front().defaultMessage());
+    auto seeded = Testing::SeedDefault();
+    ASSERT_EQ(seeded.fault, "");
+    state_ = seeded.state;
+    provider_ = seeded.provider;
     auto channel = ::Opax::Stub::AsyncApiStub::GetInstance(provider_);
     datacenters_ = Nexar::DatacenterSvc::AsyncServiceStub::GetInstance(channel);
     folders_ = Nexar::FolderSvc::AsyncServiceStub::GetInstance(channel);
@@ -62,7 +63,7 @@ class InventoryTest : public ::testing::Test {
   }
   std::string Created(std::function<void(Result<std::string> const&)> const& call) { return Await<std::string>(call).first; }
 
-  std::shared_ptr<::Opax::Core::InProcessProvider> provider_ = std::make_shared<::Opax::Core::InProcessProvider>();
+  std::shared_ptr<::Opax::Core::InProcessProvider> provider_;
   std::shared_ptr<State> state_;
   std::shared_ptr<Nexar::DatacenterSvc::AsyncServiceStub> datacenters_;
   std::shared_ptr<Nexar::FolderSvc::AsyncServiceStub> folders_;

@@ -1,6 +1,7 @@
 #include "../module.h"
 #include "../result.h"
 #include "../test_await.h"
+#include "../../testing/seeded.h"
 #include "../../seed/seed.h"
 
 #include <bindings/host.h>
@@ -26,10 +27,10 @@ namespace Nexar = ::Com::Quarn::Nexar;
 class TaggingTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    std::list<::Opax::BaseMessage> messages;
-    state_ = std::make_shared<State>(Store::Open(":memory:", messages));
-    for (auto const& service : BindCatalogue({state_, std::make_shared<::Opax::L10n::Localizer>()})) provider_->Register(service);
-    ASSERT_TRUE(RunSeed(DefaultSeed(), *provider_, messages)) << (messages.empty() ? "" : messages.front().defaultMessage());
+    auto seeded = Testing::SeedDefault();
+    ASSERT_EQ(seeded.fault, "");
+    state_ = seeded.state;
+    provider_ = seeded.provider;
     channel_ = ::Opax::Stub::AsyncApiStub::GetInstance(provider_);
   }
 
@@ -48,7 +49,7 @@ class TaggingTest : public ::testing::Test {
     return hosts;
   }
 
-  std::shared_ptr<::Opax::Core::InProcessProvider> provider_ = std::make_shared<::Opax::Core::InProcessProvider>();
+  std::shared_ptr<::Opax::Core::InProcessProvider> provider_;
   std::shared_ptr<State> state_;
   std::shared_ptr<::Opax::Stub::AsyncApiStub> channel_;
 };
