@@ -89,4 +89,7 @@ function(nexar_add_generated_library target)
     set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE ${NEXAR_UNITY_BATCH})
   endif()
   target_compile_options(${target} PRIVATE $<$<CONFIG:RelWithDebInfo,Release>:-O1 -g0>)
+  # Only what generated headers mark NEXAR_EXPORT (the service classes and the entries that the
+  # runtime's templates call) is exported; the template instances behind them stay inside.
+  set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
 endfunction()

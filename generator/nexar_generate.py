@@ -72,7 +72,7 @@ def main(argv):
             print("nexar_generate: --render needs --out", file=sys.stderr)
             return 2
         try:
-            render.render(selected, args.out)
+            render.render(selected, args.out, units)
         except OSError as e:  # the output directory, not a description, is at fault
             print(f"nexar_generate: cannot write the output: {e}", file=sys.stderr)
             return 2

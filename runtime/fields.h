@@ -1,51 +1,104 @@
 #pragma once
 
-// The data a generated structure supplies to the runtime: its names and its field list. Every
-// walker in this folder reads only this; the generated code writes only this plus one-line
-// entries into the walkers.
+// A generated structure as data: its names and a table of its fields. The structure helpers of
+// the three adapters, validation and the operation descriptors read only this; the generated
+// code writes only this, plus one-line entries that name it.
 
-#include <opax/opax.h>
+#include <opax/core/adapter/native_to_definition_adapter.h>
+#include <opax/core/adapter/native_to_value_adapter.h>
+#include <opax/core/adapter/value_to_native_adapter.h>
+#include <opax/core/base/optional_ptr.h>
+#include <opax/core/validation/validator.h>
 
-#include <array>
+#include <boost/optional.hpp>
+
 #include <cstddef>
 #include <memory>
-#include <tuple>
 
 namespace Opax {
 namespace Binding {
 
-// One field: its wire name and the member that holds it.
-template <class T, class M>
-struct Field {
-  using Type = M;
-  char const* wire;
-  M T::*member;
+// What the adapters and validation need to know of a field's native type.
+struct FieldType {
+  Data::NativeToValueAdapter::AdaptFunction toValue;
+  Data::ValueToNativeAdapter::AdaptFunction toNative;
+  Data::NativeToDefinitionAdapter::AdaptFunction toDefinition;
+  // Structure fields only (null otherwise): the nested object to check, null when there is none,
+  // and its check.
+  void const* (*nested)(void const* field);
+  Data::ValidationRun::Step nestedStep;
+  bool nestedRequired;  // a required structure field: an empty one fails validation
 };
 
-template <class T, class M>
-constexpr Field<T, M> MakeField(char const* wire, M T::*member) {
-  return {wire, member};
-}
+// One field: its wire name, where it sits in the object, and its type.
+struct FieldEntry {
+  char const* wire;
+  std::size_t offset;
+  FieldType type;
+};
 
-// Specialised by generated code for every structure T (and is a friend of T), with:
-//   static constexpr char const* name;            // canonical dotted name (or the input name)
-//   static constexpr char const* qualifiedName;   // "::Com::Quarn::...::T", for messages
-//   static constexpr ::Opax::Data::Kind kind;     // Structure, or Error for standard errors
-//   static constexpr bool isInput;                // an operation's Input
-//   static constexpr auto unknown;                // &T::<hidden unknown-fields member>
-//   static constexpr auto list;                   // std::tuple of Field<T, M>, declaration order
-//   static constexpr std::array<char const*, N> wireNames;
-//   static constexpr std::array<UnionCheck::Union, U> unions;
+// One structure: every walker over it reads this table.
+struct StructTable {
+  char const* name;           // canonical dotted name; the common input name for operation inputs
+  char const* qualifiedName;  // "::Com::Quarn::...::Info", for messages
+  Data::Kind kind;            // Structure, or Error for standard errors
+  bool isInput;               // an operation's Input: optional nested structures are checked too
+  std::size_t unknownOffset;  // the retained unknown fields, a std::shared_ptr<StructValue const>
+  FieldEntry const* fields;   // declaration order
+  std::size_t fieldCount;
+  Data::UnionCheck::Union const* unions;
+  std::size_t unionCount;
+};
+
+// The field table of structure T. Generated code defines Table() for each structure, as a friend
+// of the structure (its members are private).
 template <class T>
-struct Fields;
+struct Fields {
+  using Struct = T;
+  static StructTable const& Table();
+};
 
-// Calls `f` on every field of T, in declaration order.
-template <class T, class F>
-void ForEachField(F&& f) {
-  std::apply([&](auto const&... field) { (f(field), ...); }, Fields<T>::list);
+namespace internal {
+
+template <class M>
+struct Nested {
+  static constexpr void const* (*target)(void const*) = nullptr;
+  static Data::ValidationRun::Step Step() { return nullptr; }
+  static constexpr bool required = false;
+};
+template <class S>
+struct Nested<std::shared_ptr<S const>> {
+  static void const* Target(void const* field) { return static_cast<std::shared_ptr<S const> const*>(field)->get(); }
+  static constexpr void const* (*target)(void const*) = &Target;
+  static Data::ValidationRun::Step Step() { return Data::ValidatorStep<S>::Get(); }
+  static constexpr bool required = true;
+};
+template <class S>
+struct Nested<OptionalPtr<S const>> {
+  static void const* Target(void const* field) {
+    auto const& optional = *static_cast<OptionalPtr<S const> const*>(field);
+    return optional ? optional.get().get() : nullptr;
+  }
+  static constexpr void const* (*target)(void const*) = &Target;
+  static Data::ValidationRun::Step Step() { return Data::ValidatorStep<S>::Get(); }
+  static constexpr bool required = false;
+};
+
+}  // namespace internal
+
+// The type entry of a field of native type M.
+template <class M>
+FieldType TypeOf() {
+  using N = internal::Nested<M>;
+  return {Data::NativeToValueAdapter::AdaptMethod<M>::Get(nullptr),
+          Data::ValueToNativeAdapter::AdaptMethod<M>::Get(nullptr),
+          Data::NativeToDefinitionAdapter::AdaptMethod<M>::Get(nullptr),
+          N::target,
+          N::Step(),
+          N::required};
 }
 
-// Whether a field holds a value: optionals by set-ness, everything else always.
+// Whether a field holds a value (union rules): optionals by set-ness, everything else always.
 template <class M>
 bool IsSet(M const&) {
   return true;
@@ -55,7 +108,7 @@ bool IsSet(boost::optional<X> const& value) {
   return value.is_initialized();
 }
 template <class S>
-bool IsSet(::Opax::OptionalPtr<S> const& value) {
+bool IsSet(OptionalPtr<S> const& value) {
   return value.is_initialized();
 }
 
@@ -81,3 +134,15 @@ int TagOf(void const* object) {
 
 }  // namespace Binding
 }  // namespace Opax
+
+// One field table entry: `offsetof` on a generated structure, which has no virtual functions and
+// no virtual bases (GCC and Clang support it there; mixed access control alone is what makes the
+// operation inputs not standard layout).
+#define NEXAR_FIELD(T, member, wire) \
+  { wire, offsetof(T, member), ::Opax::Binding::TypeOf<decltype(T::member)>() }
+
+// Around a generated source's field tables: `offsetof` on a type that is not standard layout is
+// conditionally supported, and supported by the compilers we build with (see NEXAR_FIELD).
+#define NEXAR_FIELD_TABLES_BEGIN \
+  _Pragma("GCC diagnostic push") _Pragma("GCC diagnostic ignored \"-Winvalid-offsetof\"")
+#define NEXAR_FIELD_TABLES_END _Pragma("GCC diagnostic pop")

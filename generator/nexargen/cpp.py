@@ -50,24 +50,100 @@ def qualified(entity):
     return "::" + "::".join(path + [entity.name])
 
 
-def cpp_type(t):
+# Names that generated classes declare inside a service class: a type of the service with one of
+# these names cannot be named relatively where they are in scope.
+SERVICE_MEMBERS = {"Constants", "Input", "Member", "GetInstance", "AsyncServiceInterface", "AsyncServiceStub",
+                   "AsyncServiceBinderHelper", "AsyncServiceBinder"}
+
+
+def declared_names(units):
+    """What each namespace declares, over the whole catalogue: child namespaces, service classes and
+    package types (with their companion classes), keyed by the namespace's path as a tuple."""
+    names = {}
+    for unit in units:
+        namespace = unit_namespace(unit)
+        for depth in range(len(namespace)):
+            names.setdefault(tuple(namespace[:depth]), set()).add(namespace[depth])
+        own = names.setdefault(tuple(namespace), set())
+        if unit.kind == "service":
+            own.add(class_path(unit)[-1])
+        else:
+            own.update(unit_type_names(unit))
+    return names
+
+
+def unit_type_names(unit):
+    """The names a unit declares for its types: structures, enumerations and companion classes."""
+    found = {e.name for e in unit.enums}
+    for struct in unit.structs:
+        found.update({struct.name, struct.name + "Enumerations", struct.name + "Annotations"})
+    return found
+
+
+class Scope:
+    """Where a C++ type is written: inside `unit`'s service class (or package namespace). A type is
+    named by the shortest path that C++ lookup from there resolves to it: nothing nearer may declare
+    the path's first name (`declared`: what each namespace declares; `hidden`: names that generated
+    classes declare inside the service class)."""
+
+    def __init__(self, unit, declared, hidden=()):
+        self.namespace = unit_namespace(unit)
+        self.declared = declared
+        self.hidden = set(hidden)
+        self.members = set()  # what the service class declares
+        self.path = self.namespace
+        if unit.kind == "service":
+            self.members = unit_type_names(unit) | self.hidden
+            self.path = container_path(unit)
+
+    def name(self, entity):
+        target = container_path(entity.unit)
+        if isinstance(entity, Enum) and entity.owner is not None:
+            target = target + [entity.owner.name + "Enumerations"]
+        target = target + [entity.name]
+        inside_class = len(self.path) > len(self.namespace)
+        if inside_class and target[:len(self.path)] == self.path and target[len(self.path)] not in self.hidden:
+            return "::".join(target[len(self.path):])
+        # Never shorter than below the root (Com::Quarn::Nexar, Com::Quarn::Opax, ...): a path that
+        # starts with "Opax" would read as the runtime's ::Opax.
+        for depth in range(len(self.namespace), 2, -1):
+            if target[:depth] != self.namespace[:depth] or len(target) <= depth:
+                continue
+            nearer = set(self.members)
+            for inner in range(depth + 1, len(self.namespace) + 1):
+                nearer |= self.declared.get(tuple(self.namespace[:inner]), set())
+            if target[depth] not in nearer:
+                return "::".join(target[depth:])
+        return "::" + "::".join(target)
+
+
+def unit_scope(unit, declared):
+    hidden = set(SERVICE_MEMBERS)
+    for op in unit.operations:
+        hidden.update({naming.camel(op.name), naming.camel(op.name) + "Method"})
+    return Scope(unit, declared, hidden)
+
+
+def cpp_type(t, scope=None):
+    """The C++ type of `t`: fully qualified, or as written inside `scope`."""
+    name = scope.name if scope else qualified
     if t.kind in PRIMITIVE_TYPES:
         return PRIMITIVE_TYPES[t.kind]
     if t.kind == "ref":
         if isinstance(t.target, Struct):
-            return f"std::shared_ptr<{qualified(t.target)} const>"
-        return qualified(t.target)
+            return f"std::shared_ptr<{name(t.target)} const>"
+        return name(t.target)
     inner = t.args[-1]
     if t.kind == "optional":
         if inner.kind == "ref" and isinstance(inner.target, Struct):
-            return f"::Opax::OptionalPtr<{qualified(inner.target)} const>"
-        return f"boost::optional<{cpp_type(inner)}>"
+            return f"::Opax::OptionalPtr<{name(inner.target)} const>"
+        return f"boost::optional<{cpp_type(inner, scope)}>"
     if t.kind == "list":
-        return f"std::list<{cpp_type(inner)}>"
+        return f"std::list<{cpp_type(inner, scope)}>"
     if t.kind == "set":
-        return f"std::set<{cpp_type(inner)}>"
+        return f"std::set<{cpp_type(inner, scope)}>"
     if t.kind == "map":
-        return f"std::map<std::string, {cpp_type(inner)}>"
+        return f"std::map<std::string, {cpp_type(inner, scope)}>"
     raise ValueError(f"no C++ type for {t.kind}")
 
 
@@ -106,7 +182,8 @@ def upper_snake(text):
     return naming.snake(naming.camel(text)).upper() if text.islower() or "_" in text else text.upper()
 
 
-def struct_view(unit, struct):
+def struct_view(unit, struct, declared):
+    scope = unit_scope(unit, declared)
     fields = []
     by_name = {f.name: f for f in struct.fields}
     tags = []  # tag field names in order of first use
@@ -116,7 +193,7 @@ def struct_view(unit, struct):
             "wire": f.name,
             "accessor": accessor,
             "member": accessor + "_",
-            "type": cpp_type(f.type),
+            "type": cpp_type(f.type, scope),
             "default": DEFAULTS.get(f.type.kind),
             "optional": f.type.kind == "optional",
             "resources": resource_types(f.type),
@@ -156,13 +233,13 @@ def struct_view(unit, struct):
     }
 
 
-def input_view(unit, op, container):
+def input_view(unit, op, container, scope):
     """An operation's Input: its parameters as public fields, under the common input name."""
     method = naming.camel(op.name) + "Method"
     fields = []
     for p in op.params:
         accessor = naming.lower_camel(p.name)
-        fields.append({"wire": p.name, "accessor": accessor, "member": accessor, "type": cpp_type(p.type),
+        fields.append({"wire": p.name, "accessor": accessor, "member": accessor, "type": cpp_type(p.type, scope),
                        "default": DEFAULTS.get(p.type.kind), "optional": p.type.kind == "optional",
                        "resources": resource_types(p.type)})
     return {
@@ -180,20 +257,23 @@ def input_view(unit, op, container):
     }
 
 
-def operation_view(unit, op):
+def operation_view(unit, op, declared):
     container = "::" + "::".join(container_path(unit))
-    result = cpp_type(op.result)
+    scope = unit_scope(unit, declared)
+    result = cpp_type(op.result, scope)
     return {
         "wire": op.name,
         "name": naming.camel(op.name),
         "method": naming.camel(op.name) + "Method",
         "qualified": f"{container}::{naming.camel(op.name)}",
-        "params": [{"wire": p.name, "name": naming.lower_camel(p.name), "type": cpp_type(p.type)} for p in op.params],
+        "params": [{"wire": p.name, "name": naming.lower_camel(p.name), "type": cpp_type(p.type, scope)}
+                   for p in op.params],
         "result": result,
         "plain": not op.task_only,
         "task": op.task_only or op.also_task,
-        "errors": [qualified(e) for e in op.error_targets],
-        "input": input_view(unit, op, container),
+        "errors": [scope.name(e) for e in op.error_targets],
+        "task_name": op.name + naming.TASK_SUFFIX,
+        "input": input_view(unit, op, container, scope),
     }
 
 
@@ -212,8 +292,18 @@ def unit_references(unit):
     return referenced
 
 
-def unit_view(unit, prefix):
+def unit_view(unit, prefix, declared=None):
+    """What the templates print for `unit`; `declared` (declared_names of the whole catalogue) lets
+    types be named relatively."""
+    declared = declared if declared is not None else declared_names([unit])
     referenced = unit_references(unit)
+    operations = [operation_view(unit, op, declared) for op in unit.operations]
+    # Operations of a service mostly declare the same errors: each distinct list is emitted once.
+    error_lists = []
+    for op in operations:
+        if op["errors"] and op["errors"] not in error_lists:
+            error_lists.append(op["errors"])
+        op["error_list"] = error_lists.index(op["errors"]) if op["errors"] else None
     view = {
         "kind": unit.kind,
         "dotted": unit.dotted,
@@ -224,8 +314,9 @@ def unit_view(unit, prefix):
         "class_name": class_path(unit)[-1] if unit.kind == "service" else None,
         "resource_type": unit.resource_type,
         "enums": [enum_view(e.name, e.values) for e in unit.enums],
-        "structs": [struct_view(unit, s) for s in unit.structs],
-        "operations": [operation_view(unit, op) for op in unit.operations],
+        "structs": [struct_view(unit, s, declared) for s in unit.structs],
+        "operations": operations,
+        "error_lists": error_lists,
         "qualified_class": "::" + "::".join(container_path(unit)),
         "class_path": "::".join(class_path(unit)) if unit.kind == "service" else None,
         "symbol": unit.dotted.replace(".", "_"),

@@ -7,6 +7,9 @@ ROOT = "com.quarn.nexar"
 # service) and the simulator's controls. A service's class and file path are taken below its root.
 SERVICE_ROOTS = (ROOT, "com.quarn.cis", "com.quarn.sim")
 
+# The wire name of an operation's task form: its name plus this.
+TASK_SUFFIX = "$task"
+
 # Ids whose last component keeps an upper-case "VM" while the class is VmSvc.
 UPPER_VM = "VM"
 

@@ -33,23 +33,96 @@ def write_if_changed(path, text):
     return True
 
 
+WIDTH = 120
+
+
+def break_points(line, limit):
+    """Where a code line may be broken before `limit`, outside string literals, best first: after a
+    ", ", after a space, before a "::" (the rightmost of each kind)."""
+    best = {}
+    quoted = False
+    start = len(line) - len(line.lstrip()) + 8  # a break this early would not shorten the line
+    for i, ch in enumerate(line[:limit + 1]):
+        if ch == '"' and line[i - 1] != "\\":
+            quoted = not quoted
+        if quoted or i < start:
+            continue
+        if ch == "," and line[i + 1:i + 2] == " " and i + 1 <= limit:
+            best["comma"] = i + 2
+        elif ch == " " and i < limit:
+            best["space"] = i + 1
+        elif line.startswith("::", i) and line[i - 1] not in " <(":
+            best["scope"] = i
+    return best
+
+
+def split_literal(line, limit):
+    """The line cut inside its last string literal that starts before `limit`, after the literal's
+    last '.' or ':' that keeps the first piece within the limit, as two adjacent literals (which C++
+    joins): the line up to the cut and the rest, or None."""
+    spans, opened = [], None
+    for i, ch in enumerate(line):
+        if ch == '"' and line[i - 1] != "\\":
+            if opened is None:
+                opened = i
+            else:
+                spans.append((opened, i))
+                opened = None
+    for opened, closed in reversed(spans):
+        if opened >= limit:
+            continue
+        end = min(closed, limit - 1)
+        cut = max(line.rfind(".", opened + 1, end), line.rfind(":", opened + 1, end))
+        if cut > opened + 1:
+            return line[:cut + 1] + '"', '"' + line[cut + 1:]
+    return None
+
+
+def fold(line):
+    """A line of at most WIDTH characters where it can be broken; continuations indented four more.
+    A long comment is broken between words."""
+    indent = line[:len(line) - len(line.lstrip())]
+    comment = line.lstrip().startswith("//")
+    more = indent + ("// " if comment else "    ")
+    out = []
+    while len(line) > WIDTH:
+        if comment:
+            cut = line.rfind(" ", len(more), WIDTH + 1) + 1
+            parts = (line[:cut], line[cut:]) if cut else None
+        else:
+            points = break_points(line, WIDTH)
+            cut = points.get("comma") or points.get("space")
+            parts = (line[:cut], line[cut:]) if cut else split_literal(line, WIDTH)
+            if parts is None and "scope" in points:
+                parts = line[:points["scope"]], line[points["scope"]:]
+        if not parts:
+            break
+        out.append(parts[0].rstrip())
+        line = more + parts[1].lstrip()
+    out.append(line)
+    return out
+
+
 def tidy(text):
-    """Drops the runs of blank lines that template control flow leaves behind."""
+    """Drops the runs of blank lines that template control flow leaves behind, and folds long lines."""
     lines, blank = [], 0
     for line in text.splitlines():
         line = line.rstrip()
         blank = blank + 1 if not line else 0
         if blank <= 1:
-            lines.append(line)
+            lines.extend(fold(line))
     return "\n".join(lines).strip("\n") + "\n"
 
 
-def render(units, out_dir):
+def render(units, out_dir, catalogue=None):
+    """Renders `units`; `catalogue` (all units, default `units`) decides how types are named, so that
+    rendering a part of the catalogue prints the same text as rendering all of it."""
+    declared = cpp.declared_names(catalogue or units)
     env = environment()
     header, source = env.get_template("unit.h.j2"), env.get_template("unit.cpp.j2")
     written = 0
     for unit in units:
-        view = cpp.unit_view(unit, unit.prefix)
+        view = cpp.unit_view(unit, unit.prefix, declared)
         h_path, cpp_path = outputs(unit, out_dir)
         written += write_if_changed(h_path, tidy(header.render(u=view)))
         written += write_if_changed(cpp_path, tidy(source.render(u=view)))

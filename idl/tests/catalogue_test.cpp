@@ -2,7 +2,7 @@
 // class, resource type and operation with its forms, in slot order, as the library reports
 // them at run time.
 
-#include <opax/core/catalog/service_catalog.h>
+#include <runtime/service_catalog.h>
 
 #include <gtest/gtest.h>
 
@@ -37,7 +37,7 @@ std::map<std::string, Expected> ReadList() {
   return services;
 }
 
-std::string Form(Opax::Catalog::OperationEntry const& op) {
+std::string Form(Opax::Binding::OperationDescriptor const& op) {
   if (op.plain && op.task) return std::string(op.name) + "+task";
   if (op.task) return std::string(op.name) + "$task";
   return op.name;
@@ -66,7 +66,7 @@ TEST(Catalogue, MatchesTheListServiceByService) {
         << service->id;
     std::vector<std::string> ops;
     for (std::size_t i = 0; i < service->operationCount; ++i) {
-      auto const& op = service->operations[i];
+      auto const& op = *service->operations[i];
       ops.push_back(Form(op));
       operations += 1;
       taskOnly += op.task && !op.plain;
@@ -86,7 +86,7 @@ TEST(Catalogue, MatchesTheListServiceByService) {
 TEST(Catalogue, EveryOperationDescribesItsInputOutputAndErrors) {
   for (auto const* service : Opax::Catalog::ServiceCatalog::Instance().services()) {
     for (std::size_t i = 0; i < service->operationCount; ++i) {
-      auto const& op = service->operations[i];
+      auto const& op = *service->operations[i];
       auto input = op.inputDef();
       ASSERT_TRUE(input) << service->id << " " << op.name;
       EXPECT_EQ(input->type(), Opax::Data::DefinitionType::Structure) << service->id << " " << op.name;

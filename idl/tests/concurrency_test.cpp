@@ -6,7 +6,7 @@
 #include <bindings/topology/node_ops.h>
 
 #include <opax/core/provider/in_process_provider.h>
-#include <runtime/service_binding.h>
+#include <runtime/service.h>
 
 #include <gtest/gtest.h>
 

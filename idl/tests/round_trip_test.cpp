@@ -25,7 +25,7 @@
 #include <bindings/vm/hardware/parallel.h>
 #include <bindings/vm/hardware/serial.h>
 #include <opax/cis/task.h>
-#include <opax/core/catalog/service_catalog.h>
+#include <runtime/service_catalog.h>
 #include <opax/json/json.h>
 #include <opax/std/errors.h>
 #include <opax/std/std.h>
@@ -679,13 +679,17 @@ TEST(CatalogueRoundTrip, EveryOperationsInputAndResultComeBackEqual) {
   std::size_t operations = 0;
   for (auto const* service : ::Opax::Catalog::ServiceCatalog::Instance().services()) {
     for (std::size_t i = 0; i < service->operationCount; ++i) {
-      auto const& op = service->operations[i];
+      auto const& op = *service->operations[i];
       std::string const name = std::string(service->id) + "/" + op.name;
       ValueMaker maker(SeedFor(name));
       ValueMaker textual(SeedFor(name) + 1, true);
-      for (auto const& [what, definition, roundTrip] :
-           {std::make_tuple("input", op.inputDef(), op.inputRoundTrip),
-            std::make_tuple("result", op.outputDef(), op.outputRoundTrip)}) {
+      using Descriptor = ::Opax::Binding::OperationDescriptor;
+      for (auto const& [what, definition, member] :
+           {std::make_tuple("input", op.inputDef(), &Descriptor::inputRoundTrip),
+            std::make_tuple("result", op.outputDef(), &Descriptor::outputRoundTrip)}) {
+        auto const roundTrip = [&op, member = member](Slot const& value, Slot& out, Messages& messages) {
+          return (op.*member)(value, out, messages);
+        };
         for (int iteration = 0; iteration < kCatalogueIterations; ++iteration) {
           Slot const original = maker.Make(definition);
           Slot back;

@@ -3,7 +3,7 @@
 #include "invoke/invoke.h"
 #include "render/example_input.h"
 
-#include <opax/core/catalog/service_catalog.h>
+#include <runtime/service_catalog.h>
 
 #include <gtest/gtest.h>
 
@@ -14,7 +14,7 @@ TEST(ExampleInput, EveryOperationOfTheCatalogueAcceptsItsOwnExample) {
   std::size_t checked = 0;
   for (auto const* service : ::Opax::Catalog::ServiceCatalog::Instance().services()) {
     for (std::size_t i = 0; i < service->operationCount; ++i) {
-      auto const& entry = service->operations[i];
+      auto const& entry = *service->operations[i];
       std::string const name = std::string(service->id) + "/" + entry.name + (entry.plain ? "" : "$task");
       auto const* operation = Operations().Find(name);
       ASSERT_NE(operation, nullptr) << name;

@@ -125,6 +125,11 @@ class NativeToDefinitionAdapter::CompoundHelper<StructDefinition> {
   void AddUnionCaseField(std::string const& wireName, std::string const& tagField, AdaptFunction adapt,
                          UnionCaseDefinition::Predicate predicate);
 
+  // Describes every field of structure T in declaration order. The binding support defines it
+  // from T's field table (runtime/struct_entries.h).
+  template <class T>
+  void AddFields();
+
  private:
   N2D_internal::PendingStructure* pending_ = nullptr;
   Container& container_;

@@ -71,12 +71,20 @@ class NativeToValueAdapter::CompoundHelper<StructValue> {
     *destination = value_;
   }
 
-  // Reserves the field's slot and queues its conversion.
+  // Reserves the field's slot and queues its conversion with `adapt`.
+  void AddField(std::string_view wireName, NativeConstPtr field, AdaptFunction adapt) {
+    std::shared_ptr<DataValue const>& slot = value_->fields().slot(wireName);
+    queue_.push_back(Entry{field, adapt, &slot});
+  }
   template <class F>
   void AddField(std::string_view wireName, F const* field) {
-    std::shared_ptr<DataValue const>& slot = value_->fields().slot(wireName);
-    queue_.push_back(Entry{field, AdaptMethod<F>::Get(nullptr), &slot});
+    AddField(wireName, field, AdaptMethod<F>::Get(nullptr));
   }
+
+  // Lists every field of structure T in declaration order, then its retained unknown fields. The
+  // binding support defines it from T's field table (runtime/struct_entries.h).
+  template <class T>
+  void AddFields(T const* native);
 
   // Writes back, after the declared fields, the fields a received value had that the native
   // type does not declare.

@@ -49,17 +49,6 @@ ValueToNativeAdapter::CompoundHelper<StructValue>::CompoundHelper(Source const& 
   }
 }
 
-std::shared_ptr<StructValue const> ValueToNativeAdapter::CompoundHelper<StructValue>::UnknownFields(
-    char const* const* declared, std::size_t count) const {
-  if (structure_ == nullptr || declaredFound_ == structure_->fields().size()) return nullptr;
-  std::vector<std::shared_ptr<DataValue const> const*> slots;
-  slots.reserve(count);
-  for (std::size_t i = 0; i < count; ++i) {
-    if (auto const* found = structure_->FindField(declared[i])) slots.push_back(found);
-  }
-  return FieldsOtherThan(*structure_, std::move(slots));
-}
-
 std::shared_ptr<StructValue> FieldsOtherThan(StructValue const& structure,
                                              std::vector<std::shared_ptr<DataValue const> const*> declaredSlots) {
   // Declared fields are told apart by the address of their slot: no name is compared again, and

@@ -52,6 +52,11 @@ class ValueToNativeAdapter {
   }
 };
 
+// The fields of `structure` whose slots are not among `declaredSlots` (slots of its own fields),
+// in insertion order, as a structure value of the same name; null when there are none.
+std::shared_ptr<StructValue> FieldsOtherThan(StructValue const& structure,
+                                             std::vector<std::shared_ptr<DataValue const> const*> declaredSlots);
+
 // The helper that a structure's adapt function uses to read its fields.
 template <>
 class ValueToNativeAdapter::CompoundHelper<StructValue> {
@@ -66,19 +71,37 @@ class ValueToNativeAdapter::CompoundHelper<StructValue> {
   bool ok() const { return messages_.size() == messageCount_; }
   StructValue const* value() const { return structure_; }
 
-  // Queues the conversion of a declared field that the value carries.
-  template <class F>
-  void AddField(std::string_view wireName, F* field) {
+  // Queues the conversion, with `adapt`, of a declared field that the value carries.
+  void AddField(std::string_view wireName, NativePtr field, AdaptFunction adapt) {
     if (!ok() || structure_ == nullptr) return;
     if (auto const* found = structure_->FindField(wireName)) {
       ++declaredFound_;
-      if (*found) container_.push_back(Entry{*found, AdaptMethod<F>::Get(nullptr), field});
+      if (*found) container_.push_back(Entry{*found, adapt, field});
     }
   }
+  template <class F>
+  void AddField(std::string_view wireName, F* field) {
+    AddField(wireName, field, AdaptMethod<F>::Get(nullptr));
+  }
 
-  // The value's fields whose names are not among `declared` (`count` names), as a structure
+  // Reads every declared field of structure T that the value carries, in declaration order, and
+  // keeps the others in T's retained unknown fields. The binding support defines it from T's
+  // field table (runtime/struct_entries.h).
+  template <class T>
+  void AddFields(T* native);
+
+  // The value's fields other than the declared ones (`nameAt(i)`, i < `count`), as a structure
   // value of the same name to keep beside the native object; null when there are none.
-  std::shared_ptr<StructValue const> UnknownFields(char const* const* declared, std::size_t count) const;
+  template <class NameAt>
+  std::shared_ptr<StructValue const> UnknownFields(NameAt const& nameAt, std::size_t count) const {
+    if (structure_ == nullptr || declaredFound_ == structure_->fields().size()) return nullptr;
+    std::vector<std::shared_ptr<DataValue const> const*> slots;
+    slots.reserve(declaredFound_);
+    for (std::size_t i = 0; i < count; ++i) {
+      if (auto const* found = structure_->FindField(nameAt(i))) slots.push_back(found);
+    }
+    return FieldsOtherThan(*structure_, std::move(slots));
+  }
 
  private:
   StructValue const* structure_ = nullptr;
@@ -87,11 +110,6 @@ class ValueToNativeAdapter::CompoundHelper<StructValue> {
   std::size_t const messageCount_;
   std::size_t declaredFound_ = 0;  // fields found by AddField: when all of the value's, none is unknown
 };
-
-// The fields of `structure` whose slots are not among `declaredSlots` (slots of its own fields),
-// in insertion order, as a structure value of the same name; null when there are none.
-std::shared_ptr<StructValue> FieldsOtherThan(StructValue const& structure,
-                                             std::vector<std::shared_ptr<DataValue const> const*> declaredSlots);
 
 // The leaf adapt functions of this adapter (see NativeTraits::LeafMethod).
 struct V2N {

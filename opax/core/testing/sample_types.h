@@ -2,10 +2,10 @@
 
 // Native types shaped like generated bindings (a hidden unknown-fields member first, fields in
 // declared order, enumerations over a text table), with adapt functions written over a field
-// list. Tests and benchmarks of the runtime use them; they are not part of the library.
+// list through the adapters' own structure helpers, field by field. Tests and benchmarks of the
+// runtime use them; they are not part of the library.
 
 #include <opax/opax.h>
-#include <opax/core/adapter/structure_walkers.h>
 
 #include <array>
 #include <cstdint>
@@ -183,56 +183,43 @@ struct Fields<Pair> {
   static constexpr char const* names[] = {"left", "right"};
 };
 
-template <class T>
-constexpr std::size_t FieldCount() {
-  return sizeof(Fields<T>::names) / sizeof(Fields<T>::names[0]);
-}
-
-// The three adapt functions of a sample structure: its field list into an array, then the
-// shared structure walkers, as generated structures do.
+// The three adapt functions of a sample structure: the adapters' structure helpers, one field at
+// a time.
 template <class T>
 void ToValue(::Opax::NativeConstPtr const& source, ::Opax::Data::NativeToValueAdapter::Destination const& destination,
              ::Opax::Data::NativeToValueAdapter::Queue& queue, std::list<::Opax::BaseMessage>&) {
-  namespace W = ::Opax::Data::StructureWalkers;
   auto const& native = *static_cast<T const*>(source);
-  std::array<W::ToValueField, FieldCount<T>()> fields{};
-  std::size_t i = 0;
-  Fields<T>::ForEach([&](char const* wire, auto member) {
-    using M = std::remove_reference_t<decltype(native.*member)>;
-    fields[i++] = {wire, &(native.*member), ::Opax::Data::NativeToValueAdapter::AdaptMethod<std::remove_const_t<M>>::Get()};
-  });
-  W::ToValue(Fields<T>::name, ::Opax::Data::Kind::Structure, fields.data(), fields.size(), native.unknownFields,
-             destination, queue);
+  ::Opax::Data::NativeToValueAdapter::CompoundHelper<::Opax::Data::StructValue> helper(
+      Fields<T>::name, destination, queue, std::size(Fields<T>::names), native.unknownFields);
+  Fields<T>::ForEach([&](char const* wire, auto member) { helper.AddField(wire, &(native.*member)); });
+  helper.AddUnknownFields(native.unknownFields);
 }
 
 template <class T>
 void ToNative(std::shared_ptr<::Opax::Data::DataValue const> const& value, ::Opax::NativePtr const& destination,
               ::Opax::Data::ValueToNativeAdapter::Container& container, std::list<::Opax::BaseMessage>& messages) {
-  namespace W = ::Opax::Data::StructureWalkers;
   auto& native = *static_cast<T*>(destination);
-  std::array<W::ToNativeField, FieldCount<T>()> fields{};
-  std::size_t i = 0;
-  Fields<T>::ForEach([&](char const* wire, auto member) {
-    using M = std::remove_reference_t<decltype(native.*member)>;
-    fields[i++] = {wire, &(native.*member), ::Opax::Data::ValueToNativeAdapter::AdaptMethod<M>::Get()};
-  });
-  W::ToNative(value, Fields<T>::name, fields.data(), fields.size(), &native.unknownFields, container, messages);
+  ::Opax::Data::ValueToNativeAdapter::CompoundHelper<::Opax::Data::StructValue> helper(value, container, messages,
+                                                                                     Fields<T>::name);
+  if (!helper.ok()) return;
+  Fields<T>::ForEach([&](char const* wire, auto member) { helper.AddField(wire, &(native.*member)); });
+  if (helper.ok()) {
+    native.unknownFields = helper.UnknownFields([](std::size_t i) { return Fields<T>::names[i]; },
+                                                std::size(Fields<T>::names));
+  }
 }
 
 template <class T>
 void ToDefinition(::Opax::Data::NativeToDefinitionAdapter::SrcType const&,
                   ::Opax::Data::NativeToDefinitionAdapter::Destination const& destination,
                   ::Opax::Data::NativeToDefinitionAdapter::Container& container, std::list<::Opax::BaseMessage>&) {
-  namespace W = ::Opax::Data::StructureWalkers;
-  std::array<W::ToDefinitionField, FieldCount<T>()> fields{};
-  std::size_t i = 0;
+  ::Opax::Data::NativeToDefinitionAdapter::CompoundHelper<::Opax::Data::StructDefinition> helper(
+      reinterpret_cast<void const*>(&ToDefinition<T>), Fields<T>::name, destination, container);
+  if (!helper.needsFields()) return;
   Fields<T>::ForEach([&](char const* wire, auto member) {
     using M = std::remove_reference_t<decltype(std::declval<T&>().*member)>;
-    fields[i++] = {wire, ::Opax::Data::NativeToDefinitionAdapter::AdaptMethod<M>::Get()};
+    helper.AddField<M>(wire);
   });
-  W::ToDefinition(reinterpret_cast<void const*>(&ToDefinition<T>), Fields<T>::name,
-                  ::Opax::Data::DefinitionType::Structure, fields.data(), fields.size(), nullptr, 0, destination,
-                  container);
 }
 
 }  // namespace Sample

@@ -4,7 +4,7 @@
 #include <opax/core/message/message_ids.h>
 #include <opax/rpc/protocol/call_context.h>
 #include <opax/std/errors.h>
-#include <runtime/service_binding.h>
+#include <runtime/service.h>
 
 #include <string>
 

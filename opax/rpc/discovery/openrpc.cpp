@@ -1,6 +1,6 @@
 #include <opax/rpc/discovery/openrpc.h>
 
-#include <opax/core/catalog/service_catalog.h>
+#include <runtime/service_catalog.h>
 #include <opax/rpc/discovery/json_schema.h>
 #include <opax/rpc/protocol/json_rpc.h>
 
@@ -51,7 +51,7 @@ json::array Errors(std::list<DataDefinitionPtr> const& errors, JsonSchemaWriter&
   return refs;
 }
 
-void AddOperation(std::string const& serviceId, Catalog::OperationEntry const& operation, JsonSchemaWriter& schemas,
+void AddOperation(std::string const& serviceId, Binding::OperationDescriptor const& operation, JsonSchemaWriter& schemas,
                   json::object& errorComponents, json::array& methods) {
   json::array const params = Params(operation.inputDef(), schemas);
   json::array const errors = Errors(operation.errorDefs(), schemas, errorComponents);
@@ -85,7 +85,7 @@ std::string OpenRpcDocument(std::vector<std::string> const& serviceIds, OpenRpcI
     Catalog::ServiceEntry const* service = catalog.Find(id);
     if (service == nullptr || !seen.insert(id).second) continue;
     for (std::size_t i = 0; i < service->operationCount; ++i) {
-      AddOperation(id, service->operations[i], schemas, errorComponents, methods);
+      AddOperation(id, *service->operations[i], schemas, errorComponents, methods);
     }
   }
   json::object document{{"openrpc", kOpenRpcVersion},

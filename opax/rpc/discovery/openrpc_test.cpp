@@ -1,6 +1,6 @@
 #include <opax/rpc/discovery/openrpc.h>
 
-#include <opax/core/catalog/service_catalog.h>
+#include <runtime/service_catalog.h>
 #include <opax/json/testing/sample_definition.h>
 #include <opax/rpc/discovery/json_schema.h>
 #include <opax/rpc/protocol/json_rpc.h>

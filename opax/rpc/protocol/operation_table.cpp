@@ -19,7 +19,7 @@ Data::DataDefinition const* OperationDefinitions::FindError(std::string const& n
 OperationTable::OperationTable() {
   for (Catalog::ServiceEntry const* service : Catalog::ServiceCatalog::Instance().services()) {
     for (std::size_t i = 0; i < service->operationCount; ++i) {
-      Catalog::OperationEntry const& operation = service->operations[i];
+      Binding::OperationDescriptor const& operation = *service->operations[i];
       for (bool const task : {false, true}) {
         if (task ? !operation.task : !operation.plain) continue;
         auto entry = std::make_unique<Entry>();

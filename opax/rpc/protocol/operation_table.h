@@ -1,6 +1,6 @@
 #pragma once
 
-#include <opax/core/catalog/service_catalog.h>
+#include <runtime/service_catalog.h>
 #include <opax/core/definition/data_definition.h>
 #include <opax/core/invocation/identifiers.h>
 
@@ -45,7 +45,7 @@ class OperationTable {
  private:
   struct Entry {
     Catalog::ServiceEntry const* service;
-    Catalog::OperationEntry const* operation;
+    Binding::OperationDescriptor const* operation;
     bool task;
     mutable std::once_flag built;
     mutable OperationDefinitions definitions;

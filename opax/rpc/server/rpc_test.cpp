@@ -7,7 +7,8 @@
 #include <opax/rpc/server/server.h>
 #include <opax/rpc/tasks/follow_task.h>
 
-#include <opax/core/catalog/service_catalog.h>
+#include <runtime/service_catalog.h>
+#include <runtime/testing/definition_only.h>
 #include <opax/core/provider/in_process_provider.h>
 #include <opax/json/json.h>
 #include <opax/json/testing/sample_definition.h>
@@ -53,21 +54,27 @@ std::shared_ptr<DataDefinition const> NoInput() {
   return def;
 }
 std::shared_ptr<DataDefinition const> Text() { return DataDefinition::Create<std::string>(); }
-std::list<std::shared_ptr<DataDefinition const>> Errors() {
+std::shared_ptr<DataDefinition const> NotFoundDef() {
   static auto const notFound = Data::ErrorDefinition::GetInstance(
       kNotFound, {{"messages", Data::ListDefinition::GetInstance(DataDefinition::Create<Data::DynamicStructure>())}});
-  return {notFound};
+  return notFound;
 }
 
 // echo gives its device back; fail answers a declared error; hang never answers until told;
 // slow runs as a task that reports progress, then answers "done".
-Catalog::OperationEntry const kOperations[] = {
-    {"echo", true, false, &DeviceInput, &Device, &Errors, nullptr, nullptr},
-    {"fail", true, false, &NoInput, &Text, &Errors, nullptr, nullptr},
-    {"hang", true, false, &NoInput, &Text, &Errors, nullptr, nullptr},
-    {"slow", false, true, &NoInput, &Text, &Errors, nullptr, nullptr},
-};
-Catalog::ServiceEntry const kEchoEntry{kEcho, "EchoSvc", nullptr, kOperations, std::size(kOperations), nullptr};
+template <std::shared_ptr<DataDefinition const> (*Make)()>
+using Only = Binding::Testing::DefinitionOnly<Make>;
+Binding::TypeEntry const* const kErrors[] = {&Only<&NotFoundDef>::entry};
+Binding::OperationDescriptor const kEchoOp{kEcho, "echo", "echo", true, false, &Only<&DeviceInput>::entry, nullptr,
+                                           &Only<&Device>::entry, kErrors, 1};
+Binding::OperationDescriptor const kFailOp{kEcho, "fail", "fail", true, false, &Only<&NoInput>::entry, nullptr,
+                                           &Only<&Text>::entry, kErrors, 1};
+Binding::OperationDescriptor const kHangOp{kEcho, "hang", "hang", true, false, &Only<&NoInput>::entry, nullptr,
+                                           &Only<&Text>::entry, kErrors, 1};
+Binding::OperationDescriptor const kSlowOp{kEcho, "slow", "slow", false, true, &Only<&NoInput>::entry, nullptr,
+                                           &Only<&Text>::entry, kErrors, 1};
+Binding::OperationDescriptor const* const kOperations[] = {&kEchoOp, &kFailOp, &kHangOp, &kSlowOp};
+Catalog::ServiceEntry const kEchoEntry{kEcho, "EchoSvc", nullptr, kOperations, std::size(kOperations)};
 Catalog::Registration const kRegistration(&kEchoEntry);
 
 std::shared_ptr<Core::MethodIdentifier const> Method(std::string const& name) {
@@ -83,7 +90,8 @@ struct Held {
 std::shared_ptr<Core::InProcessProvider> EchoProvider(std::shared_ptr<Held> const& held) {
   auto provider = std::make_shared<Core::InProcessProvider>();
   std::list<std::shared_ptr<Provider::AsyncApiMethod const>> methods;
-  for (auto const& op : kOperations) {
+  for (auto const* operation : kOperations) {
+    auto const& op = *operation;
     std::string const name = std::string(op.name) + (op.task ? "$task" : "");
     auto signal = Provider::AsyncApiMethodSignal::GetInstance(
         Core::MethodDefinition::GetInstance(Method(name), op.inputDef(), op.outputDef(), op.errorDefs()),

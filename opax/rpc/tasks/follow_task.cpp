@@ -2,7 +2,7 @@
 #include <opax/rpc/tasks/follow_task.h>
 
 #include <opax/cis/tasks.h>
-#include <opax/core/catalog/service_catalog.h>
+#include <runtime/service_catalog.h>
 #include <opax/core/message/message_ids.h>
 #include <opax/json/json.h>
 #include <opax/rpc/tasks/task_service.h>
@@ -68,7 +68,7 @@ std::shared_ptr<Data::DataDefinition const> OutputDefinitionOf(std::string const
   auto const* service = Catalog::ServiceCatalog::Instance().Find(operation.substr(0, slash));
   if (!service) return nullptr;
   auto const* entry = Catalog::ServiceCatalog::FindOperation(*service, method);
-  return entry && entry->outputDef ? entry->outputDef() : nullptr;
+  return entry ? entry->outputDef() : nullptr;
 }
 
 std::shared_ptr<Core::MethodResult const> InvalidOutput(std::string const& operation,

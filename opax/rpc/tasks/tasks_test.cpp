@@ -6,7 +6,8 @@
 #include <opax/rpc/tasks/task_service.h>
 
 #include <opax/cis/tasks.h>
-#include <opax/core/catalog/service_catalog.h>
+#include <runtime/service_catalog.h>
+#include <runtime/testing/definition_only.h>
 #include <opax/core/data/list_value.h>
 #include <opax/core/data/optional_value.h>
 #include <opax/core/provider/in_process_provider.h>
@@ -57,18 +58,22 @@ std::shared_ptr<DataDefinition const> CountDef() {
   return def;
 }
 std::shared_ptr<DataDefinition const> VoidDef() { return DataDefinition::Create<Void>(); }
-std::list<std::shared_ptr<DataDefinition const>> Errors() {
-  return {Data::ErrorDefinition::GetInstance(kNotFound, {})};
-}
+std::shared_ptr<DataDefinition const> NotFoundDef() { return Data::ErrorDefinition::GetInstance(kNotFound, {}); }
 
 // The test service in the run-time catalogue, where FollowTask looks its output definitions up.
-Catalog::OperationEntry const kOperations[] = {
-    {"build", false, true, &NoInput, &BuiltDef, &Errors, nullptr, nullptr},
-    {"stamps", false, true, &NoInput, &StampsDef, &Errors, nullptr, nullptr},
-    {"count", false, true, &NoInput, &CountDef, &Errors, nullptr, nullptr},
-    {"nothing", false, true, &NoInput, &VoidDef, &Errors, nullptr, nullptr},
-};
-Catalog::ServiceEntry const kJobsEntry{kJobs, "JobsSvc", nullptr, kOperations, std::size(kOperations), nullptr};
+template <std::shared_ptr<DataDefinition const> (*Make)()>
+using Only = Binding::Testing::DefinitionOnly<Make>;
+Binding::TypeEntry const* const kErrors[] = {&Only<&NotFoundDef>::entry};
+Binding::OperationDescriptor const kBuildOp{kJobs, "build", "build", false, true, &Only<&NoInput>::entry, nullptr,
+                                           &Only<&BuiltDef>::entry, kErrors, 1};
+Binding::OperationDescriptor const kStampsOp{kJobs, "stamps", "stamps", false, true, &Only<&NoInput>::entry, nullptr,
+                                           &Only<&StampsDef>::entry, kErrors, 1};
+Binding::OperationDescriptor const kCountOp{kJobs, "count", "count", false, true, &Only<&NoInput>::entry, nullptr,
+                                           &Only<&CountDef>::entry, kErrors, 1};
+Binding::OperationDescriptor const kNothingOp{kJobs, "nothing", "nothing", false, true, &Only<&NoInput>::entry, nullptr,
+                                           &Only<&VoidDef>::entry, kErrors, 1};
+Binding::OperationDescriptor const* const kOperations[] = {&kBuildOp, &kStampsOp, &kCountOp, &kNothingOp};
+Catalog::ServiceEntry const kJobsEntry{kJobs, "JobsSvc", nullptr, kOperations, std::size(kOperations)};
 Catalog::Registration const kRegistration(&kJobsEntry);
 
 DateTime At(int64_t ms) { return DateTime::FromEpochMilliseconds(ms); }
@@ -128,7 +133,8 @@ class Tasks : public ::testing::Test {
   Tasks() {
     provider_->Register(MakeTaskService(provider_->tasks()));
     std::list<std::shared_ptr<Provider::AsyncApiMethod const>> methods;
-    for (auto const& op : kOperations) {
+    for (auto const* operation : kOperations) {
+      auto const& op = *operation;
       auto signal = Provider::AsyncApiMethodSignal::GetInstance(
           Core::MethodDefinition::GetInstance(Method(std::string(op.name) + "$task"), op.inputDef(),
                                               op.outputDef(), op.errorDefs()),

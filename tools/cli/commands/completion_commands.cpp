@@ -1,7 +1,7 @@
 #include "commands/command_context.h"
 #include "commands/operation_lookup.h"
 
-#include <opax/core/catalog/service_catalog.h>
+#include <runtime/service_catalog.h>
 
 #include <iostream>
 

@@ -11,7 +11,7 @@ namespace {
 void DescribeService(::Opax::Catalog::ServiceEntry const& service) {
   std::cout << service.id << " (" << service.operationCount << " operations)\n";
   for (std::size_t i = 0; i < service.operationCount; ++i) {
-    auto const& operation = service.operations[i];
+    auto const& operation = *service.operations[i];
     std::cout << "  " << operation.name;
     if (operation.task && operation.plain) std::cout << "  (also as a task: " << operation.name << "$task)";
     if (operation.task && !operation.plain) std::cout << "$task  (task only)";

@@ -41,7 +41,7 @@ bool FindOperation(std::string const& service, std::string const& operation, boo
 std::vector<std::string> OperationNames(::Opax::Catalog::ServiceEntry const& service) {
   std::vector<std::string> names;
   for (std::size_t i = 0; i < service.operationCount; ++i) {
-    auto const& operation = service.operations[i];
+    auto const& operation = *service.operations[i];
     if (operation.plain) names.emplace_back(operation.name);
     if (operation.task) names.push_back(std::string(operation.name) + kTaskSuffix);
   }

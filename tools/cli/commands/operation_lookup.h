@@ -1,6 +1,6 @@
 #pragma once
 
-#include <opax/core/catalog/service_catalog.h>
+#include <runtime/service_catalog.h>
 #include <opax/rpc/protocol/operation_table.h>
 
 #include <ostream>
@@ -10,7 +10,7 @@ namespace Cli {
 
 struct OperationChoice {
   ::Opax::Catalog::ServiceEntry const* service = nullptr;
-  ::Opax::Catalog::OperationEntry const* entry = nullptr;
+  ::Opax::Binding::OperationDescriptor const* entry = nullptr;
   bool task = false;
   ::Opax::Rpc::OperationDefinitions const* definitions = nullptr;
 };

@@ -1,6 +1,6 @@
 #include "commands/command_context.h"
 
-#include <opax/core/catalog/service_catalog.h>
+#include <runtime/service_catalog.h>
 
 #include <iostream>
 

@@ -1,6 +1,6 @@
 #include "module.h"
 
-#include <opax/core/catalog/service_catalog.h>
+#include <runtime/service_catalog.h>
 
 #include <set>
 #include <string>
@@ -19,7 +19,7 @@ Bound BindCatalogue(Services const& services) {
     // The session and task services come with the transport, the control service with the
     // simulator: only the catalogue's own are filled in.
     if (std::string(entry->id).rfind("com.quarn.nexar.", 0) != 0) continue;
-    if (implemented.count(entry->id) || entry->bindUnsupported == nullptr) continue;
+    if (implemented.count(entry->id)) continue;
     bound.push_back(entry->bindUnsupported(services.localizer));
   }
   return bound;

@@ -7,7 +7,7 @@
 #include <opax/core/message/base_message.h>
 #include <opax/core/validation/validator.h>
 #include <opax/std/errors.h>
-#include <runtime/service_binding.h>
+#include <runtime/service.h>
 
 #include <list>
 #include <memory>

@@ -1,7 +1,7 @@
 // Writes the OpenRPC document of every service in the run-time catalogue to standard output; with
 // --sample, the schemas of the codec's sample definition instead, for checks of values against them.
 
-#include <opax/core/catalog/service_catalog.h>
+#include <runtime/service_catalog.h>
 #include <opax/json/testing/sample_definition.h>
 #include <opax/rpc/discovery/json_schema.h>
 #include <opax/rpc/discovery/openrpc.h>

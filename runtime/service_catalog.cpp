@@ -1,4 +1,4 @@
-#include <opax/core/catalog/service_catalog.h>
+#include <runtime/service_catalog.h>
 
 #include <algorithm>
 #include <cstring>
@@ -35,9 +35,10 @@ ServiceEntry const* ServiceCatalog::Find(std::string const& id) const {
   return at != services_.end() && id == (*at)->id ? *at : nullptr;
 }
 
-OperationEntry const* ServiceCatalog::FindOperation(ServiceEntry const& service, std::string const& name) {
+Binding::OperationDescriptor const* ServiceCatalog::FindOperation(ServiceEntry const& service,
+                                                                 std::string const& name) {
   for (std::size_t i = 0; i < service.operationCount; ++i) {
-    if (name == service.operations[i].name) return &service.operations[i];
+    if (name == service.operations[i]->name) return service.operations[i];
   }
   return nullptr;
 }

@@ -4,6 +4,9 @@
 // itself when its library loads, so tools can list services and operations, read each
 // operation's definitions, and call any operation generically with data values.
 
+#include <runtime/bind_path.h>
+#include <runtime/operation.h>
+
 #include <opax/core/definition/data_definition.h>
 #include <opax/core/l10n/localizer.h>
 #include <opax/core/provider/api_interface.h>
@@ -17,31 +20,18 @@
 namespace Opax {
 namespace Catalog {
 
-struct OperationEntry {
-  char const* name;  // wire name; the task form's is name + "$task"
-  bool plain;        // served under `name`
-  bool task;         // served under `name$task`
-  std::shared_ptr<Data::DataDefinition const> (*inputDef)();
-  std::shared_ptr<Data::DataDefinition const> (*outputDef)();
-  std::list<std::shared_ptr<Data::DataDefinition const>> (*errorDefs)();
-  // Converts a value to the operation's native Input (or result type) and back: what a binder
-  // (or a stub) does with what it receives. For tools and tests of the whole catalogue.
-  bool (*inputRoundTrip)(std::shared_ptr<Data::DataValue const> const&, std::shared_ptr<Data::DataValue const>&,
-                         std::list<BaseMessage>&);
-  bool (*outputRoundTrip)(std::shared_ptr<Data::DataValue const> const&, std::shared_ptr<Data::DataValue const>&,
-                          std::list<BaseMessage>&);
-};
-
 struct ServiceEntry {
   char const* id;            // "com.quarn.nexar.vm.hardware.cdrom"
   char const* classPath;     // "Vm::Hardware::CdromSvc", below Com::Quarn::Nexar (the task service: below Com::Quarn::Cis)
   char const* resourceType;  // Constants::RESOURCE_TYPE, or null
-  OperationEntry const* operations;  // in slot order
+  Binding::OperationDescriptor const* const* operations;  // in slot order
   std::size_t operationCount;
-  // The service bound through its own binder to an implementation that answers every call with
-  // "unsupported": so that a server can serve the whole catalogue, implemented or not. Null for
-  // services that have no generated binder.
-  std::shared_ptr<Provider::AsyncApiInterface> (*bindUnsupported)(std::shared_ptr<L10n::Localizer> const& localizer);
+
+  // The service bound with no implementation: every call, once its input is checked, answers
+  // "unsupported", so that a server can serve the whole catalogue, implemented or not.
+  std::shared_ptr<Provider::AsyncApiInterface> bindUnsupported(std::shared_ptr<L10n::Localizer> const& localizer) const {
+    return Binding::BindUnsupported(id, operations, operationCount, localizer);
+  }
 };
 
 // Registration happens while libraries load; lookups may come from any thread afterwards. Both
@@ -54,7 +44,7 @@ class ServiceCatalog {
   // Every registered service, sorted by id.
   std::vector<ServiceEntry const*> services() const;
   ServiceEntry const* Find(std::string const& id) const;
-  static OperationEntry const* FindOperation(ServiceEntry const& service, std::string const& name);
+  static Binding::OperationDescriptor const* FindOperation(ServiceEntry const& service, std::string const& name);
 
  private:
   mutable std::mutex mutex_;

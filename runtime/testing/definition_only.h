@@ -1,0 +1,25 @@
+#pragma once
+
+// Catalogue entries for test services that have definitions but no native types: a type entry
+// that only describes, so that an operation descriptor can be written by hand around definitions.
+
+#include <runtime/operation.h>
+
+namespace Opax {
+namespace Binding {
+namespace Testing {
+
+template <std::shared_ptr<Data::DataDefinition const> (*Make)()>
+struct DefinitionOnly {
+  static void Describe(Data::NativeToDefinitionAdapter::SrcType const&,
+                       Data::NativeToDefinitionAdapter::Destination const& destination,
+                       Data::NativeToDefinitionAdapter::Container&, std::list<BaseMessage>&) {
+    *destination = Make();
+  }
+  static Data::NativeToDefinitionAdapter::AdaptFunction Get() { return &Describe; }
+  static constexpr TypeEntry entry{nullptr, nullptr, &Get, nullptr, nullptr};
+};
+
+}  // namespace Testing
+}  // namespace Binding
+}  // namespace Opax
