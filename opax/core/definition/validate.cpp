@@ -3,7 +3,7 @@
 // that a message can name the path to its value without building path strings for values that
 // are fine.
 
-#include <opax/core/adapter/work_containers.h>
+#include <opax/core/base/reused_container.h>
 #include <opax/core/data/compound_value.h>
 #include <opax/core/data/list_value.h>
 #include <opax/core/data/optional_value.h>

@@ -6,7 +6,7 @@
 // server runs; calls read them without a lock.
 
 #include <opax/core/message/error_ids.h>
-#include <opax/core/invocation/api_stub.h>
+#include <opax/core/provider/api_provider.h>
 
 #include <boost/asio/io_context.hpp>
 
