@@ -1,10 +1,13 @@
 #pragma once
 
-// Everything of the Opax runtime in one include.
+// Everything of the Opax runtime in one include: every public header of opax/core. The binding
+// support that generated code stands on is runtime/ (nexar::runtime), above this.
 
 #include <opax/core/adapter/native_to_definition_adapter.h>
 #include <opax/core/adapter/native_to_value_adapter.h>
+#include <opax/core/adapter/native_traits.h>
 #include <opax/core/adapter/value_to_native_adapter.h>
+#include <opax/core/adapter/work_containers.h>
 #include <opax/core/base/date_time.h>
 #include <opax/core/base/enum.h>
 #include <opax/core/base/enum_table.h>
@@ -12,18 +15,37 @@
 #include <opax/core/base/operation_input.h>
 #include <opax/core/base/optional_ptr.h>
 #include <opax/core/base/progress.h>
+#include <opax/core/base/reused_container.h>
 #include <opax/core/base/secret_string.h>
 #include <opax/core/base/void.h>
 #include <opax/core/data/compound_value.h>
 #include <opax/core/data/data_value.h>
 #include <opax/core/data/dynamic_structure.h>
+#include <opax/core/data/field_map.h>
+#include <opax/core/data/kind.h>
 #include <opax/core/data/list_value.h>
 #include <opax/core/data/optional_value.h>
 #include <opax/core/data/type_info.h>
 #include <opax/core/definition/data_definition.h>
+#include <opax/core/definition/resolve.h>
+#include <opax/core/definition/union_rules.h>
+#include <opax/core/invocation/activation.h>
+#include <opax/core/invocation/api_stub.h>
+#include <opax/core/invocation/async_result.h>
+#include <opax/core/invocation/identifiers.h>
+#include <opax/core/invocation/method_result.h>
+#include <opax/core/invocation/result_callback.h>
+#include <opax/core/l10n/localizer.h>
+#include <opax/core/l10n/message_catalog.h>
 #include <opax/core/l10n/request_localizer.h>
 #include <opax/core/message/base_message.h>
+#include <opax/core/message/error_ids.h>
 #include <opax/core/message/message.h>
 #include <opax/core/message/message_ids.h>
 #include <opax/core/metadata/struct_info.h>
+#include <opax/core/provider/api_interface.h>
+#include <opax/core/provider/api_method_helper.h>
+#include <opax/core/provider/api_provider.h>
+#include <opax/core/provider/in_process_provider.h>
+#include <opax/core/provider/task_registry.h>
 #include <opax/core/validation/validator.h>

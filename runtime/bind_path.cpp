@@ -2,6 +2,7 @@
 
 #include <opax/core/data/optional_value.h>
 #include <opax/core/invocation/identifiers.h>
+#include <opax/core/message/error_ids.h>
 #include <opax/core/message/message_ids.h>
 #include <opax/core/provider/api_method_helper.h>
 
@@ -9,11 +10,6 @@ namespace Opax {
 namespace Binding {
 
 namespace {
-
-constexpr char kInvalidArgument[] = "com.quarn.opax.std.errors.invalid_argument";
-constexpr char kInternalServerError[] = "com.quarn.opax.std.errors.internal_server_error";
-constexpr char kUnsupported[] = "com.quarn.opax.std.errors.unsupported";
-constexpr char kError[] = "com.quarn.opax.std.errors.error";
 
 std::shared_ptr<Provider::AsyncApiMethodSignal> Bind(OperationDescriptor const& op, bool task,
                                                      std::shared_ptr<L10n::Localizer> const& localizer, Thunk thunk) {
@@ -40,8 +36,8 @@ bool Declares(Core::MethodDefinition const& definition, char const* error) {
 
 std::shared_ptr<Data::ErrorValue const> NotImplemented(Core::MethodDefinition const& definition) {
   std::string const operation = definition.identifier()->FullName();
-  bool const unsupportedDeclared = Declares(definition, kUnsupported);
-  auto error = Data::ErrorValue::GetInstance(unsupportedDeclared ? kUnsupported : kError,
+  bool const unsupportedDeclared = Declares(definition, ErrorIds::kUnsupported);
+  auto error = Data::ErrorValue::GetInstance(unsupportedDeclared ? ErrorIds::kUnsupported : ErrorIds::kError,
                                              {BaseMessage::Make(MessageIds::kNotImplemented, {operation})});
   error->SetField("error_type",
                   std::make_shared<Data::OptionalValue const>(Data::StringValue::GetInstance("UNSUPPORTED")));
@@ -73,7 +69,7 @@ void Completion::Result(void const* native) const {
   if (!Data::NativeToValueAdapter::Adapt(native, op->result->toValue(), &value, messages,
                                          activation->requestLocalizer())) {
     messages.push_back(BaseMessage::Make(MessageIds::kInvalidOutput, {definition->identifier()->name()}));
-    return Deliver(Core::MethodResult::GetErrorInstance(Data::ErrorValue::GetInstance(kInternalServerError, messages)));
+    return Deliver(Core::MethodResult::GetErrorInstance(Data::ErrorValue::GetInstance(ErrorIds::kInternalServerError, messages)));
   }
   Deliver(Provider::ApiMethodHelper::ValidateOutput(definition->identifier()->name(), definition->outputDefinition(),
                                                     value));
@@ -99,7 +95,7 @@ bool Request::Read(void* input) const {
     }
     messages.push_back(BaseMessage::Make(MessageIds::kInvalidInput, {op.qualified}));
   }
-  completion_.Deliver(Core::MethodResult::GetErrorInstance(Data::ErrorValue::GetInstance(kInvalidArgument, messages)));
+  completion_.Deliver(Core::MethodResult::GetErrorInstance(Data::ErrorValue::GetInstance(ErrorIds::kInvalidArgument, messages)));
   return false;
 }
 

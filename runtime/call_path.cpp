@@ -1,14 +1,12 @@
 #include <runtime/call_path.h>
 
 #include <opax/core/invocation/identifiers.h>
+#include <opax/core/message/error_ids.h>
 
 namespace Opax {
 namespace Binding {
 
 namespace {
-
-constexpr char kInvalidArgument[] = "com.quarn.opax.std.errors.invalid_argument";
-constexpr char kShortInvalidArgument[] = "invalid_argument";
 
 // The caller's activation, or a copy of the stub's default when the caller gave none.
 std::shared_ptr<Core::AsyncActivation> ChooseActivation(Activation const& given, Stub::AsyncApiStub const& stub) {
@@ -24,7 +22,7 @@ std::shared_ptr<Data::ErrorValue const> Invoke(OperationDescriptor const& op, bo
   std::list<BaseMessage> messages;
   std::shared_ptr<Data::DataValue const> value;
   if (!Data::NativeToValueAdapter::Adapt(input, op.input->toValue(), &value, messages, L10n::RequestLocalizer())) {
-    return Data::ErrorValue::GetInstance(kInvalidArgument, messages);
+    return Data::ErrorValue::GetInstance(ErrorIds::kInvalidArgument, messages);
   }
   auto service = std::make_shared<Core::InterfaceIdentifier const>(op.service);
   auto method = Core::MethodIdentifier::GetInstance(service, task ? op.taskName() : std::string(op.name));
@@ -33,14 +31,14 @@ std::shared_ptr<Data::ErrorValue const> Invoke(OperationDescriptor const& op, bo
 }
 
 std::shared_ptr<Data::ErrorValue const> ReplyConversionError(std::list<BaseMessage> const& messages) {
-  return Data::ErrorValue::GetInstance(kShortInvalidArgument, messages);
+  return Data::ErrorValue::GetInstance(ErrorIds::kShortInvalidArgument, messages);
 }
 
 bool ReadTaskId(std::shared_ptr<Data::DataValue const> const& value, std::string& taskId,
                 std::shared_ptr<Data::ErrorValue const>& error) {
   std::list<BaseMessage> messages;
   if (Data::DataValue::ToPrimitive(value, taskId, messages)) return true;
-  error = Data::ErrorValue::GetInstance(kInvalidArgument, messages);
+  error = Data::ErrorValue::GetInstance(ErrorIds::kInvalidArgument, messages);
   return false;
 }
 

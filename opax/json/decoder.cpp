@@ -4,7 +4,7 @@
 
 #include <opax/json/decoder.h>
 
-#include <opax/core/adapter/work_containers.h>
+#include <opax/core/base/reused_container.h>
 #include <opax/core/data/compound_value.h>
 #include <opax/core/data/list_value.h>
 #include <opax/core/data/optional_value.h>
@@ -617,13 +617,13 @@ class Decoder {
 
 bool Decode(std::string_view text, Data::DataDefinition const& definition, std::shared_ptr<Data::DataValue const>& out,
             std::list<BaseMessage>& messages, Limits const& limits) {
-  Data::ReusedContainer<Buffers> buffers;
+  ReusedContainer<Buffers> buffers;
   return Decoder(text, limits, messages, buffers.get()).Run(&definition, out);
 }
 
 bool Decode(std::string_view text, std::shared_ptr<Data::DataValue const>& out, std::list<BaseMessage>& messages,
             Limits const& limits) {
-  Data::ReusedContainer<Buffers> buffers;
+  ReusedContainer<Buffers> buffers;
   return Decoder(text, limits, messages, buffers.get()).Run(nullptr, out);
 }
 

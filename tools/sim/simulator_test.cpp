@@ -6,6 +6,7 @@
 
 #include <bindings/deployment.h>
 #include <opax/cis/session.h>
+#include <opax/core/message/error_ids.h>
 #include <opax/rpc/client/client.h>
 #include <sim/control.h>
 
@@ -85,7 +86,7 @@ TEST(Simulator, CallsNeedALoginAndUnimplementedOperationsSaySo) {
   Client anonymous(simulator, false);
   Deployment::AsyncServiceStub refused(anonymous.stub);
   auto const unauthenticated = Testing::Await<std::shared_ptr<Deployment::Info const>>([&](auto const& result) { refused.Get(nullptr, result); });
-  EXPECT_EQ(ErrorName(unauthenticated.error), "com.quarn.opax.std.errors.unauthenticated");
+  EXPECT_EQ(ErrorName(unauthenticated.error), ::Opax::ErrorIds::kUnauthenticated);
 
   Client client(simulator, true);
   Deployment::AsyncServiceStub deployment(client.stub);
@@ -113,9 +114,9 @@ TEST(Simulator, FaultsChangeWhileItRunsAndNeverBlockTheControls) {
   };
 
   EXPECT_TRUE(set(1.0, "RESOURCE_BUSY", 0, 0).value);
-  EXPECT_EQ(ErrorName(call().error), "com.quarn.opax.std.errors.resource_busy");
-  EXPECT_EQ(ErrorName(set(2.0, "RESOURCE_BUSY", 0, 0).error), "com.quarn.opax.std.errors.invalid_argument");
-  EXPECT_EQ(ErrorName(set(0, "_UNKNOWN", 0, 0).error), "com.quarn.opax.std.errors.invalid_argument");
+  EXPECT_EQ(ErrorName(call().error), ::Opax::ErrorIds::kResourceBusy);
+  EXPECT_EQ(ErrorName(set(2.0, "RESOURCE_BUSY", 0, 0).error), ::Opax::ErrorIds::kInvalidArgument);
+  EXPECT_EQ(ErrorName(set(0, "_UNKNOWN", 0, 0).error), ::Opax::ErrorIds::kInvalidArgument);
 
   EXPECT_TRUE(set(0, "SERVICE_UNAVAILABLE", 0, 300).value);
   auto const started = std::chrono::steady_clock::now();
@@ -123,7 +124,7 @@ TEST(Simulator, FaultsChangeWhileItRunsAndNeverBlockTheControls) {
   EXPECT_GE(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(300));
 
   EXPECT_TRUE(set(0, "SERVICE_UNAVAILABLE", 1.0, 0).value);
-  EXPECT_EQ(ErrorName(call().error), "com.quarn.opax.std.errors.service_unavailable") << "the connection was dropped";
+  EXPECT_EQ(ErrorName(call().error), ::Opax::ErrorIds::kServiceUnavailable) << "the connection was dropped";
   std::string problem;
   EXPECT_TRUE(simulator.faults()->Set(FaultSettings(), problem));
   auto const got = Testing::Await<std::shared_ptr<Control::Faults const>>([&](auto const& result) { control.GetFaults(nullptr, result); });

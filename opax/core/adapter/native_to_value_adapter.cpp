@@ -1,5 +1,7 @@
 #include <opax/core/adapter/native_to_value_adapter.h>
 
+#include <opax/core/base/reused_container.h>
+
 namespace Opax {
 namespace Data {
 

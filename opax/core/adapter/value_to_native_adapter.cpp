@@ -1,5 +1,7 @@
 #include <opax/core/adapter/value_to_native_adapter.h>
 
+#include <opax/core/base/reused_container.h>
+
 #include <algorithm>
 #include <cstring>
 

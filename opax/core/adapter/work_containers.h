@@ -47,41 +47,6 @@ class Deque {
   std::size_t head_ = 0;
 };
 
-// A work container that a thread reuses from one conversion to the next, so that steady traffic
-// allocates no work storage. A conversion started while another runs on the same thread (an
-// adapt function that converts something itself) gets a container of its own.
-template <class Container>
-class ReusedContainer {
- public:
-  ReusedContainer() : owned_(Slot().inUse ? new Container() : nullptr) {
-    if (owned_ == nullptr) Slot().inUse = true;
-  }
-  ~ReusedContainer() {
-    if (owned_ != nullptr) {
-      delete owned_;
-    } else {
-      Slot().container.clear();
-      Slot().container.trim();
-      Slot().inUse = false;
-    }
-  }
-  ReusedContainer(ReusedContainer const&) = delete;
-  ReusedContainer& operator=(ReusedContainer const&) = delete;
-
-  Container& get() { return owned_ != nullptr ? *owned_ : Slot().container; }
-
- private:
-  struct ThreadSlot {
-    Container container;
-    bool inUse = false;
-  };
-  static ThreadSlot& Slot() {
-    thread_local ThreadSlot slot;
-    return slot;
-  }
-  Container* owned_;
-};
-
 namespace V2N_internal {
 
 // The value-to-native work stack: last in, first out, which keeps the pending work as small as

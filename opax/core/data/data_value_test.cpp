@@ -1,6 +1,7 @@
 #include <opax/core/data/compound_value.h>
 #include <opax/core/data/list_value.h>
 #include <opax/core/data/optional_value.h>
+#include <opax/core/message/error_ids.h>
 
 #include <gtest/gtest.h>
 
@@ -161,11 +162,11 @@ TEST(ErrorValue, CarriesMessagesAndReadsThemBack) {
   Messages messages = {
       BaseMessage::Make("opax.data.compound.field.extra", {"::Com::Quarn::Nexar::Credential", "x"}),
       BaseMessage::Make("opax.invoke.invalid.input", {"::Com::Quarn::Nexar::VmSvc::Get"})};
-  auto error = ErrorValue::GetInstance("com.quarn.opax.std.errors.invalid_argument", messages);
+  auto error = ErrorValue::GetInstance(ErrorIds::kInvalidArgument, messages);
   EXPECT_EQ(error->kind(), Kind::Error);
-  EXPECT_EQ(error->name(), "com.quarn.opax.std.errors.invalid_argument");
+  EXPECT_EQ(error->name(), ErrorIds::kInvalidArgument);
   EXPECT_EQ(error->messages(), messages);
-  EXPECT_TRUE(ErrorValue::GetInstance("com.quarn.opax.std.errors.error")->messages().empty());
+  EXPECT_TRUE(ErrorValue::GetInstance(ErrorIds::kError)->messages().empty());
 }
 
 TEST(DataValue, CopyIsDeepForCompoundsAndEqualCompares) {

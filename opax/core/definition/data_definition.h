@@ -5,6 +5,7 @@
 
 #include <boost/logic/tribool.hpp>
 
+#include <algorithm>
 #include <functional>
 #include <list>
 #include <map>
@@ -196,6 +197,26 @@ class IsOneOfDefinition final : public DataDefinition {
  private:
   Predicate predicate_;
   std::vector<std::string> texts_;
+};
+
+// A dynamic structure restricted to structures of the named types: a field that holds one of a
+// few known structures, chosen at run time, and no other. The plain dynamic-structure definition
+// (Create<DynamicStructure>()) stays the one for a field that takes any structure. Only the name
+// is checked: the field's content belongs to its type, which this side need not know.
+class DynamicStructureDefinition final : public DataDefinition {
+ public:
+  explicit DynamicStructureDefinition(std::vector<std::string> allowedTypes)
+      : DataDefinition(DefinitionType::DynamicStructure), allowed_(std::move(allowedTypes)) {}
+  static std::shared_ptr<DynamicStructureDefinition> GetInstance(std::vector<std::string> allowedTypes) {
+    return std::make_shared<DynamicStructureDefinition>(std::move(allowedTypes));
+  }
+  std::vector<std::string> const& allowedTypes() const { return allowed_; }
+  bool Allows(std::string const& type) const {
+    return std::find(allowed_.begin(), allowed_.end(), type) != allowed_.end();
+  }
+
+ private:
+  std::vector<std::string> allowed_;
 };
 
 // A structure field that belongs to a union case: whether it may be set depends on the value

@@ -3,7 +3,7 @@
 // that a message can name the path to its value without building path strings for values that
 // are fine.
 
-#include <opax/core/adapter/work_containers.h>
+#include <opax/core/base/reused_container.h>
 #include <opax/core/data/compound_value.h>
 #include <opax/core/data/list_value.h>
 #include <opax/core/data/optional_value.h>
@@ -148,10 +148,7 @@ class Validator {
       case DefinitionType::Error:
         return VisitStructure(static_cast<StructDefinition const&>(*definition), value, frame.path);
       case DefinitionType::DynamicStructure:
-        if (value == nullptr || (value->kind() != Kind::Structure && value->kind() != Kind::Error)) {
-          Mismatch("structure", value, frame.path);
-        }
-        return;
+        return VisitDynamicStructure(*definition, value, frame.path);
       case DefinitionType::DynamicError:
         return Expect(Kind::Error, definition, value, frame.path);
       case DefinitionType::StructRef:
@@ -162,6 +159,17 @@ class Validator {
 
   void Expect(Kind kind, DataDefinition const*, DataValue const* value, uint32_t path) {
     if (value == nullptr || value->kind() != kind) Mismatch(KindName(kind), value, path);
+  }
+
+  void VisitDynamicStructure(DataDefinition const& definition, DataValue const* value, uint32_t path) {
+    if (value == nullptr || (value->kind() != Kind::Structure && value->kind() != Kind::Error)) {
+      return Mismatch("structure", value, path);
+    }
+    // The shared primitive instance takes any structure; only a restricted one names types.
+    auto const* restricted = dynamic_cast<DynamicStructureDefinition const*>(&definition);
+    std::string const& type = static_cast<StructValue const&>(*value).name();
+    if (restricted != nullptr && !restricted->Allows(type))
+      Report(MessageIds::kIsOneOfStructure, {Path(path), type});
   }
 
   void VisitIsOneOf(IsOneOfDefinition const& definition, DataValue const* value, uint32_t path) {

@@ -1,3 +1,4 @@
+#include <opax/core/message/error_ids.h>
 #include <opax/core/testing/sample_types.h>
 
 #include <gtest/gtest.h>
@@ -151,8 +152,8 @@ TEST(Validate, KindsAreCheckedExactly) {
         Case{OptionalDefinition::GetInstance(StringDefinition::GetInstance()),
              DataValue::Create(std::string("s"))},
         Case{DataDefinition::Create<DynamicError>(), StructValue::GetInstance("s")},
-        Case{ErrorDefinition::GetInstance("com.quarn.opax.std.errors.not_found", {}),
-             StructValue::GetInstance("com.quarn.opax.std.errors.not_found")},
+        Case{ErrorDefinition::GetInstance(ErrorIds::kNotFound, {}),
+             StructValue::GetInstance(ErrorIds::kNotFound)},
         Case{MapDefinition::GetInstance(StringDefinition::GetInstance()), StructValue::GetInstance("")}}) {
     Messages messages;
     EXPECT_FALSE(c.definition->Validate(c.value, messages)) << DefinitionTypeName(c.definition->type());
@@ -160,9 +161,29 @@ TEST(Validate, KindsAreCheckedExactly) {
   }
   Messages messages;
   EXPECT_TRUE(DataDefinition::Create<DynamicStructure>()->Validate(ErrorValue::GetInstance("e"), messages));
-  EXPECT_FALSE(ErrorDefinition::GetInstance("com.quarn.opax.std.errors.not_found", {})
-                   ->Validate(ErrorValue::GetInstance("com.quarn.opax.std.errors.error"), messages));
+  EXPECT_FALSE(ErrorDefinition::GetInstance(ErrorIds::kNotFound, {})
+                   ->Validate(ErrorValue::GetInstance(ErrorIds::kError), messages));
   EXPECT_EQ(Ids(messages), std::vector<std::string>{"opax.data.error.name.mismatch"});
+}
+
+TEST(Validate, ARestrictedDynamicStructureTakesOnlyItsTypes) {
+  auto definition = StructDefinition::GetInstance(
+      "device.spec", {{"backings", ListDefinition::GetInstance(DynamicStructureDefinition::GetInstance(
+                                       {"backing.file", "backing.host_device"}))}});
+  auto file = StructValue::GetInstance("backing.file");
+  file->SetField("path", DataValue::Create(std::string("/iso/tools.iso")));
+  auto backings = ListValue::GetInstance(Kind::Structure);
+  backings->values() = {file, StructValue::GetInstance("backing.network"),
+                        StructValue::GetInstance("backing.host_device"),
+                        DataValue::Create(std::string("backing.file"))};
+  auto value = StructValue::GetInstance("device.spec");
+  value->SetField("backings", backings);
+
+  Messages messages;
+  EXPECT_FALSE(definition->Validate(value, messages));
+  ASSERT_EQ(Ids(messages), (std::vector<std::string>{"opax.data.structure.isoneof.value.invalid",
+                                                     "opax.data.value.kind.mismatch"}));
+  EXPECT_EQ(messages.front().args(), (std::vector<std::string>{"backings[1]", "backing.network"}));
 }
 
 TEST(Validate, TypedListsAreCheckedElementByElement) {

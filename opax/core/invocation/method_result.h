@@ -9,8 +9,8 @@ namespace Core {
 
 // The outcome of one invocation: an output value, an error value, or termination (the
 // implementation gave up without an outcome). A terminated result also carries an error value,
-// "com.quarn.opax.std.errors.internal_server_error" with "opax.invoke.terminated", so that every
-// failed result can be reported the same way.
+// internal_server_error with "opax.invoke.terminated", so that every failed result can be
+// reported the same way.
 class MethodResult {
  public:
   static std::shared_ptr<MethodResult const> GetInstance(std::shared_ptr<Data::DataValue const> output);

@@ -3,6 +3,7 @@
 #include <opax/core/data/list_value.h>
 #include <opax/core/data/optional_value.h>
 #include <opax/core/l10n/localizer.h>
+#include <opax/core/message/error_ids.h>
 #include <opax/core/message/message.h>
 #include <opax/core/message/message_ids.h>
 
@@ -93,7 +94,7 @@ TEST(MessageCatalog, LoadsCommentsEscapesAndLineEndsAndFallsBackToEnglish) {
                                        "   # eingerückter Kommentar\n"
                                        "opax.task.unknown\t=  Keine Aufgabe '{0}'. \r\n"
                                        "opax.invoke.undeclared.error = {1}\\n\\t{{0}} = \\\\{0}\n"
-                                       "opax.task.running=läuft: {0}");
+                                       "opax.task.canceled=läuft: {0}");
   MessageCatalog catalog;
   std::list<BaseMessage> messages;
   ASSERT_TRUE(catalog.LoadFile(path, "DE", messages)) << messages.front();
@@ -102,7 +103,7 @@ TEST(MessageCatalog, LoadsCommentsEscapesAndLineEndsAndFallsBackToEnglish) {
 
   EXPECT_EQ(catalog.TextFor("de", Ids::kTaskUnknown, {"t1"}), "Keine Aufgabe 't1'.");
   EXPECT_EQ(catalog.TextFor("De", Ids::kUndeclaredError, {"op", "E"}), "E\n\t{0} = \\op");
-  EXPECT_EQ(catalog.TextFor("de", Ids::kTaskRunning, {"t2"}), "läuft: t2");
+  EXPECT_EQ(catalog.TextFor("de", Ids::kTaskCanceled, {"t2"}), "läuft: t2");
   EXPECT_EQ(catalog.TextFor("de", Ids::kInvalidInput, {"op"}), "The input of operation 'op' is not valid.");
   EXPECT_EQ(catalog.TextFor("fr", Ids::kTaskUnknown, {"t1"}), "There is no task with the id 't1'.");
   EXPECT_EQ(catalog.TextFor("de", "no.such.id", {"a"}), "Message 'no.such.id' (arguments: 'a')");
@@ -118,12 +119,13 @@ struct BadFile {
 
 TEST(MessageCatalog, RejectsAFileWithAFaultyLineNamingFileAndLine) {
   std::string const ok = "opax.task.unknown = Keine Aufgabe '{0}'.\n";
-  std::string const tooLong = "opax.task.running = " + std::string(MessageCatalog::kMaxLineBytes, 'x') + "\n";
+  std::string const tooLong =
+      "opax.task.canceled = " + std::string(MessageCatalog::kMaxLineBytes, 'x') + "\n";
   std::vector<BadFile> const cases = {
-      {"no equals sign", ok + "opax.task.running\n", Ids::kCatalogLineMalformed, 2, {}},
+      {"no equals sign", ok + "opax.task.canceled\n", Ids::kCatalogLineMalformed, 2, {}},
       {"no id", "= Text\n", Ids::kCatalogLineMalformed, 1, {}},
       {"id with a space", "opax.task running = x\n", Ids::kCatalogLineMalformed, 1, {}},
-      {"no text", ok + "opax.task.running = \t\n", Ids::kCatalogLineMalformed, 2, {}},
+      {"no text", ok + "opax.task.canceled = \t\n", Ids::kCatalogLineMalformed, 2, {}},
       {"unknown escape", "opax.task.unknown = C:\\data {0}\n", Ids::kCatalogEscape, 1, {}},
       {"backslash at the end", "opax.task.unknown = {0} \\", Ids::kCatalogEscape, 1, {}},
       {"unknown id", ok + "opax.task.unknwon = {0}\n", Ids::kCatalogUnknownId, 2, {"opax.task.unknwon"}},
@@ -134,10 +136,10 @@ TEST(MessageCatalog, RejectsAFileWithAFaultyLineNamingFileAndLine) {
        {"{1000000}", Ids::kTaskUnknown}},
       {"placeholder in a text without any", "opax.invoke.terminated = {0}", Ids::kCatalogPlaceholder, 1,
        {"{0}", Ids::kTerminated}},
-      {"bad UTF-8 lead", ok + "opax.task.running = \xC3\x28 {0}\n", Ids::kCatalogUtf8, 2, {}},
+      {"bad UTF-8 lead", ok + "opax.task.canceled = \xC3\x28 {0}\n", Ids::kCatalogUtf8, 2, {}},
       {"overlong UTF-8", "# \xC0\xAF\n", Ids::kCatalogUtf8, 1, {}},
       {"UTF-16 surrogate", "opax.task.unknown = \xED\xA0\x80\n", Ids::kCatalogUtf8, 1, {}},
-      {"truncated UTF-8 at the end", ok + "opax.task.running = \xE2\x82", Ids::kCatalogUtf8, 2, {}},
+      {"truncated UTF-8 at the end", ok + "opax.task.canceled = \xE2\x82", Ids::kCatalogUtf8, 2, {}},
       {"Latin-1 file", "opax.task.unknown = Aufgabe f\xFCr {0}\n", Ids::kCatalogUtf8, 1, {}},
       {"line too long", ok + "\n" + tooLong, Ids::kCatalogLineTooLong, 3,
        {std::to_string(MessageCatalog::kMaxLineBytes)}},
@@ -280,9 +282,9 @@ TEST(MessageCatalog, LocalizesEveryMessageOfAnErrorAndSharesEverythingElse) {
   std::list<BaseMessage> messages;
   ASSERT_TRUE(catalog.LoadFile(ShippedGerman(), "de", messages));
 
-  auto nested = ErrorValue::GetInstance("com.quarn.opax.std.errors.error",
+  auto nested = ErrorValue::GetInstance(ErrorIds::kError,
                                         {BaseMessage::Make(Ids::kUnknownMethod, {"Vm", "start"})});
-  auto error = ErrorValue::GetInstance("com.quarn.opax.std.errors.not_found",
+  auto error = ErrorValue::GetInstance(ErrorIds::kNotFound,
                                        {BaseMessage::Make(Ids::kTaskUnknown, {"task-7"}),
                                         BaseMessage("com.example.custom", "A text of its own.", {})});
   auto unknown = Data::StructValue::GetInstance("com.example.extra");
@@ -325,7 +327,7 @@ TEST(MessageCatalog, LocalizeReturnsTheOriginalWhenNothingChanges) {
   EXPECT_EQ(catalog.Localize(error, "fr"), error);
   EXPECT_EQ(catalog.Localize(nullptr, "de"), nullptr);
   std::shared_ptr<ErrorValue const> const lacking =
-      ErrorValue::GetInstance("e", {BaseMessage::Make(Ids::kTaskRunning, {"1"})});
+      ErrorValue::GetInstance("e", {BaseMessage::Make(Ids::kTaskCanceled, {"1"})});
   EXPECT_EQ(catalog.Localize(lacking, "de"), lacking);
   auto const once = catalog.Localize(error, "de");
   EXPECT_EQ(catalog.Localize(once, "de"), once);

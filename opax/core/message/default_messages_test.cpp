@@ -53,7 +53,7 @@ TEST(DefaultMessages, EveryDocumentedIdHasATextUsingExactlyItsArguments) {
   for (DocumentedId const& documented : ids) seen.insert(documented.id);
   // Guards the reader itself: the first and the last declaration of the header must be found.
   ASSERT_TRUE(seen.count(MessageIds::kInvalidType));
-  ASSERT_TRUE(seen.count(MessageIds::kTaskRunning));
+  ASSERT_TRUE(seen.count(MessageIds::kTaskFollowTimedOut));
   EXPECT_EQ(seen.size(), ids.size()) << "an id is declared twice";
 
   for (DocumentedId const& documented : ids) {

@@ -37,10 +37,7 @@ constexpr char const kUndeclaredError[] = "opax.invoke.undeclared.error";  // op
 constexpr char const kSignalNotConnected[] = "opax.provider.method.signal.not.connected";  // (none)
 constexpr char const kUnknownInterface[] = "opax.provider.interface.unknown";  // interface
 constexpr char const kUnknownMethod[] = "opax.provider.method.unknown";        // interface, method
-constexpr char const kDuplicateInterface[] = "opax.provider.interface.duplicate";  // interface
-constexpr char const kNoResult[] = "opax.invoke.no.result";          // operation
 constexpr char const kNotImplemented[] = "opax.invoke.not.implemented";  // operation
-constexpr char const kDuplicateResult[] = "opax.invoke.result.duplicate";  // operation
 constexpr char const kTerminated[] = "opax.invoke.terminated";       // (none)
 
 // JSON text (the wire format). The last argument is always the JSON path of the fault, as
@@ -103,7 +100,6 @@ constexpr char const kUsersLineDuplicate[] = "opax.rpc.users.line.duplicate";   
 
 // Tasks.
 constexpr char const kTaskUnknown[] = "opax.task.unknown";  // task id
-constexpr char const kTaskRunning[] = "opax.task.running";  // task id
 constexpr char const kTaskCanceled[] = "opax.task.canceled";  // task id
 constexpr char const kTaskAlreadyEnded[] = "opax.task.already.ended";  // task id, final status
 constexpr char const kTaskProgress[] = "opax.task.progress";  // the implementation's note

@@ -1,5 +1,6 @@
 #include <opax/core/provider/api_interface.h>
 
+#include <opax/core/message/error_ids.h>
 #include <opax/core/message/message_ids.h>
 #include <opax/core/provider/api_method_helper.h>
 
@@ -11,7 +12,7 @@ void AsyncApiMethodSignal::Invoke(std::shared_ptr<Core::AsyncActivation> const& 
                                   std::shared_ptr<Core::AsyncApiResultCb> const& callback) const {
   if (!callback) return;  // nobody to answer
   if (!slot_) {
-    auto error = Data::ErrorValue::GetInstance("com.quarn.opax.std.errors.internal_server_error",
+    auto error = Data::ErrorValue::GetInstance(ErrorIds::kInternalServerError,
                                                {BaseMessage::Make(MessageIds::kSignalNotConnected)});
     (*callback)(Core::MethodResult::GetErrorInstance(std::move(error)), Progress());
     return;

@@ -1,23 +1,18 @@
 #include <opax/core/provider/api_method_helper.h>
 
+#include <opax/core/message/error_ids.h>
 #include <opax/core/message/message_ids.h>
 
 namespace Opax {
 namespace Provider {
-namespace {
-
-constexpr char kInvalidArgument[] = "com.quarn.opax.std.errors.invalid_argument";
-constexpr char kInternalServerError[] = "com.quarn.opax.std.errors.internal_server_error";
-
-}  // namespace
-
 bool ApiMethodHelper::ValidateInput(std::string const& name, std::shared_ptr<Data::DataDefinition const> const& definition,
                                     std::shared_ptr<Data::DataValue const> const& input,
                                     std::shared_ptr<Core::MethodResult const>& result) {
   std::list<BaseMessage> messages;
   if (!definition || definition->Validate(input, messages)) return true;
   messages.push_back(BaseMessage::Make(MessageIds::kInvalidInput, {name}));
-  result = Core::MethodResult::GetErrorInstance(Data::ErrorValue::GetInstance(kInvalidArgument, messages));
+  result = Core::MethodResult::GetErrorInstance(
+      Data::ErrorValue::GetInstance(ErrorIds::kInvalidArgument, messages));
   return false;
 }
 
@@ -27,7 +22,8 @@ std::shared_ptr<Core::MethodResult const> ApiMethodHelper::ValidateOutput(
   std::list<BaseMessage> messages;
   if (!definition || definition->Validate(output, messages)) return Core::MethodResult::GetInstance(output);
   messages.push_back(BaseMessage::Make(MessageIds::kInvalidOutput, {name}));
-  return Core::MethodResult::GetErrorInstance(Data::ErrorValue::GetInstance(kInternalServerError, messages));
+  return Core::MethodResult::GetErrorInstance(
+      Data::ErrorValue::GetInstance(ErrorIds::kInternalServerError, messages));
 }
 
 std::shared_ptr<Core::MethodResult const> ApiMethodHelper::ValidateError(
@@ -40,11 +36,13 @@ std::shared_ptr<Core::MethodResult const> ApiMethodHelper::ValidateError(
     std::list<BaseMessage> messages;
     if (definition->Validate(error, messages)) return Core::MethodResult::GetErrorInstance(error);
     messages.push_back(BaseMessage::Make(MessageIds::kUndeclaredError, {name, errorName}));
-    return Core::MethodResult::GetErrorInstance(Data::ErrorValue::GetInstance(kInternalServerError, messages));
+    return Core::MethodResult::GetErrorInstance(
+        Data::ErrorValue::GetInstance(ErrorIds::kInternalServerError, messages));
   }
   std::list<BaseMessage> messages = error ? error->messages() : std::list<BaseMessage>();
   messages.push_back(BaseMessage::Make(MessageIds::kUndeclaredError, {name, errorName}));
-  return Core::MethodResult::GetErrorInstance(Data::ErrorValue::GetInstance(kInternalServerError, messages));
+  return Core::MethodResult::GetErrorInstance(
+      Data::ErrorValue::GetInstance(ErrorIds::kInternalServerError, messages));
 }
 
 }  // namespace Provider

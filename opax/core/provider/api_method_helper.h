@@ -14,9 +14,8 @@ namespace Provider {
 // The checks a served operation applies to what crosses it, each answering with the result to
 // deliver. Failures name the operation and carry the definition's messages.
 struct ApiMethodHelper {
-  // True when `input` fits `definition`; otherwise false and `result` holds an
-  // "com.quarn.opax.std.errors.invalid_argument" error with the messages and
-  // "opax.invoke.invalid.input".
+  // True when `input` fits `definition`; otherwise false and `result` holds an invalid_argument
+  // error with the messages and "opax.invoke.invalid.input".
   static bool ValidateInput(std::string const& name, std::shared_ptr<Data::DataDefinition const> const& definition,
                             std::shared_ptr<Data::DataValue const> const& input,
                             std::shared_ptr<Core::MethodResult const>& result);

@@ -1,5 +1,6 @@
 #include <opax/core/provider/in_process_provider.h>
 
+#include <opax/core/message/error_ids.h>
 #include <opax/core/message/message_ids.h>
 
 namespace Opax {
@@ -9,7 +10,7 @@ namespace {
 constexpr char kTaskSuffix[] = "$task";
 
 void Refuse(std::shared_ptr<AsyncApiResultCb> const& callback, char const* id, std::vector<std::string> args) {
-  auto error = Data::ErrorValue::GetInstance("com.quarn.opax.std.errors.not_found", {BaseMessage::Make(id, std::move(args))});
+  auto error = Data::ErrorValue::GetInstance(ErrorIds::kNotFound, {BaseMessage::Make(id, std::move(args))});
   (*callback)(MethodResult::GetErrorInstance(std::move(error)), Progress());
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <opax/core/invocation/api_stub.h>
 #include <opax/core/provider/api_interface.h>
+#include <opax/core/provider/api_provider.h>
 #include <opax/core/provider/task_registry.h>
 
 #include <atomic>

@@ -1,8 +1,8 @@
-// The call path's runtime pieces without generated code: result objects (one final delivery,
-// termination when dropped), method signals, the validation helpers and the in-process provider
-// with its task registry.
+// The provider side without generated code: method signals, the validation helpers and the
+// in-process provider with its task registry.
 
 #include <opax/core/invocation/async_result.h>
+#include <opax/core/message/error_ids.h>
 #include <opax/core/provider/api_interface.h>
 #include <opax/core/provider/api_method_helper.h>
 #include <opax/core/provider/in_process_provider.h>
@@ -33,9 +33,6 @@ using Provider::TaskRegistry;
 using ErrorPtr = std::shared_ptr<ErrorValue const>;
 using Messages = std::list<BaseMessage>;
 
-constexpr char kInternal[] = "com.quarn.opax.std.errors.internal_server_error";
-constexpr char kInvalidArgument[] = "com.quarn.opax.std.errors.invalid_argument";
-constexpr char kNotFound[] = "com.quarn.opax.std.errors.not_found";
 constexpr char kService[] = "com.example.counter";
 
 std::vector<std::string> Ids(ErrorPtr const& error) {
@@ -46,190 +43,7 @@ std::vector<std::string> Ids(ErrorPtr const& error) {
   return ids;
 }
 
-// Every delivery a result object made, in order.
-template <class Slot>
-struct Deliveries {
-  struct Entry {
-    Slot slot;
-    ErrorPtr error;
-    Progress progress;
-  };
-  std::shared_ptr<std::vector<Entry>> log = std::make_shared<std::vector<Entry>>();
-
-  std::function<void(Slot const&, ErrorPtr const&, Progress const&)> Callback() const {
-    auto target = log;
-    return [target](Slot const& slot, ErrorPtr const& error, Progress const& progress) {
-      target->push_back({slot, error, progress});
-    };
-  }
-  std::size_t size() const { return log->size(); }
-  Entry const& operator[](std::size_t i) const { return log->at(i); }
-};
-
-using PlainLog = Deliveries<boost::optional<int64_t>>;
-using TaskLog = Deliveries<TaskResult<int64_t>>;
-using Plain = AsyncResult<int64_t>;
-using Task = AsyncTaskResult<int64_t>;
-
-Plain PlainInto(PlainLog const& log) { return Plain(Plain::Callback(log.Callback())); }
-Task TaskInto(TaskLog const& log) { return Task(Task::Callback(log.Callback())); }
-
 Progress Step(int64_t done, int64_t total) { return Progress{total, done, "step"}; }
-
-bool IsTermination(ErrorPtr const& error) {
-  return error && error->name() == kInternal &&
-         Ids(error) == std::vector<std::string>{"opax.invoke.terminated"};
-}
-
-TEST(AsyncResult, FirstFinalDeliveryWinsAcrossCopies) {
-  PlainLog log;
-  Plain result = PlainInto(log);
-  Plain copy = result;
-  result.SetResult(1);
-  copy.SetResult(2);
-  result.SetError(ErrorValue::GetInstance(kNotFound));
-  copy.Terminate();
-  result.SetProgress(Step(1, 2));  // progress after the end is dropped too
-  ASSERT_EQ(log.size(), 1u);
-  EXPECT_EQ(log[0].slot, boost::optional<int64_t>(1));
-  EXPECT_EQ(log[0].error, nullptr);
-  EXPECT_EQ(log[0].progress, Progress());
-  EXPECT_TRUE(copy.finished());
-
-  PlainLog failed;
-  Plain second = PlainInto(failed);
-  auto error = ErrorValue::GetInstance(kNotFound);
-  second.SetError(error);
-  second.SetResult(3);
-  ASSERT_EQ(failed.size(), 1u);
-  EXPECT_EQ(failed[0].error, error);
-  EXPECT_FALSE(failed[0].slot);
-}
-
-TEST(AsyncResult, ProgressAnyNumberOfTimesThenOneFinal) {
-  PlainLog log;
-  Plain result = PlainInto(log);
-  for (int64_t i = 0; i < 5; ++i) result.SetProgress(Step(i, 5));
-  result.Deliver(boost::none, nullptr, Step(5, 5));  // an empty slot without error is progress
-  EXPECT_FALSE(result.finished());
-  result.SetResult(42);
-  ASSERT_EQ(log.size(), 7u);
-  for (int64_t i = 0; i < 6; ++i) {
-    EXPECT_FALSE(log[i].slot);
-    EXPECT_EQ(log[i].progress, Step(i, 5));
-  }
-  EXPECT_EQ(log[6].slot, boost::optional<int64_t>(42));
-}
-
-TEST(AsyncResult, DroppingAnUnfinishedResultDeliversTerminationOnce) {
-  PlainLog log;
-  {
-    Plain result = PlainInto(log);
-    std::vector<Plain> copies(4, result);
-    result.SetProgress(Step(1, 3));
-  }
-  ASSERT_EQ(log.size(), 2u);
-  EXPECT_TRUE(IsTermination(log[1].error));
-  EXPECT_FALSE(log[1].slot);
-
-  PlainLog finished;
-  { PlainInto(finished).SetResult(7); }
-  EXPECT_EQ(finished.size(), 1u);
-
-  // A null error cannot reach a caller as "no error": it ends the call as termination.
-  PlainLog nullError;
-  PlainInto(nullError).SetError(nullptr);
-  ASSERT_EQ(nullError.size(), 1u);
-  EXPECT_TRUE(IsTermination(nullError[0].error));
-}
-
-TEST(AsyncResult, AnEmptyResultObjectThrowsOnDeliveryButNotWhenDropped) {
-  Plain empty;
-  EXPECT_FALSE(empty.hasCallback());
-  EXPECT_THROW(empty.SetProgress(Step(1, 2)), std::bad_function_call);
-  EXPECT_THROW(empty.SetResult(1), std::bad_function_call);
-  Task task;
-  EXPECT_THROW(task.SetTaskId("t"), std::bad_function_call);
-  { Plain dropped; }  // nobody to tell, and no exception out of a destructor
-}
-
-TEST(AsyncResult, TheNativeCallbackSeesTheErrorByName) {
-  std::vector<boost::optional<Data::NativeError>> seen;
-  Plain result(Plain::NativeCallback([&seen](boost::optional<int64_t> const&, ErrorPtr const&,
-                                             boost::optional<Data::NativeError> const& native,
-                                             Progress const&) { seen.push_back(native); }));
-  result.SetProgress(Step(1, 2));
-  auto error = ErrorValue::GetInstance(kNotFound);
-  result.SetError(error);
-  ASSERT_EQ(seen.size(), 2u);
-  EXPECT_FALSE(seen[0]);
-  ASSERT_TRUE(seen[1]);
-  EXPECT_EQ(seen[1]->name, kNotFound);
-  EXPECT_EQ(seen[1]->value, error);
-}
-
-TEST(AsyncResult, ConcurrentCompletionsDeliverOnce) {
-  for (int round = 0; round < 50; ++round) {
-    std::atomic<int> calls{0};
-    Plain result(Plain::Callback(
-        [&calls](boost::optional<int64_t> const&, ErrorPtr const&, Progress const&) { ++calls; }));
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-      threads.emplace_back([result, i] {
-        if (i % 2) {
-          result.SetResult(i);
-        } else {
-          result.Terminate();
-        }
-      });
-    }
-    for (auto& t : threads) t.join();
-    EXPECT_EQ(calls.load(), 1);
-  }
-}
-
-TEST(AsyncTaskResult, TaskIdAndValueAreFinalProgressIsNot) {
-  TaskLog log;
-  Task task = TaskInto(log);
-  task.SetProgress(Step(1, 2));
-  task.SetTaskId("task-9");
-  task.SetResult(5);
-  ASSERT_EQ(log.size(), 2u);
-  EXPECT_EQ(log[1].slot.taskId, boost::optional<std::string>("task-9"));
-  EXPECT_FALSE(log[1].slot.value);
-}
-
-TEST(AsyncTaskResult, ForwardingToAPlainResult) {
-  PlainLog value;
-  {
-    Task task = Task::ForwardingTo(PlainInto(value));
-    task.SetProgress(Step(1, 4));
-    task.SetProgress(Step(2, 4));
-    task.SetResult(11);
-    task.SetResult(12);
-  }
-  ASSERT_EQ(value.size(), 3u);
-  EXPECT_EQ(value[1].progress, Step(2, 4));
-  EXPECT_EQ(value[2].slot, boost::optional<int64_t>(11));
-
-  PlainLog failed;
-  auto error = ErrorValue::GetInstance(kNotFound);
-  Task::ForwardingTo(PlainInto(failed)).SetError(error);
-  ASSERT_EQ(failed.size(), 1u);
-  EXPECT_EQ(failed[0].error, error);
-
-  // A task dropped unfinished terminates the plain caller, once.
-  PlainLog dropped;
-  { Task task = Task::ForwardingTo(PlainInto(dropped)); }
-  ASSERT_EQ(dropped.size(), 1u);
-  EXPECT_TRUE(IsTermination(dropped[0].error));
-
-  // A task id means nothing to a plain caller: it still hears the end of the call, once.
-  PlainLog idOnly;
-  Task::ForwardingTo(PlainInto(idOnly)).SetTaskId("task-1");
-  ASSERT_EQ(idOnly.size(), 1u);
-  EXPECT_TRUE(IsTermination(idOnly[0].error));
-}
 
 // A callback that records every report it receives.
 struct Reports {
@@ -265,7 +79,7 @@ std::shared_ptr<StructValue> Input(std::string const& name, int64_t count) {
 }
 
 std::shared_ptr<Data::DataDefinition const> NotFoundDefinition() {
-  return Data::ErrorDefinition::GetInstance(kNotFound, {});
+  return Data::ErrorDefinition::GetInstance(ErrorIds::kNotFound, {});
 }
 
 std::shared_ptr<Provider::AsyncApiMethodSignal> Signal(std::string const& method,
@@ -283,7 +97,7 @@ TEST(AsyncApiMethodSignal, WithoutASlotAnswersNotConnected) {
   Reports reports;
   signal->Invoke(AsyncActivation::GetInstance(), Input("a", 1), reports.Callback());
   ASSERT_EQ(reports.size(), 1u);
-  EXPECT_EQ(reports.error(0)->name(), kInternal);
+  EXPECT_EQ(reports.error(0)->name(), ErrorIds::kInternalServerError);
   EXPECT_EQ(Ids(reports.error(0)), std::vector<std::string>{"opax.provider.method.signal.not.connected"});
   EXPECT_FALSE(reports.error(0)->messages().front().defaultMessage().empty());
   EXPECT_EQ(reports[0].progress, Progress());
@@ -307,7 +121,7 @@ TEST(AsyncApiMethodSignal, RefusesInvalidInputBeforeTheSlot) {
     ASSERT_EQ(reports.size(), 1u);
     ErrorPtr error = reports.error(0);
     ASSERT_TRUE(error);
-    EXPECT_EQ(error->name(), kInvalidArgument);
+    EXPECT_EQ(error->name(), ErrorIds::kInvalidArgument);
     std::list<BaseMessage> const messages = error->messages();
     ASSERT_GE(messages.size(), 2u);  // the definition's own findings, then the operation
     EXPECT_EQ(messages.back().id(), "opax.invoke.invalid.input");
@@ -340,35 +154,37 @@ TEST(AsyncApiMethodSignal, GivesTheSlotAnActivationEvenWhenThePeerSentNone) {
 }
 
 TEST(ApiMethodHelper, ValidateErrorPassesOnlyDeclaredErrors) {
-  auto declared = ErrorValue::GetInstance(kNotFound, {BaseMessage::Make("opax.task.unknown", {"t-1"})});
+  auto declared =
+      ErrorValue::GetInstance(ErrorIds::kNotFound, {BaseMessage::Make("opax.task.unknown", {"t-1"})});
   auto passed = Provider::ApiMethodHelper::ValidateError("get", {NotFoundDefinition()}, declared);
   EXPECT_EQ(passed->error(), declared);
 
-  auto undeclared = ErrorValue::GetInstance("com.quarn.opax.std.errors.unsupported");
+  auto undeclared = ErrorValue::GetInstance(ErrorIds::kUnsupported);
   for (auto const& errors : {Core::MethodDefinition::ErrorDefinitions{NotFoundDefinition()},
                              Core::MethodDefinition::ErrorDefinitions{}}) {
     auto replaced = Provider::ApiMethodHelper::ValidateError("get", errors, undeclared);
     ASSERT_FALSE(replaced->success());
-    EXPECT_EQ(replaced->error()->name(), kInternal);
+    EXPECT_EQ(replaced->error()->name(), ErrorIds::kInternalServerError);
     std::list<BaseMessage> const messages = replaced->error()->messages();
     ASSERT_FALSE(messages.empty());
     EXPECT_EQ(messages.back().id(), "opax.invoke.undeclared.error");
-    EXPECT_EQ(messages.back().args(),
-              (std::vector<std::string>{"get", "com.quarn.opax.std.errors.unsupported"}));
+    EXPECT_EQ(messages.back().args(), (std::vector<std::string>{"get", ErrorIds::kUnsupported}));
   }
   // With nothing declared, even the generic errors are replaced.
-  auto generic = Provider::ApiMethodHelper::ValidateError("get", {}, ErrorValue::GetInstance(kNotFound));
-  EXPECT_EQ(generic->error()->name(), kInternal);
+  auto generic =
+      Provider::ApiMethodHelper::ValidateError("get", {}, ErrorValue::GetInstance(ErrorIds::kNotFound));
+  EXPECT_EQ(generic->error()->name(), ErrorIds::kInternalServerError);
 
   // A declared name with a body that breaks the declaration is not passed on either.
-  auto strict =
-      Data::ErrorDefinition::GetInstance(kNotFound, {{"resource", Data::StringDefinition::GetInstance()}});
-  auto broken = Provider::ApiMethodHelper::ValidateError("get", {strict}, ErrorValue::GetInstance(kNotFound));
-  EXPECT_EQ(broken->error()->name(), kInternal);
+  auto strict = Data::ErrorDefinition::GetInstance(ErrorIds::kNotFound,
+                                                   {{"resource", Data::StringDefinition::GetInstance()}});
+  auto broken =
+      Provider::ApiMethodHelper::ValidateError("get", {strict}, ErrorValue::GetInstance(ErrorIds::kNotFound));
+  EXPECT_EQ(broken->error()->name(), ErrorIds::kInternalServerError);
 
   auto none = Provider::ApiMethodHelper::ValidateError("get", {NotFoundDefinition()}, nullptr);
   ASSERT_TRUE(none->error());
-  EXPECT_EQ(none->error()->name(), kInternal);
+  EXPECT_EQ(none->error()->name(), ErrorIds::kInternalServerError);
 }
 
 TEST(ApiMethodHelper, ValidateOutputBlamesTheImplementation) {
@@ -381,7 +197,7 @@ TEST(ApiMethodHelper, ValidateOutputBlamesTheImplementation) {
     auto refused =
         Provider::ApiMethodHelper::ValidateOutput("add", Data::DataDefinition::Create<int64_t>(), bad);
     ASSERT_FALSE(refused->success());
-    EXPECT_EQ(refused->error()->name(), kInternal);
+    EXPECT_EQ(refused->error()->name(), ErrorIds::kInternalServerError);
     EXPECT_EQ(Ids(refused->error()).back(), "opax.invoke.invalid.output");
   }
 }
@@ -533,7 +349,7 @@ TEST(InProcessProvider, ATaskAnswersWithItsIdAndRecordsItsReports) {
 
   auto value = DataValue::Create(int64_t{9});
   report(MethodResult::GetInstance(value), Progress());
-  report(MethodResult::GetErrorInstance(ErrorValue::GetInstance(kNotFound)),
+  report(MethodResult::GetErrorInstance(ErrorValue::GetInstance(ErrorIds::kNotFound)),
          Progress());  // after the end: ignored
   info = provider.tasks()->Get(id);
   EXPECT_EQ(info->state, TaskRegistry::State::SUCCEEDED);
@@ -551,7 +367,7 @@ TEST(InProcessProvider, ATaskAnswersWithItsIdAndRecordsItsReports) {
   std::string secondId;
   ASSERT_TRUE(DataValue::Value(second[0].result->output(), secondId, messages));
   EXPECT_NE(secondId, id);
-  auto error = ErrorValue::GetInstance(kNotFound);
+  auto error = ErrorValue::GetInstance(ErrorIds::kNotFound);
   (*counter.held->back())(MethodResult::GetErrorInstance(error), Progress());
   info = provider.tasks()->Get(secondId);
   EXPECT_EQ(info->state, TaskRegistry::State::FAILED);
@@ -574,7 +390,7 @@ TEST(InProcessProvider, ATaskWithBadInputFailsInTheRegistry) {
   auto info = provider.tasks()->Get(id);
   ASSERT_TRUE(info);
   EXPECT_EQ(info->state, TaskRegistry::State::FAILED);
-  EXPECT_EQ(info->error->name(), kInvalidArgument);
+  EXPECT_EQ(info->error->name(), ErrorIds::kInvalidArgument);
 }
 
 TEST(TaskRegistry, RetentionForgetsTheOldestFinishedNeverRunning) {
@@ -614,7 +430,7 @@ TEST(TaskRegistry, RetentionForgetsTheOldestFinishedNeverRunning) {
 TEST(TaskRegistry, CancelEndsAnUnfinishedTaskOnceAndRefusesAFinishedOne) {
   using Outcome = TaskRegistry::CancelOutcome;
   auto const done = MethodResult::GetInstance(DataValue::Create(int64_t{7}));
-  auto const failed = MethodResult::GetErrorInstance(ErrorValue::GetInstance(kNotFound));
+  auto const failed = MethodResult::GetErrorInstance(ErrorValue::GetInstance(ErrorIds::kNotFound));
   struct Case {
     char const* name;
     std::function<void(TaskRegistry&, std::string const&)> before;
@@ -647,7 +463,7 @@ TEST(TaskRegistry, CancelEndsAnUnfinishedTaskOnceAndRefusesAFinishedOne) {
       continue;
     }
     ASSERT_TRUE(after->error);
-    EXPECT_EQ(after->error->name(), "com.quarn.opax.std.errors.error");
+    EXPECT_EQ(after->error->name(), ErrorIds::kError);
     EXPECT_EQ(Ids(after->error), std::vector<std::string>{"opax.task.canceled"});
     EXPECT_TRUE(after->endTime);
     EXPECT_EQ(after->progress, before->progress);

@@ -1,12 +1,11 @@
 #include <opax/core/provider/task_registry.h>
 
+#include <opax/core/message/error_ids.h>
 #include <opax/core/message/message_ids.h>
 
 namespace Opax {
 namespace Provider {
 namespace {
-
-constexpr char kCanceledError[] = "com.quarn.opax.std.errors.error";
 
 DateTime Now(std::chrono::system_clock::time_point now) {
   auto const ms = std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count();
@@ -69,7 +68,7 @@ TaskRegistry::CancelOutcome TaskRegistry::Cancel(std::string const& id) {
   auto const now = std::chrono::system_clock::now();
   // Built before the lock: the registry's lock covers bookkeeping only.
   std::shared_ptr<Data::ErrorValue const> const canceled =
-      Data::ErrorValue::GetInstance(kCanceledError, {BaseMessage::Make(MessageIds::kTaskCanceled, {id})});
+      Data::ErrorValue::GetInstance(ErrorIds::kError, {BaseMessage::Make(MessageIds::kTaskCanceled, {id})});
   std::lock_guard<std::mutex> lock(mutex_);
   auto found = tasks_.find(id);
   if (found == tasks_.end()) return CancelOutcome::UNKNOWN;

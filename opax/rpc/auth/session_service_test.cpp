@@ -2,6 +2,7 @@
 #include <opax/rpc/auth/users_file.h>
 
 #include <opax/cis/session.h>
+#include <opax/core/message/error_ids.h>
 #include <opax/core/message/message_ids.h>
 #include <opax/core/provider/in_process_provider.h>
 #include <opax/rpc/protocol/call_context.h>
@@ -18,7 +19,6 @@ namespace {
 using SessionSvc = ::Com::Quarn::Cis::SessionSvc;
 using ErrorPtr = std::shared_ptr<Data::ErrorValue const>;
 
-constexpr char kUnauthenticated[] = "com.quarn.opax.std.errors.unauthenticated";
 constexpr char kPassword[] = "s3cret-Pa55word";
 
 template <class T>
@@ -127,7 +127,7 @@ TEST_F(SessionServiceTest, WrongPasswordAndUnknownUserGetTheSameAnswer) {
   auto const empty = Keep(Create("", "").error);
   for (ErrorPtr const& error : {wrong, unknown, empty}) {
     ASSERT_TRUE(error);
-    EXPECT_EQ(error->name(), kUnauthenticated);
+    EXPECT_EQ(error->name(), ErrorIds::kUnauthenticated);
     EXPECT_EQ(FirstMessageId(error), MessageIds::kSessionCredentials);
   }
   EXPECT_EQ(wrong->ToString(), unknown->ToString());
@@ -141,7 +141,7 @@ TEST_F(SessionServiceTest, GetAndDeleteNeedTheCallersOwnSession) {
   for (std::string const& id : {std::string(), std::string("made-up"), created.value->reveal()}) {
     for (ErrorPtr const& error : {Keep(Get(id).error), Keep(Delete(id).error)}) {
       ASSERT_TRUE(error);
-      EXPECT_EQ(error->name(), kUnauthenticated);
+      EXPECT_EQ(error->name(), ErrorIds::kUnauthenticated);
       EXPECT_EQ(FirstMessageId(error), MessageIds::kSessionMissing);
     }
   }
@@ -153,7 +153,7 @@ TEST_F(SessionServiceTest, AFullStoreRefusesNewSessions) {
   ASSERT_TRUE(Create("alice", kPassword).value);
   auto const refused = Keep(Create("alice", kPassword).error);
   ASSERT_TRUE(refused);
-  EXPECT_EQ(refused->name(), "com.quarn.opax.std.errors.unable_to_allocate_resource");
+  EXPECT_EQ(refused->name(), ErrorIds::kUnableToAllocateResource);
   EXPECT_EQ(FirstMessageId(refused), MessageIds::kSessionLimit);
 }
 

@@ -1,6 +1,6 @@
-#include <opax/rpc/protocol/std_error_ids.h>
 #include <opax/rpc/client/client.h>
 
+#include <opax/core/message/error_ids.h>
 #include <opax/core/message/message_ids.h>
 #include <opax/json/decoder.h>
 #include <opax/json/encoder.h>
@@ -26,7 +26,6 @@
 
 namespace Opax {
 namespace Rpc {
-using namespace StdErrors;  // NOLINT: the standard error ids
 
 namespace net = boost::asio;
 namespace beast = boost::beast;
@@ -225,7 +224,7 @@ struct RpcClient::Impl::Connection : std::enable_shared_from_this<RpcClient::Imp
     if (status == 200) {
       result = impl.Outcome(*done, response.body());
     } else {
-      result = Failure(status >= 500 ? kServiceUnavailable : kInvalidArgument,
+      result = Failure(status >= 500 ? ErrorIds::kServiceUnavailable : ErrorIds::kInvalidArgument,
                        BaseMessage::Make(MessageIds::kRpcHttpStatus, {impl.server, std::to_string(status)}));
     }
     parser.reset();
@@ -253,13 +252,18 @@ struct RpcClient::Impl::Connection : std::enable_shared_from_this<RpcClient::Imp
     std::shared_ptr<Core::MethodResult const> result;
     if (ec == beast::error::timeout) {
       auto const ms = std::chrono::duration_cast<std::chrono::milliseconds>(impl.options.callTimeout).count();
-      result = Failure(kTimedOut, BaseMessage::Make(MessageIds::kRpcTimedOut, {failed->operation->method->FullName(), std::to_string(ms)}));
+      result = Failure(ErrorIds::kTimedOut,
+                       BaseMessage::Make(MessageIds::kRpcTimedOut,
+                                         {failed->operation->method->FullName(), std::to_string(ms)}));
     } else if (stage == Stage::Tls) {
-      result = Failure(kUnverifiedPeer, BaseMessage::Make(MessageIds::kRpcTlsUnverified, {impl.server, ec.message()}));
+      result = Failure(ErrorIds::kUnverifiedPeer,
+                       BaseMessage::Make(MessageIds::kRpcTlsUnverified, {impl.server, ec.message()}));
     } else if (stage == Stage::Connect) {
-      result = Failure(kServiceUnavailable, BaseMessage::Make(MessageIds::kRpcConnectFailed, {impl.server, ec.message()}));
+      result = Failure(ErrorIds::kServiceUnavailable,
+                       BaseMessage::Make(MessageIds::kRpcConnectFailed, {impl.server, ec.message()}));
     } else {
-      result = Failure(kServiceUnavailable, BaseMessage::Make(MessageIds::kRpcConnectionLost, {impl.server, ec.message()}));
+      result = Failure(ErrorIds::kServiceUnavailable,
+                       BaseMessage::Make(MessageIds::kRpcConnectionLost, {impl.server, ec.message()}));
     }
     impl.Complete(failed, result);
     impl.Pump();
@@ -309,9 +313,10 @@ void RpcClient::Impl::Pump() {
     CallPtr call = std::move(queue.front());
     queue.pop_front();
     if (Clock::now() >= call->deadline) {
-      Complete(call, Failure(kTimedOut, BaseMessage::Make(MessageIds::kRpcTimedOut,
-                                                          {call->operation->method->FullName(),
-                                                           std::to_string(options.callTimeout.count())})));
+      Complete(call, Failure(ErrorIds::kTimedOut,
+                             BaseMessage::Make(MessageIds::kRpcTimedOut,
+                                               {call->operation->method->FullName(),
+                                                std::to_string(options.callTimeout.count())})));
       continue;
     }
     free->Send(std::move(call));
@@ -331,8 +336,9 @@ void RpcClient::Impl::CloseAll() {
   }
   pool.clear();
   for (auto const& call : abandoned) {
-    Complete(call, Failure(kServiceUnavailable,
-                           BaseMessage::Make(MessageIds::kRpcClientClosed, {call->operation->method->FullName()})));
+    Complete(call,
+             Failure(ErrorIds::kServiceUnavailable,
+                     BaseMessage::Make(MessageIds::kRpcClientClosed, {call->operation->method->FullName()})));
   }
 }
 
@@ -341,7 +347,8 @@ std::shared_ptr<Core::MethodResult const> RpcClient::Impl::Outcome(PendingCall c
   std::string fault;
   if (!ParseResponse(body, options.json, replies, fault) || replies.size() != 1) {
     if (fault.empty()) fault = "it does not hold exactly one reply";
-    return Failure(kInternalServerError, BaseMessage::Make(MessageIds::kRpcReplyInvalid, {server, fault}));
+    return Failure(ErrorIds::kInternalServerError,
+                   BaseMessage::Make(MessageIds::kRpcReplyInvalid, {server, fault}));
   }
   RpcReply const& reply = replies.front();
   std::list<BaseMessage> messages;
@@ -350,7 +357,8 @@ std::shared_ptr<Core::MethodResult const> RpcClient::Impl::Outcome(PendingCall c
   if (!reply.isError) {
     if (!Json::Decode(reply.result, *operation.output, value, messages, options.json)) {
       messages.push_front(BaseMessage::Make(MessageIds::kInvalidOutput, {operation.method->FullName()}));
-      return Core::MethodResult::GetErrorInstance(Data::ErrorValue::GetInstance(kInternalServerError, messages));
+      return Core::MethodResult::GetErrorInstance(
+          Data::ErrorValue::GetInstance(ErrorIds::kInternalServerError, messages));
     }
     return Core::MethodResult::GetInstance(std::move(value));
   }
@@ -367,7 +375,8 @@ std::shared_ptr<Core::MethodResult const> RpcClient::Impl::Outcome(PendingCall c
       return Core::MethodResult::GetErrorInstance(std::static_pointer_cast<Data::ErrorValue const>(value));
     }
   }
-  return Failure(reply.code == static_cast<int>(RpcCode::MethodNotFound) ? kNotFound : kInternalServerError,
+  return Failure(reply.code == static_cast<int>(RpcCode::MethodNotFound) ? ErrorIds::kNotFound
+                                                                         : ErrorIds::kInternalServerError,
                  BaseMessage::Make(MessageIds::kRpcServerError, {std::to_string(reply.code), reply.message}));
 }
 
@@ -450,10 +459,15 @@ void RpcClient::InvokeAsync(std::shared_ptr<Core::MethodIdentifier const> const&
   OperationDefinitions const* const operation = impl.operations.Find(name);
   if (!operation) {
     std::string const service = method && method->interfaceIdentifier() ? method->interfaceIdentifier()->name() : "";
-    return (*callback)(Failure(kNotFound, BaseMessage::Make(MessageIds::kUnknownMethod, {service, method ? method->name() : ""})), Progress());
+    return (*callback)(
+        Failure(ErrorIds::kNotFound,
+                BaseMessage::Make(MessageIds::kUnknownMethod, {service, method ? method->name() : ""})),
+        Progress());
   }
   if (impl.closed.load()) {
-    return (*callback)(Failure(kServiceUnavailable, BaseMessage::Make(MessageIds::kRpcClientClosed, {name})), Progress());
+    return (*callback)(
+        Failure(ErrorIds::kServiceUnavailable, BaseMessage::Make(MessageIds::kRpcClientClosed, {name})),
+        Progress());
   }
   auto call = std::make_shared<PendingCall>();
   call->operation = operation;
@@ -470,7 +484,9 @@ void RpcClient::InvokeAsync(std::shared_ptr<Core::MethodIdentifier const> const&
     body.append("{}");
   } else if (!Json::Encode(*input, operation->input.get(), body, messages)) {
     messages.push_front(BaseMessage::Make(MessageIds::kInvalidInput, {name}));
-    return (*callback)(Core::MethodResult::GetErrorInstance(Data::ErrorValue::GetInstance(kInvalidArgument, messages)), Progress());
+    return (*callback)(Core::MethodResult::GetErrorInstance(
+                           Data::ErrorValue::GetInstance(ErrorIds::kInvalidArgument, messages)),
+                       Progress());
   }
   body.push_back('}');
   call->language = !impl.options.acceptLanguage.empty() ? impl.options.acceptLanguage
@@ -482,8 +498,9 @@ void RpcClient::InvokeAsync(std::shared_ptr<Core::MethodIdentifier const> const&
   }
   net::post(impl.io, [impl = impl_, call = std::move(call)]() mutable {
     if (impl->closed.load()) {
-      return impl->Complete(call, Failure(kServiceUnavailable,
-                                          BaseMessage::Make(MessageIds::kRpcClientClosed, {call->operation->method->FullName()})));
+      return impl->Complete(call, Failure(ErrorIds::kServiceUnavailable,
+                                          BaseMessage::Make(MessageIds::kRpcClientClosed,
+                                                            {call->operation->method->FullName()})));
     }
     impl->queue.push_back(std::move(call));
     impl->Pump();

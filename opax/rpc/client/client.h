@@ -1,8 +1,8 @@
 #pragma once
 
 #include <opax/core/base/secret_string.h>
-#include <opax/core/invocation/api_stub.h>
 #include <opax/core/message/base_message.h>
+#include <opax/core/provider/api_provider.h>
 #include <opax/json/limits.h>
 
 #include <chrono>

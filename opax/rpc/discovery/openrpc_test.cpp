@@ -1,5 +1,6 @@
 #include <opax/rpc/discovery/openrpc.h>
 
+#include <opax/core/message/error_ids.h>
 #include <runtime/service_catalog.h>
 #include <opax/json/testing/sample_definition.h>
 #include <opax/rpc/discovery/json_schema.h>
@@ -21,7 +22,6 @@ namespace json = boost::json;
 constexpr char kRecommendation[] = "com.quarn.nexar.cluster.edrs.recommendation";
 constexpr char kMaintenance[] = "com.quarn.nexar.cluster.edrs.maintenance_mode";
 constexpr char kEvcMode[] = "com.quarn.nexar.cluster.evc_mode";
-constexpr char kNotFound[] = "com.quarn.opax.std.errors.not_found";
 
 struct Expected {
   char const* pointer;
@@ -205,13 +205,13 @@ TEST_F(OpenRpcDocumentTest, DeclaredErrorsPointAtTheirValueSchema) {
   std::set<std::string> refs;
   for (auto const& error : generate.at("errors").as_array()) refs.insert(std::string(error.at("$ref").as_string()));
   EXPECT_EQ(refs.size(), 5u);
-  EXPECT_EQ(refs.count(JsonSchemaWriter::ComponentRef("errors", kNotFound)), 1u);
-  json::value const& error = document_.at_pointer("/components/errors").at(kNotFound);
+  EXPECT_EQ(refs.count(JsonSchemaWriter::ComponentRef("errors", ErrorIds::kNotFound)), 1u);
+  json::value const& error = document_.at_pointer("/components/errors").at(ErrorIds::kNotFound);
   EXPECT_EQ(error.at("code"), static_cast<int>(RpcCode::OperationError));
-  EXPECT_EQ(error.at("message"), kNotFound);
-  EXPECT_EQ(error.at("data"), json::value({{"$ref", JsonSchemaWriter::SchemaRef(kNotFound)}}));
-  json::value const& schema = Schema(kNotFound);
-  EXPECT_EQ(schema.at_pointer("/properties/@type"), json::value({{"const", kNotFound}}));
+  EXPECT_EQ(error.at("message"), ErrorIds::kNotFound);
+  EXPECT_EQ(error.at("data"), json::value({{"$ref", JsonSchemaWriter::SchemaRef(ErrorIds::kNotFound)}}));
+  json::value const& schema = Schema(ErrorIds::kNotFound);
+  EXPECT_EQ(schema.at_pointer("/properties/@type"), json::value({{"const", ErrorIds::kNotFound}}));
   EXPECT_EQ(Required(schema).count("@type"), 1u);
 }
 

@@ -1,7 +1,7 @@
-#include <opax/rpc/protocol/std_error_ids.h>
 #include <opax/rpc/server/dispatcher.h>
 
 #include <opax/core/l10n/message_catalog.h>
+#include <opax/core/message/error_ids.h>
 #include <opax/core/message/message_ids.h>
 #include <opax/json/decoder.h>
 #include <opax/json/encoder.h>
@@ -15,8 +15,6 @@
 
 namespace Opax {
 namespace Rpc {
-using namespace StdErrors;  // NOLINT: the standard error ids
-
 
 // The replies of one request, filled in as its calls complete, on whatever threads they do.
 struct Dispatcher::Batch {
@@ -98,8 +96,9 @@ std::string OutcomeReply(std::string_view id, OperationDefinitions const& operat
   if (!result.output()) {
     text = "null";
   } else if (!Json::Encode(*result.output(), operation.output.get(), text, faults)) {
-    return teller.RuntimeErrorReply(id, RpcCode::InternalError, kInternalServerError,
-                                    BaseMessage::Make(MessageIds::kInvalidOutput, {operation.method->FullName()}));
+    return teller.RuntimeErrorReply(
+        id, RpcCode::InternalError, ErrorIds::kInternalServerError,
+        BaseMessage::Make(MessageIds::kInvalidOutput, {operation.method->FullName()}));
   }
   std::string out;
   AppendResult(out, id, text);
@@ -148,13 +147,14 @@ void Dispatcher::Call(std::shared_ptr<Batch> const& batch, std::size_t slot, Rpc
     // The method name comes from the caller: only its length is safe to bound, its text is not
     // secret, so it is named in the message to help the caller see the typo.
     std::string const shown = call.method.size() > 200 ? call.method.substr(0, 200) + "..." : call.method;
-    return answer(teller.RuntimeErrorReply(id, RpcCode::MethodNotFound, kNotFound,
-                                    BaseMessage::Make(MessageIds::kRpcMethodUnknown, {shown})));
+    return answer(teller.RuntimeErrorReply(id, RpcCode::MethodNotFound, ErrorIds::kNotFound,
+                                           BaseMessage::Make(MessageIds::kRpcMethodUnknown, {shown})));
   }
   bool const sessionService = operation->serviceId == kSessionServiceId;
   if (options_.requireSession && !context.session && !(sessionService && operation->operation == kSessionCreate)) {
-    return answer(teller.RuntimeErrorReply(id, RpcCode::OperationError, kUnauthenticated,
-                                    BaseMessage::Make(MessageIds::kRpcSessionRequired, {call.method})));
+    return answer(
+        teller.RuntimeErrorReply(id, RpcCode::OperationError, ErrorIds::kUnauthenticated,
+                                 BaseMessage::Make(MessageIds::kRpcSessionRequired, {call.method})));
   }
 
   std::shared_ptr<Data::DataValue const> input;
@@ -162,7 +162,9 @@ void Dispatcher::Call(std::shared_ptr<Batch> const& batch, std::size_t slot, Rpc
   std::string_view const params = call.params.empty() ? std::string_view("{}") : call.params;
   if (!Json::Decode(params, *operation->input, input, faults, options_.json)) {
     faults.push_front(BaseMessage::Make(MessageIds::kInvalidInput, {operation->method->FullName()}));
-    return answer(teller.ErrorReply(id, RpcCode::InvalidParams, Data::ErrorValue::GetInstance(kInvalidArgument, faults), nullptr));
+    return answer(teller.ErrorReply(id, RpcCode::InvalidParams,
+                                    Data::ErrorValue::GetInstance(ErrorIds::kInvalidArgument, faults),
+                                    nullptr));
   }
 
   auto activation = Core::AsyncActivation::GetInstance();

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <opax/core/invocation/api_stub.h>
 #include <opax/core/l10n/localizer.h>
+#include <opax/core/provider/api_provider.h>
 #include <opax/json/limits.h>
 #include <opax/rpc/auth/session_store.h>
 #include <opax/rpc/protocol/operation_table.h>

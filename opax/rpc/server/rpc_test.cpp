@@ -7,6 +7,7 @@
 #include <opax/rpc/server/server.h>
 #include <opax/rpc/tasks/follow_task.h>
 
+#include <opax/core/message/error_ids.h>
 #include <runtime/service_catalog.h>
 #include <runtime/testing/definition_only.h>
 #include <opax/core/provider/in_process_provider.h>
@@ -38,7 +39,6 @@ using ValuePtr = std::shared_ptr<Data::DataValue const>;
 using ResultPtr = std::shared_ptr<Core::MethodResult const>;
 
 constexpr char kEcho[] = "com.quarn.test.echo";
-constexpr char kNotFound[] = "com.quarn.opax.std.errors.not_found";
 
 Json::Testing::SampleDefinition const& Sample() {
   static auto const sample = Json::Testing::MakeSampleDefinition();
@@ -56,7 +56,8 @@ std::shared_ptr<DataDefinition const> NoInput() {
 std::shared_ptr<DataDefinition const> Text() { return DataDefinition::Create<std::string>(); }
 std::shared_ptr<DataDefinition const> NotFoundDef() {
   static auto const notFound = Data::ErrorDefinition::GetInstance(
-      kNotFound, {{"messages", Data::ListDefinition::GetInstance(DataDefinition::Create<Data::DynamicStructure>())}});
+      ErrorIds::kNotFound,
+      {{"messages", Data::ListDefinition::GetInstance(DataDefinition::Create<Data::DynamicStructure>())}});
   return notFound;
 }
 
@@ -108,9 +109,10 @@ std::shared_ptr<Core::InProcessProvider> EchoProvider(std::shared_ptr<Held> cons
       if (which == "fail") {
         auto const& context = activation->context();
         std::string const user = context.count("session.user") ? context.at("session.user") : "";
-        return (*callback)(Core::MethodResult::GetErrorInstance(Data::ErrorValue::GetInstance(
-                               kNotFound, {BaseMessage::Make(MessageIds::kTaskUnknown, {"t-" + user})})),
-                           Progress());
+        return (*callback)(
+            Core::MethodResult::GetErrorInstance(Data::ErrorValue::GetInstance(
+                ErrorIds::kNotFound, {BaseMessage::Make(MessageIds::kTaskUnknown, {"t-" + user})})),
+            Progress());
       }
       if (which == "hang") {
         std::lock_guard<std::mutex> lock(held->mutex);
@@ -252,7 +254,7 @@ TEST_F(Rpc, EveryKindTravelsBothWaysAndErrorsArriveAsDeclared) {
 
   ResultPtr const failed = Call(*client, "fail", nullptr);
   ASSERT_TRUE(failed);
-  EXPECT_EQ(ErrorName(failed), kNotFound);
+  EXPECT_EQ(ErrorName(failed), ErrorIds::kNotFound);
   ASSERT_EQ(failed->error()->messages().size(), 1u);
   EXPECT_EQ(failed->error()->messages().front().id(), MessageIds::kTaskUnknown);
 }
@@ -302,7 +304,7 @@ TEST_F(Rpc, PendingCallsEndWhenTheServerDiesTheClientGoesOrTheDeadlinePasses) {
     ClientOptions options;
     options.callTimeout = std::chrono::milliseconds(200);
     auto client = Connect(options);
-    EXPECT_EQ(ErrorName(Call(*client, "hang", nullptr)), "com.quarn.opax.std.errors.timed_out");
+    EXPECT_EQ(ErrorName(Call(*client, "hang", nullptr)), ErrorIds::kTimedOut);
   }
   {
     auto client = Connect();
@@ -315,14 +317,14 @@ TEST_F(Rpc, PendingCallsEndWhenTheServerDiesTheClientGoesOrTheDeadlinePasses) {
     client.reset();
     auto future = promise->get_future();
     ASSERT_EQ(future.wait_for(std::chrono::seconds(5)), std::future_status::ready);
-    EXPECT_EQ(ErrorName(future.get()), "com.quarn.opax.std.errors.service_unavailable");
+    EXPECT_EQ(ErrorName(future.get()), ErrorIds::kServiceUnavailable);
   }
   auto client = Connect();
   auto result = std::async(std::launch::async, [&] { return Call(*client, "hang", nullptr); });
   std::this_thread::sleep_for(std::chrono::milliseconds(100));
   server_.reset();
   ASSERT_EQ(result.wait_for(std::chrono::seconds(10)), std::future_status::ready);
-  EXPECT_EQ(ErrorName(result.get()), "com.quarn.opax.std.errors.service_unavailable");
+  EXPECT_EQ(ErrorName(result.get()), ErrorIds::kServiceUnavailable);
 }
 
 TEST_F(Rpc, BadRequestsGetTheirJsonRpcOrHttpError) {
@@ -388,7 +390,8 @@ TEST_F(Rpc, CallsNeedASessionAndMessagesComeInTheCallersLanguage) {
   ASSERT_TRUE(options.authenticator);
   Serve(options);
   auto client = Connect();
-  EXPECT_EQ(ErrorName(Call(*client, "echo", FromJson(kEveryKind, *DeviceInput()))), "com.quarn.opax.std.errors.unauthenticated");
+  EXPECT_EQ(ErrorName(Call(*client, "echo", FromJson(kEveryKind, *DeviceInput()))),
+            ErrorIds::kUnauthenticated);
 
   std::string const login = R"({"jsonrpc":"2.0","id":1,"method":"com.quarn.cis.session/create","params":{"user_name":"ada","password":")";
   Reply const refused = Post(server_->port(), login + "wrong\"}}");
@@ -401,7 +404,7 @@ TEST_F(Rpc, CallsNeedASessionAndMessagesComeInTheCallersLanguage) {
   std::string const token = created.body.substr(at + 10, created.body.find('"', at + 10) - at - 10);
   client->session(SecretString(token));
   ResultPtr const failed = Call(*client, "fail", nullptr);
-  ASSERT_EQ(ErrorName(failed), kNotFound);
+  ASSERT_EQ(ErrorName(failed), ErrorIds::kNotFound);
   EXPECT_EQ(failed->error()->messages().front().args().front(), "t-ada") << "the session reaches the activation";
 
   Reply const german = Post(server_->port(), R"({"jsonrpc":"2.0","id":1,"method":"com.quarn.test.echo/fail"})",
@@ -410,7 +413,7 @@ TEST_F(Rpc, CallsNeedASessionAndMessagesComeInTheCallersLanguage) {
   EXPECT_EQ(german.body.find(token), std::string::npos);
 
   Post(server_->port(), R"({"jsonrpc":"2.0","id":1,"method":"com.quarn.cis.session/delete"})", {{"Authorization", "Bearer " + token}});
-  EXPECT_EQ(ErrorName(Call(*client, "fail", nullptr)), "com.quarn.opax.std.errors.unauthenticated");
+  EXPECT_EQ(ErrorName(Call(*client, "fail", nullptr)), ErrorIds::kUnauthenticated);
 }
 
 // A throw-away certificate authority and a server certificate for "localhost", made with the
@@ -448,7 +451,7 @@ TEST_F(Rpc, TlsVerifiesTheServerUnlessToldNotTo) {
 
   ClientOptions untrusting;
   untrusting.url = url;
-  EXPECT_EQ(ErrorName(Call(*Connect(untrusting), "echo", input)), "com.quarn.opax.std.errors.unverified_peer");
+  EXPECT_EQ(ErrorName(Call(*Connect(untrusting), "echo", input)), ErrorIds::kUnverifiedPeer);
 
   ClientOptions insecure;
   insecure.url = url;

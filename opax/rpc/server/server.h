@@ -1,8 +1,8 @@
 #pragma once
 
-#include <opax/core/invocation/api_stub.h>
 #include <opax/core/l10n/localizer.h>
 #include <opax/core/message/base_message.h>
+#include <opax/core/provider/api_provider.h>
 #include <opax/core/provider/task_registry.h>
 #include <opax/rpc/auth/authenticator.h>
 #include <opax/rpc/auth/session_store.h>

@@ -1,7 +1,7 @@
-#include <opax/rpc/protocol/std_error_ids.h>
 #include <opax/rpc/tasks/follow_task.h>
 
 #include <opax/cis/tasks.h>
+#include <opax/core/message/error_ids.h>
 #include <runtime/service_catalog.h>
 #include <opax/core/message/message_ids.h>
 #include <opax/json/json.h>
@@ -13,7 +13,6 @@
 
 namespace Opax {
 namespace Rpc {
-using namespace StdErrors;  // NOLINT: the standard error ids
 namespace {
 
 using TasksSvc = ::Com::Quarn::Cis::TasksSvc;
@@ -74,7 +73,8 @@ std::shared_ptr<Data::DataDefinition const> OutputDefinitionOf(std::string const
 std::shared_ptr<Core::MethodResult const> InvalidOutput(std::string const& operation,
                                                         std::list<BaseMessage> messages) {
   messages.push_back(BaseMessage::Make(MessageIds::kInvalidOutput, {operation}));
-  return Core::MethodResult::GetErrorInstance(Data::ErrorValue::GetInstance(kInternalServerError, messages));
+  return Core::MethodResult::GetErrorInstance(
+      Data::ErrorValue::GetInstance(ErrorIds::kInternalServerError, messages));
 }
 
 // The result as its operation's output definition types it. Over a wire the contents of the
@@ -104,7 +104,7 @@ std::shared_ptr<Core::MethodResult const> Succeeded(TasksSvc::Info const& info,
 std::shared_ptr<Core::MethodResult const> TimedOut(std::string const& id,
                                                    std::chrono::milliseconds deadline) {
   return Core::MethodResult::GetErrorInstance(Data::ErrorValue::GetInstance(
-      kTimedOut,
+      ErrorIds::kTimedOut,
       {BaseMessage::Make(MessageIds::kTaskFollowTimedOut, {id, std::to_string(deadline.count())})}));
 }
 

@@ -2,8 +2,8 @@
 
 #include <opax/core/base/progress.h>
 #include <opax/core/definition/data_definition.h>
-#include <opax/core/invocation/api_stub.h>
 #include <opax/core/invocation/method_result.h>
+#include <opax/core/provider/api_provider.h>
 
 #include <chrono>
 #include <functional>

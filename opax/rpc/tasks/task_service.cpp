@@ -1,14 +1,13 @@
-#include <opax/rpc/protocol/std_error_ids.h>
 #include <opax/rpc/tasks/task_service.h>
 
 #include <opax/cis/tasks.h>
+#include <opax/core/message/error_ids.h>
 #include <opax/core/message/message_ids.h>
 
 #include <string>
 
 namespace Opax {
 namespace Rpc {
-using namespace StdErrors;  // NOLINT: the standard error ids
 namespace {
 
 using TasksSvc = ::Com::Quarn::Cis::TasksSvc;
@@ -51,7 +50,7 @@ class TaskService final : public TasksSvc::AsyncServiceInterface {
   void Get(std::string const& task, std::shared_ptr<Core::AsyncActivation> const&,
            Result<std::shared_ptr<TasksSvc::Info const>> const& result) override {
     auto found = tasks_->Get(task);
-    if (!found) return result.SetError(Refusal(kNotFound, MessageIds::kTaskUnknown, {task}));
+    if (!found) return result.SetError(Refusal(ErrorIds::kNotFound, MessageIds::kTaskUnknown, {task}));
     result.SetResult(InfoOf(*found));
   }
 
@@ -68,12 +67,13 @@ class TaskService final : public TasksSvc::AsyncServiceInterface {
       case Registry::CancelOutcome::CANCELED:
         return result.SetResult(Void());
       case Registry::CancelOutcome::UNKNOWN:
-        return result.SetError(Refusal(kNotFound, MessageIds::kTaskUnknown, {task}));
+        return result.SetError(Refusal(ErrorIds::kNotFound, MessageIds::kTaskUnknown, {task}));
       case Registry::CancelOutcome::ALREADY_ENDED: {
         // Read again for the message only: the task may have been forgotten in between.
         auto ended = tasks_->Get(task);
         std::string const state = Registry::StateText(ended ? ended->state : Registry::State::FAILED);
-        return result.SetError(Refusal(kNotAllowed, MessageIds::kTaskAlreadyEnded, {task, state}));
+        return result.SetError(
+            Refusal(ErrorIds::kNotAllowedInCurrentState, MessageIds::kTaskAlreadyEnded, {task, state}));
       }
     }
   }

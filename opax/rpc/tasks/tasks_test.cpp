@@ -10,6 +10,7 @@
 #include <runtime/testing/definition_only.h>
 #include <opax/core/data/list_value.h>
 #include <opax/core/data/optional_value.h>
+#include <opax/core/message/error_ids.h>
 #include <opax/core/provider/in_process_provider.h>
 #include <opax/json/json.h>
 
@@ -36,7 +37,6 @@ using ValuePtr = std::shared_ptr<DataValue const>;
 
 constexpr char kJobs[] = "com.quarn.test.jobs";
 constexpr char kBuilt[] = "com.quarn.test.jobs.built";
-constexpr char kNotFound[] = "com.quarn.opax.std.errors.not_found";
 
 // The operations of the test service, each only a task: a structure result, two kinds that
 // travel wrapped, and void.
@@ -58,7 +58,9 @@ std::shared_ptr<DataDefinition const> CountDef() {
   return def;
 }
 std::shared_ptr<DataDefinition const> VoidDef() { return DataDefinition::Create<Void>(); }
-std::shared_ptr<DataDefinition const> NotFoundDef() { return Data::ErrorDefinition::GetInstance(kNotFound, {}); }
+std::shared_ptr<DataDefinition const> NotFoundDef() {
+  return Data::ErrorDefinition::GetInstance(ErrorIds::kNotFound, {});
+}
 
 // The test service in the run-time catalogue, where FollowTask looks its output definitions up.
 template <std::shared_ptr<DataDefinition const> (*Make)()>
@@ -230,7 +232,7 @@ TEST_F(Tasks, GetListAndCancelFollowTheRegistry) {
   EXPECT_FALSE(Cancel(a).error);
   auto const twice = Cancel(a);
   ASSERT_TRUE(twice.error);
-  EXPECT_EQ(twice.error->name(), "com.quarn.opax.std.errors.not_allowed_in_current_state");
+  EXPECT_EQ(twice.error->name(), ErrorIds::kNotAllowedInCurrentState);
   EXPECT_EQ(Ids(twice.error), std::vector<std::string>{"opax.task.already.ended"});
   (*first)(Core::MethodResult::GetInstance(Built()), Progress());
   auto const canceled = Get(a);
@@ -256,7 +258,7 @@ TEST_F(Tasks, UnknownIdsAreNotFound) {
     SCOPED_TRACE(id);
     for (ErrorPtr const& error : {Get(id).error, Cancel(id).error, FollowTask(*provider_, id)->error()}) {
       ASSERT_TRUE(error);
-      EXPECT_EQ(error->name(), kNotFound);
+      EXPECT_EQ(error->name(), ErrorIds::kNotFound);
       EXPECT_EQ(Ids(error), std::vector<std::string>{"opax.task.unknown"});
     }
   }
@@ -272,7 +274,7 @@ TEST(TaskResultCarriage, StructuresAsTheyAreOtherKindsWrappedVoidAsNothing) {
   EXPECT_EQ(UnwrapTaskResult(nullptr), nullptr);
   for (ValuePtr const& value :
        {Stamps(), DataValue::Create(std::string("x")), ValuePtr(Data::OptionalValue::GetInstance()),
-        ValuePtr(Data::ErrorValue::GetInstance(kNotFound))}) {
+        ValuePtr(Data::ErrorValue::GetInstance(ErrorIds::kNotFound))}) {
     auto const wrapped = WrapTaskResult(value);
     ASSERT_TRUE(wrapped);
     EXPECT_EQ(wrapped->name(), kWrappedResultName);
@@ -332,7 +334,7 @@ TEST_F(Tasks, FollowTaskReportsEachStepAndTypesTheOutcome) {
     };
   };
   auto const notFound =
-      Data::ErrorValue::GetInstance(kNotFound, {BaseMessage::Make("opax.task.unknown", {"x"})});
+      Data::ErrorValue::GetInstance(ErrorIds::kNotFound, {BaseMessage::Make("opax.task.unknown", {"x"})});
   auto const countOf = Data::OptionalValue::GetInstance(DataValue::Create(int64_t{42}));
   struct Case {
     char const* op;
@@ -347,8 +349,9 @@ TEST_F(Tasks, FollowTaskReportsEachStepAndTypesTheOutcome) {
        typedAs(Data::OptionalValue::GetInstance())},
       {"nothing", Core::MethodResult::GetInstance(Data::VoidValue::GetInstance()),
        typedAs(Data::VoidValue::GetInstance())},
-      {"build", Core::MethodResult::GetErrorInstance(notFound), failedWith(kNotFound, "opax.task.unknown")},
-      {"build", nullptr, failedWith("com.quarn.opax.std.errors.timed_out", "opax.task.follow.timed.out")},
+      {"build", Core::MethodResult::GetErrorInstance(notFound),
+       failedWith(ErrorIds::kNotFound, "opax.task.unknown")},
+      {"build", nullptr, failedWith(ErrorIds::kTimedOut, "opax.task.follow.timed.out")},
   };
   FollowOptions options;
   options.firstDelay = std::chrono::milliseconds(1);
@@ -389,7 +392,7 @@ TEST_F(Tasks, FollowTaskRefusesAResultThatDoesNotFitItsDefinition) {
   (*report)(Core::MethodResult::GetInstance(DataValue::Create(std::string("yesterday"))), Progress());
   auto const result = FollowTask(*wire_, id);
   ASSERT_FALSE(result->success());
-  EXPECT_EQ(result->error()->name(), "com.quarn.opax.std.errors.internal_server_error");
+  EXPECT_EQ(result->error()->name(), ErrorIds::kInternalServerError);
   EXPECT_EQ(Ids(result->error()).back(), "opax.invoke.invalid.output");
 
   // Without an output definition anywhere the result comes back as the wire decoded it.

@@ -1,8 +1,8 @@
 #include "invoke/invoke.h"
 
+#include <opax/core/message/error_ids.h>
 #include <opax/core/message/message_ids.h>
 #include <opax/json/decoder.h>
-#include <opax/rpc/protocol/std_error_ids.h>
 
 #include <future>
 
@@ -26,7 +26,7 @@ std::shared_ptr<::Opax::Core::MethodResult const> InvokeAndWait(::Opax::Rpc::Rpc
                      }));
   if (future.wait_for(timeout + std::chrono::seconds(5)) != std::future_status::ready) {
     auto error = ::Opax::Data::ErrorValue::GetInstance(
-        ::Opax::Rpc::StdErrors::kTimedOut,
+        ::Opax::ErrorIds::kTimedOut,
         {::Opax::BaseMessage::Make(::Opax::MessageIds::kRpcTimedOut,
                                    {operation.method->FullName(), std::to_string(timeout.count() * 1000)})});
     return ::Opax::Core::MethodResult::GetErrorInstance(error);

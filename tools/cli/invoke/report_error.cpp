@@ -1,8 +1,8 @@
 #include "invoke/report_error.h"
 
 #include <opax/core/data/compound_value.h>
+#include <opax/core/message/error_ids.h>
 #include <opax/core/message/message_ids.h>
-#include <opax/rpc/protocol/std_error_ids.h>
 
 #include <set>
 #include <string>
@@ -28,7 +28,7 @@ std::string ShortName(std::string const& name) {
 }  // namespace
 
 ExitCode ExitCodeOf(::Opax::Data::ErrorValue const& error) {
-  namespace Std = ::Opax::Rpc::StdErrors;
+  namespace Std = ::Opax::ErrorIds;
   if (error.name() == Std::kUnauthenticated) return kExitUnauthenticated;
   if (error.name() == Std::kUnverifiedPeer) return kExitUnreachable;
   auto const messages = error.messages();

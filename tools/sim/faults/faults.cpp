@@ -3,34 +3,16 @@
 #include <opax/core/data/data_value.h>
 #include <opax/core/invocation/method_result.h>
 #include <opax/core/message/base_message.h>
+#include <opax/core/message/error_ids.h>
 #include <opax/core/message/message.h>
 
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/steady_timer.hpp>
 
-#include <array>
-#include <iterator>
 #include <random>
 
 namespace Sim {
 namespace {
-
-// The standard errors a fault may be, by the short name of their ids ("com.quarn.opax.std.errors."
-// + name), built once: a failed call names its error without building a string.
-constexpr char const* kErrors[] = {
-    "service_unavailable", "error", "internal_server_error", "timed_out", "resource_busy",
-    "resource_inaccessible", "unable_to_allocate_resource", "unauthenticated", "unauthorized",
-    "not_allowed_in_current_state", "invalid_argument", "not_found", "already_exists", "already_in_desired_state",
-    "resource_in_use", "unsupported", "invalid_element_configuration", "invalid_element_type", "unverified_peer"};
-
-std::array<std::string, std::size(kErrors)> const& ErrorIds() {
-  static auto const ids = [] {
-    std::array<std::string, std::size(kErrors)> made;
-    for (std::size_t i = 0; i < made.size(); ++i) made[i] = std::string("com.quarn.opax.std.errors.") + kErrors[i];
-    return made;
-  }();
-  return ids;
-}
 
 constexpr double kMillion = 1e6;
 
@@ -56,16 +38,19 @@ bool Faults::Set(FaultSettings const& settings, std::string& problem) {
     problem = "drop_rate";
     return false;
   }
-  unsigned index = 0;
-  while (index < std::size(kErrors) && settings.error != kErrors[index]) ++index;
-  if (index == std::size(kErrors)) {
+  // Any standard error, by its short name.
+  char const* error = nullptr;
+  for (char const* id : ::Opax::ErrorIds::kAll) {
+    if (settings.error == ::Opax::ErrorIds::ShortName(id)) error = id;
+  }
+  if (error == nullptr) {
     problem = "error";
     return false;
   }
   latencyMs_.store(static_cast<long>(settings.latency.count()));
   failurePpm_.store(static_cast<unsigned>(settings.failureRate * kMillion + 0.5));
   dropPpm_.store(static_cast<unsigned>(settings.dropRate * kMillion + 0.5));
-  error_.store(index);
+  error_.store(error);
   return true;
 }
 
@@ -74,13 +59,13 @@ FaultSettings Faults::Get() const {
   settings.latency = latency();
   settings.failureRate = failurePpm_.load() / kMillion;
   settings.dropRate = dropPpm_.load() / kMillion;
-  settings.error = kErrors[error_.load()];
+  settings.error = ::Opax::ErrorIds::ShortName(error_.load());
   return settings;
 }
 
 bool Faults::FailThisCall() const { return Roll(failurePpm_.load(std::memory_order_relaxed)); }
 bool Faults::DropThisRequest() const { return Roll(dropPpm_.load(std::memory_order_relaxed)); }
-char const* Faults::errorId() const { return ErrorIds()[error_.load(std::memory_order_relaxed)].c_str(); }
+char const* Faults::errorId() const { return error_.load(std::memory_order_relaxed); }
 
 FaultyProvider::FaultyProvider(std::shared_ptr<::Opax::Provider::ApiProvider> inner, std::shared_ptr<Faults const> faults)
     : inner_(std::move(inner)), faults_(std::move(faults)) {

@@ -5,7 +5,8 @@
 // standard error, a share of requests whose connection is dropped. Settings change while the
 // server runs; calls read them without a lock.
 
-#include <opax/core/invocation/api_stub.h>
+#include <opax/core/message/error_ids.h>
+#include <opax/core/provider/api_provider.h>
 
 #include <boost/asio/io_context.hpp>
 
@@ -46,7 +47,8 @@ class Faults {
   // Rates as parts per million, so that one atomic integer holds each.
   std::atomic<unsigned> failurePpm_{0};
   std::atomic<unsigned> dropPpm_{0};
-  std::atomic<unsigned> error_{0};  // index into the standard errors' names
+  // One of ErrorIds::kAll: a failed call names its error without building a string.
+  std::atomic<char const*> error_{::Opax::ErrorIds::kServiceUnavailable};
 };
 
 // The provider that the server hosts: delays and fails calls of the catalogue as `faults` say,

@@ -16,8 +16,8 @@
 // Every call goes through the service's binder and implementation, as a client's would: a seed
 // can only build an inventory that the services themselves accept.
 
-#include <opax/core/invocation/api_stub.h>
 #include <opax/core/message/base_message.h>
+#include <opax/core/provider/api_provider.h>
 
 #include <list>
 #include <string>

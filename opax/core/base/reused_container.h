@@ -1,0 +1,43 @@
+#pragma once
+
+// The per-thread work storage that the iterative walks borrow (the adapters, value validation,
+// the JSON decoder): steady traffic then allocates no work storage of its own.
+
+namespace Opax {
+
+// A work container that a thread reuses from one walk to the next. A walk started while another
+// runs on the same thread (an adapt function that converts something itself) gets a container of
+// its own. `Container` has clear() and trim() (trim gives back an unusually large capacity).
+template <class Container>
+class ReusedContainer {
+ public:
+  ReusedContainer() : owned_(Slot().inUse ? new Container() : nullptr) {
+    if (owned_ == nullptr) Slot().inUse = true;
+  }
+  ~ReusedContainer() {
+    if (owned_ != nullptr) {
+      delete owned_;
+    } else {
+      Slot().container.clear();
+      Slot().container.trim();
+      Slot().inUse = false;
+    }
+  }
+  ReusedContainer(ReusedContainer const&) = delete;
+  ReusedContainer& operator=(ReusedContainer const&) = delete;
+
+  Container& get() { return owned_ != nullptr ? *owned_ : Slot().container; }
+
+ private:
+  struct ThreadSlot {
+    Container container;
+    bool inUse = false;
+  };
+  static ThreadSlot& Slot() {
+    thread_local ThreadSlot slot;
+    return slot;
+  }
+  Container* owned_;
+};
+
+}  // namespace Opax
