@@ -391,12 +391,13 @@ BENCHMARK(BM_ValidateEthernetInfoListValue);
 
 #if NEXAR_BENCH_COMPARE
 int main(int argc, char** argv) {
-  return Bench::RunWithRatios(argc, argv, "Ours over protobuf",
-                              {{"BM_EthernetInfoRoundTrip", "BM_ProtoEthernetInfoBinaryRoundTrip", " (target: within 2x)"},
-                               {"BM_EthernetInfoRoundTrip", "BM_ProtoEthernetInfoJsonRoundTrip", ""},
-                               {"BM_EthernetInfoToValue", "BM_ProtoEthernetInfoSerialize", ""},
-                               {"BM_ValueToEthernetInfo", "BM_ProtoEthernetInfoParse", ""},
-                               {"BM_EthernetInfoListRoundTrip", "BM_ProtoEthernetInfoListBinaryRoundTrip", ""}});
+  return Bench::RunWithRatios(
+      argc, argv, "Ours over protobuf",
+      {{"BM_EthernetInfoRoundTrip", "BM_ProtoEthernetInfoBinaryRoundTrip", " (target: within 2x)"},
+       {"BM_EthernetInfoRoundTrip", "BM_ProtoEthernetInfoJsonRoundTrip", ""},
+       {"BM_EthernetInfoToValue", "BM_ProtoEthernetInfoSerialize", ""},
+       {"BM_ValueToEthernetInfo", "BM_ProtoEthernetInfoParse", ""},
+       {"BM_EthernetInfoListRoundTrip", "BM_ProtoEthernetInfoListBinaryRoundTrip", ""}});
 }
 #else
 BENCHMARK_MAIN();

@@ -20,7 +20,8 @@ using Result = std::shared_ptr<Checks::ListResult const>;
 
 class Listing : public Checks::AsyncServiceInterface {
  public:
-  void List(::Opax::OptionalPtr<Checks::IterationSpec const> const&, ::Opax::OptionalPtr<Checks::FilterSpec const> const&,
+  void List(::Opax::OptionalPtr<Checks::IterationSpec const> const&,
+            ::Opax::OptionalPtr<Checks::FilterSpec const> const&,
             std::shared_ptr<::Opax::Core::AsyncActivation> const&,
             ::Opax::AsyncResult<Result, ::Opax::AsyncResultTerminateCbPolicy> const& result) override {
     result.SetResult(reply_);
@@ -33,10 +34,10 @@ class Listing : public Checks::AsyncServiceInterface {
 struct Fixture {
   std::shared_ptr<::Opax::Core::InProcessProvider> provider = ::Opax::Core::InProcessProvider::GetInstance();
   std::shared_ptr<Checks::AsyncServiceStub> stub;
-  ::Opax::OptionalPtr<Checks::IterationSpec const> iteration =
-      std::make_shared<Checks::IterationSpec>(Checks::IterationSpec().size(int64_t{50}).marker(std::string("m-1")));
-  ::Opax::OptionalPtr<Checks::FilterSpec const> filter =
-      std::make_shared<Checks::FilterSpec>(Checks::FilterSpec().sessions(std::set<std::string>{"s-1", "s-2"}));
+  ::Opax::OptionalPtr<Checks::IterationSpec const> iteration = std::make_shared<Checks::IterationSpec>(
+      Checks::IterationSpec().size(int64_t{50}).marker(std::string("m-1")));
+  ::Opax::OptionalPtr<Checks::FilterSpec const> filter = std::make_shared<Checks::FilterSpec>(
+      Checks::FilterSpec().sessions(std::set<std::string>{"s-1", "s-2"}));
 
   Fixture() {
     provider->Register(Checks::AsyncServiceBinder::BindImplementation(std::make_shared<Listing>()));
@@ -55,7 +56,8 @@ void BM_CallThroughInProcessProvider(benchmark::State& state) {
   Bench::AllocationMeter meter;
   for (auto _ : state) {
     ::Opax::AsyncResult<Result> result(::Opax::AsyncResult<Result>::Callback(
-        [&results](boost::optional<Result> const& value, std::shared_ptr<::Opax::Data::ErrorValue const> const&,
+        [&results](boost::optional<Result> const& value,
+                   std::shared_ptr<::Opax::Data::ErrorValue const> const&,
                    ::Opax::Progress const&) { results += value ? 1 : 0; }));
     fixture.stub->List(fixture.iteration, fixture.filter, nullptr, result);
   }

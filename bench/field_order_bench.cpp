@@ -83,8 +83,9 @@ void Check(benchmark::State& state, bool ok, std::list<BaseMessage> const& messa
 
 void Report(benchmark::State& state, Order order, std::size_t count) {
   state.SetLabel(kOrderNames[order]);
-  state.counters["per_element"] = benchmark::Counter(
-      static_cast<double>(count), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+  state.counters["per_element"] =
+      benchmark::Counter(static_cast<double>(count),
+                         benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
 std::shared_ptr<StructValue> BuildSummary(std::vector<std::string> const& names, Order order) {

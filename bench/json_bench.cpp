@@ -55,7 +55,8 @@ Sample<InfoList> const& Hundred() {
   return sample;
 }
 
-void Finish(benchmark::State& state, Bench::AllocationMeter& meter, bool ok, std::size_t bytes, std::size_t items) {
+void Finish(benchmark::State& state, Bench::AllocationMeter& meter, bool ok, std::size_t bytes,
+            std::size_t items) {
   meter.Report(state);
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * bytes));
   if (items > 1) state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * items));
@@ -144,7 +145,9 @@ void BM_JsonFullPathEthernetInfo(benchmark::State& state) { FullPath(state, Benc
 
 void BM_JsonEncodeEthernetInfoList(benchmark::State& state) { Encode(state, Hundred(), Bench::kListLength); }
 void BM_JsonDecodeEthernetInfoList(benchmark::State& state) { Decode(state, Hundred(), Bench::kListLength); }
-void BM_JsonRoundTripEthernetInfoList(benchmark::State& state) { RoundTrip(state, Hundred(), Bench::kListLength); }
+void BM_JsonRoundTripEthernetInfoList(benchmark::State& state) {
+  RoundTrip(state, Hundred(), Bench::kListLength);
+}
 void BM_BoostJsonRoundTripEthernetInfoList(benchmark::State& state) {
   BoostRoundTrip(state, Hundred().text, Bench::kListLength);
 }

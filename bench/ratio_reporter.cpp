@@ -89,14 +89,15 @@ bool ConsoleFormat(int argc, char** argv) {
 
 }  // namespace
 
-int RunWithRatios(int argc, char** argv, std::string const& title, std::vector<Comparison> const& comparisons) {
+int RunWithRatios(int argc, char** argv, std::string const& title,
+                  std::vector<Comparison> const& comparisons) {
   bool const console = ConsoleFormat(argc, argv);
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   if (console) {
-    RatioReporter reporter(isatty(fileno(stdout)) ? benchmark::ConsoleReporter::OO_Color
-                                                  : benchmark::ConsoleReporter::OO_None,
-                           title, comparisons);
+    RatioReporter reporter(
+        isatty(fileno(stdout)) ? benchmark::ConsoleReporter::OO_Color : benchmark::ConsoleReporter::OO_None,
+        title, comparisons);
     benchmark::RunSpecifiedBenchmarks(&reporter);
   } else {
     benchmark::RunSpecifiedBenchmarks();

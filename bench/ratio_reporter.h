@@ -19,6 +19,7 @@ struct Comparison {
 // allocations per operation):" and one line per comparison whose two figures exist. With
 // --benchmark_repetitions the medians are compared. Another --benchmark_format than the
 // console gets the library's own reporter and no ratios.
-int RunWithRatios(int argc, char** argv, std::string const& title, std::vector<Comparison> const& comparisons);
+int RunWithRatios(int argc, char** argv, std::string const& title,
+                  std::vector<Comparison> const& comparisons);
 
 }  // namespace Bench

@@ -20,15 +20,15 @@
 
 #include <benchmark/benchmark.h>
 
-#include <csignal>
-#include <algorithm>
-#include <fstream>
-#include <sstream>
-#include <future>
 #include <sys/prctl.h>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
+#include <algorithm>
+#include <csignal>
+#include <fstream>
+#include <future>
+#include <sstream>
+#include <thread>
 
 namespace {
 
@@ -42,12 +42,37 @@ class Adapters : public Ethernet::AsyncServiceInterface {
     result.SetResult(info_);
   }
   // Only Get is measured.
-  void List(std::string const&, std::shared_ptr<::Opax::Core::AsyncActivation> const&, ::Opax::AsyncResult<std::list<std::shared_ptr<Ethernet::Summary const>>, ::Opax::AsyncResultTerminateCbPolicy> const& result) override { result.Terminate(); }
-  void Create(std::string const&, std::shared_ptr<Ethernet::CreateSpec const> const&, std::shared_ptr<::Opax::Core::AsyncActivation> const&, ::Opax::AsyncResult<std::string, ::Opax::AsyncResultTerminateCbPolicy> const& result) override { result.Terminate(); }
-  void Update(std::string const&, std::string const&, std::shared_ptr<Ethernet::UpdateSpec const> const&, std::shared_ptr<::Opax::Core::AsyncActivation> const&, ::Opax::AsyncResult<::Opax::Void, ::Opax::AsyncResultTerminateCbPolicy> const& result) override { result.Terminate(); }
-  void Delete(std::string const&, std::string const&, std::shared_ptr<::Opax::Core::AsyncActivation> const&, ::Opax::AsyncResult<::Opax::Void, ::Opax::AsyncResultTerminateCbPolicy> const& result) override { result.Terminate(); }
-  void Connect(std::string const&, std::string const&, std::shared_ptr<::Opax::Core::AsyncActivation> const&, ::Opax::AsyncResult<::Opax::Void, ::Opax::AsyncResultTerminateCbPolicy> const& result) override { result.Terminate(); }
-  void Disconnect(std::string const&, std::string const&, std::shared_ptr<::Opax::Core::AsyncActivation> const&, ::Opax::AsyncResult<::Opax::Void, ::Opax::AsyncResultTerminateCbPolicy> const& result) override { result.Terminate(); }
+  void List(std::string const&, std::shared_ptr<::Opax::Core::AsyncActivation> const&,
+            ::Opax::AsyncResult<std::list<std::shared_ptr<Ethernet::Summary const>>,
+                                ::Opax::AsyncResultTerminateCbPolicy> const& result) override {
+    result.Terminate();
+  }
+  void Create(std::string const&, std::shared_ptr<Ethernet::CreateSpec const> const&,
+              std::shared_ptr<::Opax::Core::AsyncActivation> const&,
+              ::Opax::AsyncResult<std::string, ::Opax::AsyncResultTerminateCbPolicy> const& result) override {
+    result.Terminate();
+  }
+  void Update(
+      std::string const&, std::string const&, std::shared_ptr<Ethernet::UpdateSpec const> const&,
+      std::shared_ptr<::Opax::Core::AsyncActivation> const&,
+      ::Opax::AsyncResult<::Opax::Void, ::Opax::AsyncResultTerminateCbPolicy> const& result) override {
+    result.Terminate();
+  }
+  void Delete(
+      std::string const&, std::string const&, std::shared_ptr<::Opax::Core::AsyncActivation> const&,
+      ::Opax::AsyncResult<::Opax::Void, ::Opax::AsyncResultTerminateCbPolicy> const& result) override {
+    result.Terminate();
+  }
+  void Connect(
+      std::string const&, std::string const&, std::shared_ptr<::Opax::Core::AsyncActivation> const&,
+      ::Opax::AsyncResult<::Opax::Void, ::Opax::AsyncResultTerminateCbPolicy> const& result) override {
+    result.Terminate();
+  }
+  void Disconnect(
+      std::string const&, std::string const&, std::shared_ptr<::Opax::Core::AsyncActivation> const&,
+      ::Opax::AsyncResult<::Opax::Void, ::Opax::AsyncResultTerminateCbPolicy> const& result) override {
+    result.Terminate();
+  }
 
  private:
   InfoPtr info_ = std::make_shared<Ethernet::Info const>(Bench::MakeInfo());
@@ -115,8 +140,9 @@ double CpuMicros(pid_t pid) {
 
 // `callers` threads call EthernetSvc::Get(vm, nic) on `server` as fast as they can, each waiting for
 // its reply, for at most 4000 calls or 3 seconds each.
-void MeasureEthernetGet(benchmark::State& state, Child const& server, std::size_t callers, std::string const& vm,
-                        std::string const& nic, ::Opax::SecretString const& session = {}) {
+void MeasureEthernetGet(benchmark::State& state, Child const& server, std::size_t callers,
+                        std::string const& vm, std::string const& nic,
+                        ::Opax::SecretString const& session = {}) {
   ::Opax::Rpc::ClientOptions options;
   options.url = "http://127.0.0.1:" + std::to_string(server.port);
   options.connections = callers;
@@ -139,15 +165,18 @@ void MeasureEthernetGet(benchmark::State& state, Child const& server, std::size_
     std::vector<std::thread> threads;
     for (std::size_t c = 0; c < callers; ++c) {
       threads.emplace_back([&, c] {
-        for (std::size_t i = 0; i < kCallsPerCaller && std::chrono::steady_clock::now() - start < budget; ++i) {
+        for (std::size_t i = 0; i < kCallsPerCaller && std::chrono::steady_clock::now() - start < budget;
+             ++i) {
           std::promise<bool> done;
           auto const begin = std::chrono::steady_clock::now();
           ::Opax::AsyncResult<InfoPtr> result(::Opax::AsyncResult<InfoPtr>::Callback(
-              [&done](boost::optional<InfoPtr> const& value, std::shared_ptr<::Opax::Data::ErrorValue const> const&,
+              [&done](boost::optional<InfoPtr> const& value,
+                      std::shared_ptr<::Opax::Data::ErrorValue const> const&,
                       ::Opax::Progress const&) { done.set_value(static_cast<bool>(value)); }));
           stub.Get(vm, nic, nullptr, result);
           if (!done.get_future().get()) ++failed[c];
-          perCaller[c].push_back(std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - begin).count());
+          perCaller[c].push_back(
+              std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - begin).count());
         }
       });
     }
@@ -221,14 +250,16 @@ void BM_SimEthernetGet(benchmark::State& state) {
   auto client = ::Opax::Rpc::RpcClient::Create(options, messages);
   auto const apiStub = ::Opax::Stub::AsyncApiStub::GetInstance(client);
   auto const token = Wait<::Opax::SecretString>([&](auto const& result) {
-    ::Com::Quarn::Cis::SessionSvc::AsyncServiceStub(apiStub).Create("admin", ::Opax::SecretString(kSimPassword), nullptr, result);
+    ::Com::Quarn::Cis::SessionSvc::AsyncServiceStub(apiStub).Create(
+        "admin", ::Opax::SecretString(kSimPassword), nullptr, result);
   });
   if (!token) return state.SkipWithError("cannot log in");
   client->session(*token);
   // The first machine of the inventory that has a network adapter.
-  auto const machines = Wait<std::list<std::shared_ptr<::Com::Quarn::Nexar::VmSvc::Summary const>>>([&](auto const& result) {
-    ::Com::Quarn::Nexar::VmSvc::AsyncServiceStub(apiStub).List({}, nullptr, result);
-  });
+  auto const machines =
+      Wait<std::list<std::shared_ptr<::Com::Quarn::Nexar::VmSvc::Summary const>>>([&](auto const& result) {
+        ::Com::Quarn::Nexar::VmSvc::AsyncServiceStub(apiStub).List({}, nullptr, result);
+      });
   for (auto const& machine : machines.value_or(decltype(machines)::value_type())) {
     auto const nics = Wait<std::list<std::shared_ptr<Ethernet::Summary const>>>([&](auto const& result) {
       Ethernet::AsyncServiceStub(apiStub).List(machine->vm(), nullptr, result);

@@ -6,8 +6,8 @@
 #include <opax/json/testing/sample_definition.h>
 
 #include <cstdint>
-#include <cstdlib>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <string_view>
 
@@ -56,8 +56,9 @@ extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, std::size_t size) {
   Require(value != nullptr && messages.empty(), "a successful decoding without a value");
   std::string const once = EncodeDecoded(value, definition);
   DataValuePtr again;
-  Require(definition != nullptr ? Opax::Json::Decode(once, *definition, again, messages, Opax::Json::Limits::Unlimited())
-                                : Opax::Json::Decode(once, again, messages, Opax::Json::Limits::Unlimited()),
+  Require(definition != nullptr
+              ? Opax::Json::Decode(once, *definition, again, messages, Opax::Json::Limits::Unlimited())
+              : Opax::Json::Decode(once, again, messages, Opax::Json::Limits::Unlimited()),
           "the encoder wrote text that the decoder refuses");
   Require(EncodeDecoded(again, definition) == once, "text -> value -> text is not stable");
   return 0;

@@ -12,7 +12,8 @@ namespace Binding {
 namespace {
 
 std::shared_ptr<Provider::AsyncApiMethodSignal> Bind(OperationDescriptor const& op, bool task,
-                                                     std::shared_ptr<L10n::Localizer> const& localizer, Thunk thunk) {
+                                                     std::shared_ptr<L10n::Localizer> const& localizer,
+                                                     Thunk thunk) {
   auto service = std::make_shared<Core::InterfaceIdentifier const>(op.service);
   auto id = Core::MethodIdentifier::GetInstance(service, task ? op.taskName() : std::string(op.name));
   auto signal = Provider::AsyncApiMethodSignal::GetInstance(
@@ -59,8 +60,8 @@ void Completion::Error(std::shared_ptr<Data::ErrorValue const> const& error) con
   }
   auto localized = Data::NativeErrorHelper::GetError(error, Data::NativeError{error->name(), error},
                                                      activation->GetErrorRequestLocalizer());
-  Deliver(Provider::ApiMethodHelper::ValidateError(definition->identifier()->name(), definition->errorDefinitions(),
-                                                   localized));
+  Deliver(Provider::ApiMethodHelper::ValidateError(definition->identifier()->name(),
+                                                   definition->errorDefinitions(), localized));
 }
 
 void Completion::Result(void const* native) const {
@@ -69,10 +70,11 @@ void Completion::Result(void const* native) const {
   if (!Data::NativeToValueAdapter::Adapt(native, op->result->toValue(), &value, messages,
                                          activation->requestLocalizer())) {
     messages.push_back(BaseMessage::Make(MessageIds::kInvalidOutput, {definition->identifier()->name()}));
-    return Deliver(Core::MethodResult::GetErrorInstance(Data::ErrorValue::GetInstance(ErrorIds::kInternalServerError, messages)));
+    return Deliver(Core::MethodResult::GetErrorInstance(
+        Data::ErrorValue::GetInstance(ErrorIds::kInternalServerError, messages)));
   }
-  Deliver(Provider::ApiMethodHelper::ValidateOutput(definition->identifier()->name(), definition->outputDefinition(),
-                                                    value));
+  Deliver(Provider::ApiMethodHelper::ValidateOutput(definition->identifier()->name(),
+                                                    definition->outputDefinition(), value));
 }
 
 void Completion::Deliver(std::shared_ptr<Core::MethodResult const> const& result) const {
@@ -84,9 +86,8 @@ bool Request::Read(void* input) const {
   std::list<BaseMessage> messages;
   bool const converted = Data::ValueToNativeAdapter::Adapt(input_, op.input->toNative(), input, messages);
   StructTable const& fields = op.inputFields();
-  auto const& unknown =
-      *reinterpret_cast<std::shared_ptr<Data::StructValue const> const*>(static_cast<char const*>(input) +
-                                                                          fields.unknownOffset);
+  auto const& unknown = *reinterpret_cast<std::shared_ptr<Data::StructValue const> const*>(
+      static_cast<char const*>(input) + fields.unknownOffset);
   if (converted && (!unknown || !RejectUndeclaredInputFields().load(std::memory_order_relaxed))) return true;
   // Undeclared fields are reported one by one, then "opax.invoke.invalid.input" names the operation.
   if (converted) {
@@ -95,7 +96,8 @@ bool Request::Read(void* input) const {
     }
     messages.push_back(BaseMessage::Make(MessageIds::kInvalidInput, {op.qualified}));
   }
-  completion_.Deliver(Core::MethodResult::GetErrorInstance(Data::ErrorValue::GetInstance(ErrorIds::kInvalidArgument, messages)));
+  completion_.Deliver(Core::MethodResult::GetErrorInstance(
+      Data::ErrorValue::GetInstance(ErrorIds::kInvalidArgument, messages)));
   return false;
 }
 
@@ -119,9 +121,9 @@ std::shared_ptr<Provider::AsyncApiInterface> BindService(
                                                   std::move(methods));
 }
 
-std::shared_ptr<Provider::AsyncApiInterface> BindUnsupported(char const* service, OperationDescriptor const* const* ops,
-                                                             std::size_t count,
-                                                             std::shared_ptr<L10n::Localizer> const& localizer) {
+std::shared_ptr<Provider::AsyncApiInterface> BindUnsupported(
+    char const* service, OperationDescriptor const* const* ops, std::size_t count,
+    std::shared_ptr<L10n::Localizer> const& localizer) {
   std::list<std::shared_ptr<Provider::AsyncApiMethod const>> methods;
   for (std::size_t i = 0; i < count; ++i) {
     OperationDescriptor const& op = *ops[i];

@@ -53,7 +53,8 @@ class Request {
   template <class R>
   ::Opax::Binding::Reply<R> Reply() const {
     return ::Opax::Binding::Reply<R>(typename ::Opax::Binding::Reply<R>::Callback(
-        [completion = completion_](boost::optional<R> const& result, std::shared_ptr<Data::ErrorValue const> const& error,
+        [completion = completion_](boost::optional<R> const& result,
+                                   std::shared_ptr<Data::ErrorValue const> const& error,
                                    ::Opax::Progress const& progress) {
           if (error) return completion.Error(error);
           if (result) return completion.Result(&*result);
@@ -63,7 +64,8 @@ class Request {
   template <class R>
   ::Opax::Binding::TaskReply<R> TaskReply() const {
     return ::Opax::Binding::TaskReply<R>(typename ::Opax::Binding::TaskReply<R>::Callback(
-        [completion = completion_](TaskResult<R> const& result, std::shared_ptr<Data::ErrorValue const> const& error,
+        [completion = completion_](TaskResult<R> const& result,
+                                   std::shared_ptr<Data::ErrorValue const> const& error,
                                    ::Opax::Progress const& progress) {
           if (error) return completion.Error(error);
           if (result.value) return completion.Result(&*result.value);
@@ -86,9 +88,11 @@ using Localizer = std::shared_ptr<L10n::Localizer>;
 // The method signal of an operation's plain form, or of its task form (registered under the task
 // name: the implementation reports progress and finally the task's value).
 std::shared_ptr<Provider::AsyncApiMethodSignal> BindPlain(OperationDescriptor const& op,
-                                                          std::shared_ptr<L10n::Localizer> const& localizer, Thunk thunk);
+                                                          std::shared_ptr<L10n::Localizer> const& localizer,
+                                                          Thunk thunk);
 std::shared_ptr<Provider::AsyncApiMethodSignal> BindTask(OperationDescriptor const& op,
-                                                         std::shared_ptr<L10n::Localizer> const& localizer, Thunk thunk);
+                                                         std::shared_ptr<L10n::Localizer> const& localizer,
+                                                         Thunk thunk);
 
 // Calls the implementation. One that throws has given up: its caller hears termination (unless it
 // answered first), and the exception goes no further, so that it never unwinds through a
@@ -103,16 +107,16 @@ void Guard(Sink const& sink, Call const& call) {
 }
 
 // A service's bound interface: its id and its methods.
-std::shared_ptr<Provider::AsyncApiInterface> BindService(char const* service,
-                                                         std::list<std::shared_ptr<Provider::AsyncApiMethod const>> methods);
+std::shared_ptr<Provider::AsyncApiInterface> BindService(
+    char const* service, std::list<std::shared_ptr<Provider::AsyncApiMethod const>> methods);
 
 // The service with no implementation: every operation (`count` descriptors), after its input is
 // checked, answers "unsupported" when it declares that error, else the generic "error" (which
 // every operation declares) with its error_type saying UNSUPPORTED, so that it is delivered as
 // declared.
-std::shared_ptr<Provider::AsyncApiInterface> BindUnsupported(char const* service, OperationDescriptor const* const* ops,
-                                                             std::size_t count,
-                                                             std::shared_ptr<L10n::Localizer> const& localizer);
+std::shared_ptr<Provider::AsyncApiInterface> BindUnsupported(
+    char const* service, OperationDescriptor const* const* ops, std::size_t count,
+    std::shared_ptr<L10n::Localizer> const& localizer);
 
 // Whether servers refuse inputs carrying fields that the operation does not declare (on by
 // default; a server may turn it off for peers that send extra fields).

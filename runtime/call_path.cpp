@@ -9,9 +9,11 @@ namespace Binding {
 namespace {
 
 // The caller's activation, or a copy of the stub's default when the caller gave none.
-std::shared_ptr<Core::AsyncActivation> ChooseActivation(Activation const& given, Stub::AsyncApiStub const& stub) {
+std::shared_ptr<Core::AsyncActivation> ChooseActivation(Activation const& given,
+                                                        Stub::AsyncApiStub const& stub) {
   if (given) return given;
-  return stub.defaultActivation() ? stub.defaultActivation()->Dup() : std::make_shared<Core::AsyncActivation>();
+  return stub.defaultActivation() ? stub.defaultActivation()->Dup()
+                                  : std::make_shared<Core::AsyncActivation>();
 }
 
 }  // namespace
@@ -21,7 +23,8 @@ std::shared_ptr<Data::ErrorValue const> Invoke(OperationDescriptor const& op, bo
                                                std::shared_ptr<Core::AsyncApiResultCb> const& reply) {
   std::list<BaseMessage> messages;
   std::shared_ptr<Data::DataValue const> value;
-  if (!Data::NativeToValueAdapter::Adapt(input, op.input->toValue(), &value, messages, L10n::RequestLocalizer())) {
+  if (!Data::NativeToValueAdapter::Adapt(input, op.input->toValue(), &value, messages,
+                                         L10n::RequestLocalizer())) {
     return Data::ErrorValue::GetInstance(ErrorIds::kInvalidArgument, messages);
   }
   auto service = std::make_shared<Core::InterfaceIdentifier const>(op.service);

@@ -68,7 +68,9 @@ struct Nested {
 };
 template <class S>
 struct Nested<std::shared_ptr<S const>> {
-  static void const* Target(void const* field) { return static_cast<std::shared_ptr<S const> const*>(field)->get(); }
+  static void const* Target(void const* field) {
+    return static_cast<std::shared_ptr<S const> const*>(field)->get();
+  }
   static constexpr void const* (*target)(void const*) = &Target;
   static Data::ValidationRun::Step Step() { return Data::ValidatorStep<S>::Get(); }
   static constexpr bool required = true;

@@ -8,8 +8,8 @@ namespace {
 std::shared_ptr<Data::DataDefinition const> DefinitionOf(TypeEntry const& type) {
   std::shared_ptr<Data::DataDefinition const> definition;
   std::list<BaseMessage> messages;
-  Data::NativeToDefinitionAdapter::Adapt(Data::NativeToDefinitionAdapter::SrcType{}, type.toDefinition(), &definition,
-                                         messages);
+  Data::NativeToDefinitionAdapter::Adapt(Data::NativeToDefinitionAdapter::SrcType{}, type.toDefinition(),
+                                         &definition, messages);
   return definition;
 }
 
@@ -17,14 +17,19 @@ bool RoundTrip(TypeEntry const& type, std::shared_ptr<Data::DataValue const> con
                std::shared_ptr<Data::DataValue const>& out, std::list<BaseMessage>& messages) {
   std::unique_ptr<void, void (*)(void*)> native(type.make(), type.free);
   return Data::ValueToNativeAdapter::Adapt(value, type.toNative(), native.get(), messages) &&
-         Data::NativeToValueAdapter::Adapt(native.get(), type.toValue(), &out, messages, L10n::RequestLocalizer());
+         Data::NativeToValueAdapter::Adapt(native.get(), type.toValue(), &out, messages,
+                                           L10n::RequestLocalizer());
 }
 
 }  // namespace
 
-std::shared_ptr<Data::DataDefinition const> OperationDescriptor::inputDef() const { return DefinitionOf(*input); }
+std::shared_ptr<Data::DataDefinition const> OperationDescriptor::inputDef() const {
+  return DefinitionOf(*input);
+}
 
-std::shared_ptr<Data::DataDefinition const> OperationDescriptor::outputDef() const { return DefinitionOf(*result); }
+std::shared_ptr<Data::DataDefinition const> OperationDescriptor::outputDef() const {
+  return DefinitionOf(*result);
+}
 
 std::list<std::shared_ptr<Data::DataDefinition const>> OperationDescriptor::errorDefs() const {
   std::list<std::shared_ptr<Data::DataDefinition const>> definitions;

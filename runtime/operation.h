@@ -51,8 +51,8 @@ void Free(void* object) {
 
 template <class T>
 struct Type {
-  static constexpr TypeEntry entry{&internal::ToValueOf<T>, &internal::ToNativeOf<T>, &internal::ToDefinitionOf<T>,
-                                   &internal::Make<T>, &internal::Free<T>};
+  static constexpr TypeEntry entry{&internal::ToValueOf<T>, &internal::ToNativeOf<T>,
+                                   &internal::ToDefinitionOf<T>, &internal::Make<T>, &internal::Free<T>};
 };
 
 struct OperationDescriptor {
@@ -73,10 +73,10 @@ struct OperationDescriptor {
   std::list<std::shared_ptr<Data::DataDefinition const>> errorDefs() const;
   // Converts a value to the operation's native Input (or result type) and back: what a binder
   // (or a stub) does with what it receives. For tools and tests of the whole catalogue.
-  bool inputRoundTrip(std::shared_ptr<Data::DataValue const> const& value, std::shared_ptr<Data::DataValue const>& out,
-                      std::list<BaseMessage>& messages) const;
-  bool outputRoundTrip(std::shared_ptr<Data::DataValue const> const& value, std::shared_ptr<Data::DataValue const>& out,
-                       std::list<BaseMessage>& messages) const;
+  bool inputRoundTrip(std::shared_ptr<Data::DataValue const> const& value,
+                      std::shared_ptr<Data::DataValue const>& out, std::list<BaseMessage>& messages) const;
+  bool outputRoundTrip(std::shared_ptr<Data::DataValue const> const& value,
+                       std::shared_ptr<Data::DataValue const>& out, std::list<BaseMessage>& messages) const;
 };
 
 // The declared errors of an operation, as the descriptor lists them.
@@ -92,20 +92,24 @@ struct Method {
   static std::string taskMethodName() { return M::descriptor.taskName(); }
   static std::shared_ptr<Data::DataDefinition const> inputDef() { return M::descriptor.inputDef(); }
   static std::shared_ptr<Data::DataDefinition const> outputDef() { return M::descriptor.outputDef(); }
-  static std::list<std::shared_ptr<Data::DataDefinition const>> errorDefs() { return M::descriptor.errorDefs(); }
+  static std::list<std::shared_ptr<Data::DataDefinition const>> errorDefs() {
+    return M::descriptor.errorDefs();
+  }
 };
 
 // The descriptor of an operation whose native Input is `Input` and whose result type is `R`.
 template <class Input, class R, std::size_t N>
-constexpr OperationDescriptor Describe(char const* service, char const* name, char const* qualified, bool plain,
-                                       bool task, TypeEntry const* const (&errors)[N]) {
-  return {service, name, qualified, plain, task, &Type<Input>::entry, &Fields<Input>::Table, &Type<R>::entry, errors, N};
+constexpr OperationDescriptor Describe(char const* service, char const* name, char const* qualified,
+                                       bool plain, bool task, TypeEntry const* const (&errors)[N]) {
+  return {service,         name,   qualified, plain, task, &Type<Input>::entry, &Fields<Input>::Table,
+          &Type<R>::entry, errors, N};
 }
 
 template <class Input, class R>
-constexpr OperationDescriptor Describe(char const* service, char const* name, char const* qualified, bool plain,
-                                       bool task) {
-  return {service, name, qualified, plain, task, &Type<Input>::entry, &Fields<Input>::Table, &Type<R>::entry, nullptr, 0};
+constexpr OperationDescriptor Describe(char const* service, char const* name, char const* qualified,
+                                       bool plain, bool task) {
+  return {service,         name,    qualified, plain, task, &Type<Input>::entry, &Fields<Input>::Table,
+          &Type<R>::entry, nullptr, 0};
 }
 
 }  // namespace Binding

@@ -22,14 +22,16 @@ namespace Catalog {
 
 struct ServiceEntry {
   char const* id;            // "com.quarn.nexar.vm.hardware.cdrom"
-  char const* classPath;     // "Vm::Hardware::CdromSvc", below Com::Quarn::Nexar (the task service: below Com::Quarn::Cis)
+  char const* classPath;     // "Vm::Hardware::CdromSvc", below Com::Quarn::Nexar (the task service: below
+                             // Com::Quarn::Cis)
   char const* resourceType;  // Constants::RESOURCE_TYPE, or null
   Binding::OperationDescriptor const* const* operations;  // in slot order
   std::size_t operationCount;
 
   // The service bound with no implementation: every call, once its input is checked, answers
   // "unsupported", so that a server can serve the whole catalogue, implemented or not.
-  std::shared_ptr<Provider::AsyncApiInterface> bindUnsupported(std::shared_ptr<L10n::Localizer> const& localizer) const {
+  std::shared_ptr<Provider::AsyncApiInterface> bindUnsupported(
+      std::shared_ptr<L10n::Localizer> const& localizer) const {
     return Binding::BindUnsupported(id, operations, operationCount, localizer);
   }
 };
@@ -44,7 +46,8 @@ class ServiceCatalog {
   // Every registered service, sorted by id.
   std::vector<ServiceEntry const*> services() const;
   ServiceEntry const* Find(std::string const& id) const;
-  static Binding::OperationDescriptor const* FindOperation(ServiceEntry const& service, std::string const& name);
+  static Binding::OperationDescriptor const* FindOperation(ServiceEntry const& service,
+                                                           std::string const& name);
 
  private:
   mutable std::mutex mutex_;

@@ -25,7 +25,8 @@ template <class T>
 void ToDefinition(Data::NativeToDefinitionAdapter::SrcType const&,
                   Data::NativeToDefinitionAdapter::Destination const& destination,
                   Data::NativeToDefinitionAdapter::Container& container, std::list<BaseMessage>&) {
-  Walkers::ToDefinition(Fields<T>::Table(), reinterpret_cast<void const*>(&ToDefinition<T>), destination, container);
+  Walkers::ToDefinition(Fields<T>::Table(), reinterpret_cast<void const*>(&ToDefinition<T>), destination,
+                        container);
 }
 
 template <class T>
@@ -58,22 +59,22 @@ void NativeToDefinitionAdapter::CompoundHelper<StructDefinition>::AddFields() {
 
 // The definitions of what NEXAR_STRUCTURE and NEXAR_OPERATION_INPUT declare, for structure T
 // (at global scope).
-#define NEXAR_STRUCTURE_ENTRIES(T)                                                                     \
-  namespace Opax {                                                                                     \
-  namespace Data {                                                                                     \
-  NativeToValueAdapter::AdaptFunction NativeToValueAdapter::AdaptMethod<T>::Get(T const*) {            \
-    return &Binding::ToValue<T>;                                                                       \
-  }                                                                                                    \
-  ValueToNativeAdapter::AdaptFunction ValueToNativeAdapter::AdaptMethod<T>::Get(T const*) {            \
-    return &Binding::ToNative<T>;                                                                      \
-  }                                                                                                    \
-  NativeToDefinitionAdapter::AdaptFunction NativeToDefinitionAdapter::AdaptMethod<T>::Get(T const*) {  \
-    return &Binding::ToDefinition<T>;                                                                  \
-  }                                                                                                    \
-  template <>                                                                                          \
+#define NEXAR_STRUCTURE_ENTRIES(T)                                                                          \
+  namespace Opax {                                                                                          \
+  namespace Data {                                                                                          \
+  NativeToValueAdapter::AdaptFunction NativeToValueAdapter::AdaptMethod<T>::Get(T const*) {                 \
+    return &Binding::ToValue<T>;                                                                            \
+  }                                                                                                         \
+  ValueToNativeAdapter::AdaptFunction ValueToNativeAdapter::AdaptMethod<T>::Get(T const*) {                 \
+    return &Binding::ToNative<T>;                                                                           \
+  }                                                                                                         \
+  NativeToDefinitionAdapter::AdaptFunction NativeToDefinitionAdapter::AdaptMethod<T>::Get(T const*) {       \
+    return &Binding::ToDefinition<T>;                                                                       \
+  }                                                                                                         \
+  template <>                                                                                               \
   bool Validator::isValid<T>(T const& object, Validator::Policy policy, std::list<BaseMessage>& messages) { \
-    return ValidationRun::Run(&object, &Binding::ValidateStep<T>, policy, messages);                   \
-  }                                                                                                    \
-  ValidationRun::Step ValidatorStep<T>::Get() { return &Binding::ValidateStep<T>; }                    \
-  }                                                                                                    \
+    return ValidationRun::Run(&object, &Binding::ValidateStep<T>, policy, messages);                        \
+  }                                                                                                         \
+  ValidationRun::Step ValidatorStep<T>::Get() { return &Binding::ValidateStep<T>; }                         \
+  }                                                                                                         \
   }

@@ -16,7 +16,7 @@ std::shared_ptr<Data::StructValue const> const& UnknownOf(StructTable const& tab
 }
 
 std::pair<Data::UnionCheck::Union const*, Data::UnionCheck::Case const*> CaseOf(StructTable const& table,
-                                                                              char const* wire) {
+                                                                                char const* wire) {
   for (std::size_t u = 0; u < table.unionCount; ++u) {
     auto const& candidate = table.unions[u];
     for (std::size_t c = 0; c < candidate.caseCount; ++c) {
@@ -27,12 +27,14 @@ std::pair<Data::UnionCheck::Union const*, Data::UnionCheck::Case const*> CaseOf(
 }
 
 // An empty required structure: fails, without a message, when its turn comes.
-bool FailEmpty(void const*, Data::Validator::Policy, Data::ValidationRun&, std::list<BaseMessage>&) { return false; }
+bool FailEmpty(void const*, Data::Validator::Policy, Data::ValidationRun&, std::list<BaseMessage>&) {
+  return false;
+}
 
 }  // namespace
 
-void AddFields(Data::NativeToValueAdapter::CompoundHelper<Data::StructValue>& helper, StructTable const& table,
-               void const* native) {
+void AddFields(Data::NativeToValueAdapter::CompoundHelper<Data::StructValue>& helper,
+               StructTable const& table, void const* native) {
   for (std::size_t i = 0; i < table.fieldCount; ++i) {
     FieldEntry const& field = table.fields[i];
     helper.AddField(field.wire, At(native, field.offset), field.type.toValue);
@@ -40,8 +42,8 @@ void AddFields(Data::NativeToValueAdapter::CompoundHelper<Data::StructValue>& he
   helper.AddUnknownFields(UnknownOf(table, native));
 }
 
-void AddFields(Data::ValueToNativeAdapter::CompoundHelper<Data::StructValue>& helper, StructTable const& table,
-               void* native) {
+void AddFields(Data::ValueToNativeAdapter::CompoundHelper<Data::StructValue>& helper,
+               StructTable const& table, void* native) {
   for (std::size_t i = 0; i < table.fieldCount; ++i) {
     FieldEntry const& field = table.fields[i];
     helper.AddField(field.wire, At(native, field.offset), field.type.toNative);
@@ -67,7 +69,8 @@ void AddFields(Data::NativeToDefinitionAdapter::CompoundHelper<Data::StructDefin
   }
 }
 
-void ToValue(StructTable const& table, void const* native, Data::NativeToValueAdapter::Destination const& destination,
+void ToValue(StructTable const& table, void const* native,
+             Data::NativeToValueAdapter::Destination const& destination,
              Data::NativeToValueAdapter::Queue& queue) {
   auto const& unknown = UnknownOf(table, native);
   Data::NativeToValueAdapter::CompoundHelper<Data::StructValue> helper(table.name, destination, queue,
@@ -77,12 +80,14 @@ void ToValue(StructTable const& table, void const* native, Data::NativeToValueAd
 
 void ToNative(StructTable const& table, std::shared_ptr<Data::DataValue const> const& value, void* native,
               Data::ValueToNativeAdapter::Container& container, std::list<BaseMessage>& messages) {
-  Data::ValueToNativeAdapter::CompoundHelper<Data::StructValue> helper(value, container, messages, table.name);
+  Data::ValueToNativeAdapter::CompoundHelper<Data::StructValue> helper(value, container, messages,
+                                                                       table.name);
   if (!helper.ok()) return;
   AddFields(helper, table, native);
 }
 
-void ToDefinition(StructTable const& table, void const* key, Data::NativeToDefinitionAdapter::Destination const& destination,
+void ToDefinition(StructTable const& table, void const* key,
+                  Data::NativeToDefinitionAdapter::Destination const& destination,
                   Data::NativeToDefinitionAdapter::Container& container) {
   Data::NativeToDefinitionAdapter::CompoundHelper<Data::StructDefinition> helper(
       key, table.name, destination, container,
@@ -90,8 +95,8 @@ void ToDefinition(StructTable const& table, void const* key, Data::NativeToDefin
   if (helper.needsFields()) AddFields(helper, table);
 }
 
-bool Validate(StructTable const& table, void const* native, Data::Validator::Policy policy, Data::ValidationRun& run,
-              std::list<BaseMessage>& messages) {
+bool Validate(StructTable const& table, void const* native, Data::Validator::Policy policy,
+              Data::ValidationRun& run, std::list<BaseMessage>& messages) {
   auto const& unknown = UnknownOf(table, native);
   if (policy == Data::Validator::STRICT && unknown && !unknown->fields().empty()) {
     // Deliberately decisive either way: a strict check that finds only unknown fields that are

@@ -10,26 +10,28 @@ namespace Binding {
 namespace Walkers {
 
 // The adapt function bodies of a structure: `native` is the object, `table` its fields.
-void ToValue(StructTable const& table, void const* native, Data::NativeToValueAdapter::Destination const& destination,
+void ToValue(StructTable const& table, void const* native,
+             Data::NativeToValueAdapter::Destination const& destination,
              Data::NativeToValueAdapter::Queue& queue);
 void ToNative(StructTable const& table, std::shared_ptr<Data::DataValue const> const& value, void* native,
               Data::ValueToNativeAdapter::Container& container, std::list<BaseMessage>& messages);
 // `key` tells one structure from another within a conversion (the address of its adapt function).
-void ToDefinition(StructTable const& table, void const* key, Data::NativeToDefinitionAdapter::Destination const& destination,
+void ToDefinition(StructTable const& table, void const* key,
+                  Data::NativeToDefinitionAdapter::Destination const& destination,
                   Data::NativeToDefinitionAdapter::Container& container);
 
 // The listings that the adapters' structure helpers do for AddFields<T>.
-void AddFields(Data::NativeToValueAdapter::CompoundHelper<Data::StructValue>& helper, StructTable const& table,
-               void const* native);
-void AddFields(Data::ValueToNativeAdapter::CompoundHelper<Data::StructValue>& helper, StructTable const& table,
-               void* native);
+void AddFields(Data::NativeToValueAdapter::CompoundHelper<Data::StructValue>& helper,
+               StructTable const& table, void const* native);
+void AddFields(Data::ValueToNativeAdapter::CompoundHelper<Data::StructValue>& helper,
+               StructTable const& table, void* native);
 void AddFields(Data::NativeToDefinitionAdapter::CompoundHelper<Data::StructDefinition>& helper,
                StructTable const& table);
 
 // One step of a native object's check: the strict policy's unknown fields, the union rules, then
 // the nested structures queued in field order (never recursed into).
-bool Validate(StructTable const& table, void const* native, Data::Validator::Policy policy, Data::ValidationRun& run,
-              std::list<BaseMessage>& messages);
+bool Validate(StructTable const& table, void const* native, Data::Validator::Policy policy,
+              Data::ValidationRun& run, std::list<BaseMessage>& messages);
 
 }  // namespace Walkers
 }  // namespace Binding

@@ -27,8 +27,9 @@ void CloneAsTask(Services const& services, std::string const& vm, Report& report
   report.Detail("clone name", spec->name());
 
   // The task form of Clone: the outcome it waits for is the id of the task the server started.
-  auto started = WaitForTaskId<std::string>(
-      [&](::Opax::AsyncTaskResult<std::string> const& result) { services.machines->Clone(spec, nullptr, result); });
+  auto started = WaitForTaskId<std::string>([&](::Opax::AsyncTaskResult<std::string> const& result) {
+    services.machines->Clone(spec, nullptr, result);
+  });
   if (started.error) return report.Failed("the server did not start the clone", started.error);
   report.Detail("task", *started.value);
 
@@ -39,7 +40,8 @@ void CloneAsTask(Services const& services, std::string const& vm, Report& report
   auto const outcome = ::Opax::Rpc::FollowTask(
       *services.client, *started.value,
       [&report](::Opax::Progress const& progress) {
-        report.Detail("progress", Percent(progress) + (progress.message.empty() ? "" : "  " + progress.message));
+        report.Detail("progress",
+                      Percent(progress) + (progress.message.empty() ? "" : "  " + progress.message));
       },
       follow);
   if (!outcome->success()) return report.Failed("the clone did not complete", outcome->error());

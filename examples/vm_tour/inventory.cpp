@@ -10,8 +10,8 @@ void ListMachines(Services const& services, Report& report) {
   report.Step("List the virtual machines");
   using Summaries = std::list<std::shared_ptr<VmSvc::Summary const>>;
   // No filter (boost::none): every machine the user may see.
-  auto listed = WaitFor<Summaries>(
-      [&](auto const& result) { services.machines->List(boost::none, nullptr, result); });
+  auto listed =
+      WaitFor<Summaries>([&](auto const& result) { services.machines->List(boost::none, nullptr, result); });
   if (listed.error) {
     report.Failed("the server did not list the machines", listed.error);
     return;
@@ -30,7 +30,8 @@ Placement FindPlacement(Services const& services, Report& report) {
   // A filter narrows the list on the server; here, to the plain port groups a new adapter can use.
   auto const filter = std::make_shared<NetworkSvc::FilterSpec const>(
       NetworkSvc::FilterSpec().types(std::set<NetworkSvc::Type>{NetworkSvc::Type::STANDARD_PORTGROUP}));
-  auto networks = WaitFor<Networks>([&](auto const& result) { services.networks->List(filter, nullptr, result); });
+  auto networks =
+      WaitFor<Networks>([&](auto const& result) { services.networks->List(filter, nullptr, result); });
   if (networks.error) {
     report.Failed("the server did not list the networks", networks.error);
   } else if (networks.value->empty()) {
@@ -43,8 +44,8 @@ Placement FindPlacement(Services const& services, Report& report) {
 
   report.Step("Find a datastore for the new machine's files");
   using Datastores = std::list<std::shared_ptr<DatastoreSvc::Summary const>>;
-  auto datastores =
-      WaitFor<Datastores>([&](auto const& result) { services.datastores->List(boost::none, nullptr, result); });
+  auto datastores = WaitFor<Datastores>(
+      [&](auto const& result) { services.datastores->List(boost::none, nullptr, result); });
   if (datastores.error) {
     report.Failed("the server did not list the datastores", datastores.error);
   } else if (datastores.value->empty()) {

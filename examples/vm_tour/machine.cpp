@@ -29,7 +29,8 @@ std::string CreateMachine(Services const& services, Placement const& placement, 
           .notes(std::string("Made by the vm_tour example"))
           .placement(std::make_shared<VmSvc::PlacementSpec const>(where)));
   report.Detail("name", *spec->name());
-  auto created = WaitFor<std::string>([&](auto const& result) { services.machines->Create(spec, nullptr, result); });
+  auto created =
+      WaitFor<std::string>([&](auto const& result) { services.machines->Create(spec, nullptr, result); });
   if (created.error) {
     report.Failed("the server did not create the machine", created.error);
     return std::string();
@@ -38,7 +39,8 @@ std::string CreateMachine(Services const& services, Placement const& placement, 
   return *created.value;
 }
 
-void AddNetworkAdapter(Services const& services, std::string const& vm, Placement const& placement, Report& report) {
+void AddNetworkAdapter(Services const& services, std::string const& vm, Placement const& placement,
+                       Report& report) {
   report.Step("Add a network adapter");
   if (vm.empty()) return report.Skipped("no machine to add it to");
   auto nic = EthernetSvc::CreateSpec()
@@ -52,7 +54,8 @@ void AddNetworkAdapter(Services const& services, std::string const& vm, Placemen
     report.Detail("network", placement.networkName);
   }
   auto const spec = std::make_shared<EthernetSvc::CreateSpec const>(nic);
-  auto created = WaitFor<std::string>([&](auto const& result) { services.nics->Create(vm, spec, nullptr, result); });
+  auto created =
+      WaitFor<std::string>([&](auto const& result) { services.nics->Create(vm, spec, nullptr, result); });
   if (created.error) return report.Failed("the server did not add the adapter", created.error);
   report.Detail("created", *created.value);
 }
@@ -71,7 +74,8 @@ void AddCdrom(Services const& services, std::string const& vm, Placement const& 
           .backing(std::make_shared<CdromSvc::BackingSpec const>(backing))
           .startConnected(true));
   report.Detail("backing", backing.isoFile() ? *backing.isoFile() : std::string("the client's drive"));
-  auto created = WaitFor<std::string>([&](auto const& result) { services.cdroms->Create(vm, spec, nullptr, result); });
+  auto created =
+      WaitFor<std::string>([&](auto const& result) { services.cdroms->Create(vm, spec, nullptr, result); });
   if (created.error) return report.Failed("the server did not add the CD-ROM", created.error);
   report.Detail("created", *created.value);
 }
@@ -79,7 +83,8 @@ void AddCdrom(Services const& services, std::string const& vm, Placement const& 
 void PowerOn(Services const& services, std::string const& vm, Report& report) {
   report.Step("Power the machine on");
   if (vm.empty()) return report.Skipped("no machine to power on");
-  auto started = WaitFor<::Opax::Void>([&](auto const& result) { services.power->Start(vm, nullptr, result); });
+  auto started =
+      WaitFor<::Opax::Void>([&](auto const& result) { services.power->Start(vm, nullptr, result); });
   if (started.error) return report.Failed("the server did not power the machine on", started.error);
   // Read back rather than assumed: the server says what state the machine is in now.
   auto power = WaitFor<std::shared_ptr<PowerSvc::Info const>>(

@@ -23,9 +23,10 @@ bool ReadPassword(std::string const& path, ::Opax::SecretString& password) {
 }  // namespace
 
 bool ParseOptions(int argc, char** argv, TourOptions& options, int& exitCode) {
-  CLI::App app{"vm_tour: a tour of the Nexar bindings against a management server over HTTPS.\n"
-               "Logs in, lists machines, creates one with a network adapter and a CD-ROM, powers it on,\n"
-               "clones it as a task and shows how the server refuses an invalid request."};
+  CLI::App app{
+      "vm_tour: a tour of the Nexar bindings against a management server over HTTPS.\n"
+      "Logs in, lists machines, creates one with a network adapter and a CD-ROM, powers it on,\n"
+      "clones it as a task and shows how the server refuses an invalid request."};
   std::string passwordFile;
   app.add_option("--server", options.serverUrl, "URL of the server, e.g. https://127.0.0.1:8443")->required();
   app.add_option("--ca-file", options.caFile, "PEM file of the certificates that the server's must chain to")

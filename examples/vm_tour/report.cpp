@@ -20,7 +20,8 @@ void Report::Detail(std::string const& label, std::string const& text) {
 
 void Report::ShowMessages(std::list<::Opax::BaseMessage> const& messages) {
   // Each message comes with its text filled in; its id is what a program would test or translate.
-  for (auto const& message : messages) Detail("message", message.defaultMessage() + "  [" + message.id() + "]");
+  for (auto const& message : messages)
+    Detail("message", message.defaultMessage() + "  [" + message.id() + "]");
 }
 
 void Report::ShowError(ErrorPtr const& error) {
@@ -41,9 +42,7 @@ void Report::Failed(std::string const& what, std::list<::Opax::BaseMessage> cons
   ShowMessages(messages);
 }
 
-void Report::Skipped(std::string const& why) {
-  Detail("skipped", why);
-}
+void Report::Skipped(std::string const& why) { Detail("skipped", why); }
 
 int Report::Finish() {
   out_ << "\n";
@@ -51,7 +50,8 @@ int Report::Finish() {
     out_ << "vm_tour: every step did what it should.\n";
     return 0;
   }
-  out_ << "vm_tour: " << failures_ << (failures_ == 1 ? " step" : " steps") << " failed (see FAILED above).\n";
+  out_ << "vm_tour: " << failures_ << (failures_ == 1 ? " step" : " steps")
+       << " failed (see FAILED above).\n";
   return 1;
 }
 

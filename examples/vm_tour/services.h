@@ -42,7 +42,9 @@ struct Services {
   std::shared_ptr<DatastoreSvc::AsyncServiceStub> datastores;
 
  private:
-  std::shared_ptr<::Opax::Stub::AsyncApiStub> Channel() const { return ::Opax::Stub::AsyncApiStub::GetInstance(client); }
+  std::shared_ptr<::Opax::Stub::AsyncApiStub> Channel() const {
+    return ::Opax::Stub::AsyncApiStub::GetInstance(client);
+  }
 };
 
 }  // namespace VmTour

@@ -10,7 +10,8 @@ namespace {
 using SessionSvc = ::Com::Quarn::Cis::SessionSvc;
 
 std::shared_ptr<SessionSvc::AsyncServiceStub> SessionStub(std::shared_ptr<::Opax::Rpc::RpcClient> client) {
-  return SessionSvc::AsyncServiceStub::GetInstance(::Opax::Stub::AsyncApiStub::GetInstance(std::move(client)));
+  return SessionSvc::AsyncServiceStub::GetInstance(
+      ::Opax::Stub::AsyncApiStub::GetInstance(std::move(client)));
 }
 
 }  // namespace
@@ -33,7 +34,8 @@ std::shared_ptr<::Opax::Rpc::RpcClient> Connect(TourOptions const& options, Repo
   return client;
 }
 
-bool LogIn(std::shared_ptr<::Opax::Rpc::RpcClient> const& client, TourOptions const& options, Report& report) {
+bool LogIn(std::shared_ptr<::Opax::Rpc::RpcClient> const& client, TourOptions const& options,
+           Report& report) {
   report.Step("Log in as " + options.user);
   auto session = SessionStub(client);
   auto token = WaitFor<::Opax::SecretString>(
@@ -50,7 +52,8 @@ bool LogIn(std::shared_ptr<::Opax::Rpc::RpcClient> const& client, TourOptions co
 
 void LogOut(std::shared_ptr<::Opax::Rpc::RpcClient> const& client, Report& report) {
   report.Step("Log out");
-  auto ended = WaitFor<::Opax::Void>([&](auto const& result) { SessionStub(client)->Delete(nullptr, result); });
+  auto ended =
+      WaitFor<::Opax::Void>([&](auto const& result) { SessionStub(client)->Delete(nullptr, result); });
   if (ended.error) {
     report.Failed("the session did not end", ended.error);
     return;

@@ -26,7 +26,8 @@ Placement FindPlacement(Services const& services, Report& report);
 
 // machine.cpp: returns the new machine's id, or empty when the server refused it.
 std::string CreateMachine(Services const& services, Placement const& placement, Report& report);
-void AddNetworkAdapter(Services const& services, std::string const& vm, Placement const& placement, Report& report);
+void AddNetworkAdapter(Services const& services, std::string const& vm, Placement const& placement,
+                       Report& report);
 void AddCdrom(Services const& services, std::string const& vm, Placement const& placement, Report& report);
 void PowerOn(Services const& services, std::string const& vm, Report& report);
 

@@ -34,7 +34,8 @@ ErrorPtr NoReplyError();
 
 template <class T>
 Outcome<T> WaitForFuture(std::future<Outcome<T>> future) {
-  if (future.wait_for(kLongestWait) != std::future_status::ready) return Outcome<T>{boost::none, NoReplyError()};
+  if (future.wait_for(kLongestWait) != std::future_status::ready)
+    return Outcome<T>{boost::none, NoReplyError()};
   return future.get();
 }
 

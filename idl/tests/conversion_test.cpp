@@ -33,7 +33,8 @@ template <class T>
 std::shared_ptr<DataValue const> ToValue(T const& native) {
   std::shared_ptr<DataValue const> value;
   Messages messages;
-  EXPECT_TRUE(NativeToValueAdapter::Adapt(native, value, messages)) << (messages.empty() ? "" : messages.front().id());
+  EXPECT_TRUE(NativeToValueAdapter::Adapt(native, value, messages))
+      << (messages.empty() ? "" : messages.front().id());
   return value;
 }
 
@@ -41,7 +42,8 @@ template <class T>
 T ToNative(std::shared_ptr<DataValue const> const& value) {
   T native;
   Messages messages;
-  EXPECT_TRUE(ValueToNativeAdapter::Adapt(value, native, messages)) << (messages.empty() ? "" : messages.front().id());
+  EXPECT_TRUE(ValueToNativeAdapter::Adapt(value, native, messages))
+      << (messages.empty() ? "" : messages.front().id());
   return native;
 }
 
@@ -76,8 +78,8 @@ Hw::EthernetSvc::Info SampleNic() {
           .network(std::string("network-12"))
           .networkName(std::string("VM Network")));
   Hw::EthernetSvc::Info nic("Network adapter 1", Hw::EthernetSvc::EmulationType::VMXNET3,
-                            Hw::EthernetSvc::MacAddressType::ASSIGNED, false, backing, Hw::ConnectionState::CONNECTED,
-                            true, true);
+                            Hw::EthernetSvc::MacAddressType::ASSIGNED, false, backing,
+                            Hw::ConnectionState::CONNECTED, true, true);
   nic.uptCompatibilityEnabled(true).macAddress(std::string("00:50:56:aa:bb:cc"));
   return nic;
 }
@@ -85,9 +87,10 @@ Hw::EthernetSvc::Info SampleNic() {
 TEST(NativeToValue, FieldsComeInDeclarationOrderAndUnsetOptionalsAreThere) {
   auto const value = ToValue(SampleNic());
   EXPECT_EQ(AsStruct(value).name(), "com.quarn.nexar.vm.hardware.ethernet.info");
-  EXPECT_EQ(Listing(value), (Names{"label", "type", "upt_compatibility_enabled", "upt_v2_compatibility_enabled",
-                                   "mac_type", "mac_address", "pci_slot_number", "wake_on_lan_enabled", "backing",
-                                   "state", "start_connected", "allow_guest_control"}));
+  EXPECT_EQ(Listing(value),
+            (Names{"label", "type", "upt_compatibility_enabled", "upt_v2_compatibility_enabled", "mac_type",
+                   "mac_address", "pci_slot_number", "wake_on_lan_enabled", "backing", "state",
+                   "start_connected", "allow_guest_control"}));
   auto const unset = Field(value, "pci_slot_number");
   ASSERT_EQ(unset->kind(), Kind::Optional);
   EXPECT_FALSE(static_cast<OptionalValue const&>(*unset).isSet());
@@ -99,7 +102,8 @@ TEST(NativeToValue, FieldsComeInDeclarationOrderAndUnsetOptionalsAreThere) {
   EXPECT_EQ(Listing(ToValue(Auth::VtContainers::MappingsSvc::Info(
                 "vtc-1", std::make_shared<Std::DynamicID const>("VirtualMachine", "vm-7")))),
             (Names{"vtcontainer", "object"}));
-  EXPECT_EQ(Listing(ToValue(Auth::VtContainers::MappingsSvc::FilterSpec())), (Names{"vtcontainers", "types"}));
+  EXPECT_EQ(Listing(ToValue(Auth::VtContainers::MappingsSvc::FilterSpec())),
+            (Names{"vtcontainers", "types"}));
 
   // A default enumeration goes out as "_UNKNOWN", a secret as a secret.
   auto const credential = ToValue(Nexar::Credential().samlToken(::Opax::SecretString("t0k")));
@@ -202,13 +206,13 @@ TEST(ValueToNative, AWrongKindBelowTheTopStopsAtTheFirstFailure) {
     std::shared_ptr<DataValue const> value;
   };
   Case const cases[] = {
-      {"label", DataValue::Create(int64_t{1})},                         // string
-      {"type", DataValue::Create(int64_t{5})},                          // enumeration
-      {"wake_on_lan_enabled", String("yes")},                           // boolean
-      {"pci_slot_number", Set(String("32"))},                           // optional integer
+      {"label", DataValue::Create(int64_t{1})},                            // string
+      {"type", DataValue::Create(int64_t{5})},                             // enumeration
+      {"wake_on_lan_enabled", String("yes")},                              // boolean
+      {"pci_slot_number", Set(String("32"))},                              // optional integer
       {"mac_address", Set(DataValue::Create(::Opax::SecretString("x")))},  // a secret is no string
-      {"backing", String("network-12")},                                // structure
-      {"backing", OptionalValue::GetInstance()},                        // required structure, unset
+      {"backing", String("network-12")},                                   // structure
+      {"backing", OptionalValue::GetInstance()},                           // required structure, unset
   };
   for (Case const& bad : cases) {
     SCOPED_TRACE(bad.field);
@@ -241,7 +245,8 @@ TEST(ValueToNative, NullPartsOfAValueAreRefusedOrSkippedNeverFollowed) {
   auto ids = std::make_shared<ListValue>(Kind::String);
   ids->values().push_back(String("Vm.Power"));
   ids->values().push_back(nullptr);
-  for (auto const& [field, list] : {std::make_pair("principals", principals), std::make_pair("privileges", ids)}) {
+  for (auto const& [field, list] :
+       {std::make_pair("principals", principals), std::make_pair("privileges", ids)}) {
     SCOPED_TRACE(field);
     auto value = StructValue::GetInstance("com.quarn.nexar.authorization.privilege_checks.filter_spec");
     value->SetField(field, Set(list));
@@ -265,7 +270,8 @@ TEST(ValueToNative, NullPartsOfAValueAreRefusedOrSkippedNeverFollowed) {
   std::shared_ptr<DataValue const> back;
   EXPECT_TRUE(NativeToValueAdapter::Adapt(credential, back, messages));
   EXPECT_FALSE(Validator::isValid(credential, Validator::LENIENT, messages));
-  EXPECT_TRUE(Validator::isValid(credential, Validator::STRICT, messages)) << "an empty unknown field is no set one";
+  EXPECT_TRUE(Validator::isValid(credential, Validator::STRICT, messages))
+      << "an empty unknown field is no set one";
 }
 
 TEST(ValueToNative, ADeepOpenStructureInsideAnErrorCostsNoStack) {
@@ -307,7 +313,8 @@ TEST(ValueToNative, ListsKeepOrderAndSetsSortAndCollapse) {
   // Elements held as values rather than natively read the same.
   auto spec = StructValue::GetInstance("com.quarn.nexar.authorization.roles.create_spec");
   auto privileges = std::make_shared<ListValue>(Kind::String);
-  for (char const* privilege : {"Vm.Power", "System.Read", "Vm.Power"}) privileges->values().push_back(String(privilege));
+  for (char const* privilege : {"Vm.Power", "System.Read", "Vm.Power"})
+    privileges->values().push_back(String(privilege));
   spec->SetField("privileges", privileges);
   auto const roles = ToNative<Auth::RolesSvc::CreateSpec>(spec);
   EXPECT_EQ(roles.privileges(), (std::set<std::string>{"System.Read", "Vm.Power"}));
@@ -324,7 +331,8 @@ TEST(EnumerationFields, UnknownTextsTravelBackUnchanged) {
   value->SetField("host_device", OptionalValue::GetInstance());
   value->SetField("auto_detect", OptionalValue::GetInstance());
   auto const backing = ToNative<Hw::CdromSvc::BackingInfo>(value);
-  EXPECT_EQ(static_cast<Hw::CdromSvc::BackingType::EnumType>(backing.type()), Hw::CdromSvc::BackingType::_UNKNOWN);
+  EXPECT_EQ(static_cast<Hw::CdromSvc::BackingType::EnumType>(backing.type()),
+            Hw::CdromSvc::BackingType::_UNKNOWN);
   EXPECT_EQ(backing.type().unknownText(), "NETWORK_IMAGE");
   ASSERT_TRUE(backing.deviceAccessType());
   EXPECT_EQ(backing.deviceAccessType()->value(), 3);
@@ -362,7 +370,8 @@ TEST(UnknownFields, AreKeptAndWrittenBackAfterTheDeclaredOnes) {
   auto swapped = StructValue::GetInstance("com.quarn.nexar.username_password");
   swapped->SetField("user_name", String("admin"));
   swapped->SetField("realm", String("corp"));
-  EXPECT_EQ(Listing(ToValue(ToNative<Nexar::UsernamePassword>(swapped))), (Names{"user_name", "password", "realm"}));
+  EXPECT_EQ(Listing(ToValue(ToNative<Nexar::UsernamePassword>(swapped))),
+            (Names{"user_name", "password", "realm"}));
 
   // Reading a second value into the same object keeps nothing of the first one's extras.
   Nexar::UsernamePassword reused = *credential.usernamePassword();
@@ -378,7 +387,8 @@ TEST(WireNames, MixedCaseSuffixesTravelAsWrittenBothWays) {
   Hw::MemorySvc::Info memory;
   memory.sizeMiB(4096).hotAddIncrementSizeMiB(int64_t{128});
   auto const value = ToValue(memory);
-  EXPECT_EQ(Listing(value), (Names{"size_MiB", "hot_add_enabled", "hot_add_increment_size_MiB", "hot_add_limit_MiB"}));
+  EXPECT_EQ(Listing(value),
+            (Names{"size_MiB", "hot_add_enabled", "hot_add_increment_size_MiB", "hot_add_limit_MiB"}));
   EXPECT_EQ(static_cast<IntegerValue const&>(*Field(value, "size_MiB")).value(), 4096);
 
   auto received = StructValue::GetInstance("com.quarn.nexar.vm.hardware.memory.update_spec");
@@ -409,20 +419,23 @@ TEST(Definitions, DescribeAndValidateWhatTheConversionProduces) {
   EXPECT_FALSE(oneOf->Accepts("vmxnet3"));
   EXPECT_FALSE(oneOf->Accepts("_UNKNOWN"));
 
-  auto const upt = std::dynamic_pointer_cast<UnionCaseDefinition const>(info.field("upt_compatibility_enabled"));
+  auto const upt =
+      std::dynamic_pointer_cast<UnionCaseDefinition const>(info.field("upt_compatibility_enabled"));
   ASSERT_TRUE(upt);
   EXPECT_EQ(upt->tagField(), "type");
   EXPECT_TRUE(boost::logic::indeterminate(upt->IsActiveFor("VMXNET3"))) << "allowed, not required";
   EXPECT_FALSE(upt->IsActiveFor("E1000"));
   EXPECT_FALSE(upt->IsActiveFor("SOMETHING_NEW"));
   auto const backing = std::static_pointer_cast<StructDefinition const>(info.field("backing"));
-  auto const networkName = std::dynamic_pointer_cast<UnionCaseDefinition const>(backing->field("network_name"));
+  auto const networkName =
+      std::dynamic_pointer_cast<UnionCaseDefinition const>(backing->field("network_name"));
   ASSERT_TRUE(networkName);
   EXPECT_TRUE(networkName->IsActiveFor("STANDARD_PORTGROUP") == true) << "required in its case";
 
   Messages messages;
   EXPECT_TRUE(definition->Validate(ToValue(SampleNic()), messages)) << messages.front();
-  EXPECT_FALSE(definition->Validate(ToValue(SampleNic().type(Hw::EthernetSvc::EmulationType::E1000)), messages));
+  EXPECT_FALSE(
+      definition->Validate(ToValue(SampleNic().type(Hw::EthernetSvc::EmulationType::E1000)), messages));
   EXPECT_FALSE(definition->Validate(ToValue(Hw::CdromSvc::Summary("cdrom-1")), messages));
 }
 
@@ -445,7 +458,8 @@ TEST(Definitions, FieldsOfOneStructureTypeShareOneDefinition) {
   auto const& fields = static_cast<StructDefinition const&>(*definition).fields();
   auto const primary = fields.at("primary");
   ASSERT_EQ(primary->type(), DefinitionType::Structure);
-  EXPECT_EQ(static_cast<StructDefinition const&>(*primary).name(), "com.quarn.nexar.vm.hardware.ide_address_info");
+  EXPECT_EQ(static_cast<StructDefinition const&>(*primary).name(),
+            "com.quarn.nexar.vm.hardware.ide_address_info");
   EXPECT_EQ(static_cast<OptionalDefinition const&>(*fields.at("secondary")).elementType(), primary);
   EXPECT_EQ(static_cast<ListDefinition const&>(*fields.at("others")).elementType(), primary);
 }
@@ -465,12 +479,16 @@ TEST(Metadata, NamesAndResourceTypesOfIdentifierFields) {
   auto const summary = StructInfo::Create<Auth::VtContainers::MappingsSvc::Summary>();
   EXPECT_EQ(summary->fields().at("mapping")->resourceTypes,
             std::set<std::string>{"com.quarn.nexar.authorization.vt_containers.Mapping"});
-  EXPECT_EQ(StructInfo::Create<Auth::VtContainers::MappingsSvc::FilterSpec>()->fields().at("vtcontainers")->resourceTypes,
+  EXPECT_EQ(StructInfo::Create<Auth::VtContainers::MappingsSvc::FilterSpec>()
+                ->fields()
+                .at("vtcontainers")
+                ->resourceTypes,
             std::set<std::string>{"com.quarn.nexar.authorization.VtContainer"})
       << "a set of identifiers names its kind too";
   EXPECT_EQ(StructInfo::Create<Hw::EthernetSvc::BackingInfo>()->fields().at("network")->resourceTypes,
             std::set<std::string>{"Network"});
-  EXPECT_EQ(StructInfo::Create<Hw::EthernetSvc::BackingInfo>()->name(), "com.quarn.nexar.vm.hardware.Ethernet.BackingInfo");
+  EXPECT_EQ(StructInfo::Create<Hw::EthernetSvc::BackingInfo>()->name(),
+            "com.quarn.nexar.vm.hardware.Ethernet.BackingInfo");
 
   EXPECT_TRUE(StructInfo::Create<Nexar::Credential>()->fields().empty());
   EXPECT_TRUE(StructInfo::Create<Hw::MemorySvc::Info>()->fields().empty());
@@ -478,11 +496,12 @@ TEST(Metadata, NamesAndResourceTypesOfIdentifierFields) {
 
 TEST(StandardErrors, ConvertAsErrorValuesWithErrorDefinitions) {
   auto message = std::make_shared<Std::LocalizableMessage const>("vm.missing", "No machine {0}.",
-                                                                std::list<std::string>{"vm-7"});
+                                                                 std::list<std::string>{"vm-7"});
   auto detail = StructValue::GetInstance("com.quarn.nexar.some.detail");
   detail->SetField("where", String("datacenter-2"));
   Std::Errors::NotFound notFound({message});
-  notFound.data(DynamicStructure(detail)).errorType(Std::Errors::ErrorType(Std::Errors::ErrorType::NOT_FOUND));
+  notFound.data(DynamicStructure(detail))
+      .errorType(Std::Errors::ErrorType(Std::Errors::ErrorType::NOT_FOUND));
 
   auto const value = ToValue(notFound);
   ASSERT_EQ(value->kind(), Kind::Error);

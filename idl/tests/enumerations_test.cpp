@@ -87,9 +87,10 @@ TEST(Enumerations, TextLookupIsExactAndKeepsWhatItCannotName) {
 
   // Same bytes and same length, nothing less: prefixes, extensions, padding and an embedded
   // NUL are all unknown values that travel back as they came.
-  for (std::string const& text : {std::string("HOST_DEVIC"), std::string("HOST_DEVICES"), std::string(" HOST_DEVICE"),
-                                 std::string("HOST_DEVICE\0", 12), std::string("ISO_FILE\0HOST", 13),
-                                 std::string("_UNKNOWN "), std::string("\xc3\x89MULATION")}) {
+  for (std::string const& text :
+       {std::string("HOST_DEVIC"), std::string("HOST_DEVICES"), std::string(" HOST_DEVICE"),
+        std::string("HOST_DEVICE\0", 12), std::string("ISO_FILE\0HOST", 13), std::string("_UNKNOWN "),
+        std::string("\xc3\x89MULATION")}) {
     BackingType const value = BackingType::FromText(text);
     EXPECT_EQ(value.value(), 3) << text;
     EXPECT_EQ(value.text(), text);
@@ -123,8 +124,8 @@ TEST(Enumerations, TheTextConstructorNeverLooksTheTextUp) {
 TEST(Enumerations, SetsOrderByMemberThenByHeldText) {
   using BackingType = Hw::CdromSvc::BackingType;
   std::set<BackingType> values{BackingType(BackingType::CLIENT_DEVICE), BackingType::FromText("ZIP"),
-                               BackingType(BackingType::ISO_FILE), BackingType::FromText("TAPE"),
-                               BackingType::FromText("ISO_FILE"), BackingType::FromText("ZIP")};
+                               BackingType(BackingType::ISO_FILE),      BackingType::FromText("TAPE"),
+                               BackingType::FromText("ISO_FILE"),       BackingType::FromText("ZIP")};
   std::vector<std::string> texts;
   for (BackingType const& value : values) texts.push_back(value.text());
   EXPECT_EQ(texts, (std::vector<std::string>{"ISO_FILE", "CLIENT_DEVICE", "TAPE", "ZIP"}))
@@ -142,25 +143,33 @@ TEST(Enumerations, UnionAnnotationTablesOfCredential) {
 
 TEST(Enumerations, EveryEnumerationOfTheHardwareFamilyInOrder) {
   ExpectEnumeration<Hw::ConnectionState>(
-      "ConnectionState", {"CONNECTED", "RECOVERABLE_ERROR", "UNRECOVERABLE_ERROR", "NOT_CONNECTED", "UNKNOWN"});
+      "ConnectionState",
+      {"CONNECTED", "RECOVERABLE_ERROR", "UNRECOVERABLE_ERROR", "NOT_CONNECTED", "UNKNOWN"});
   ExpectEnumeration<Hw::BootSvc::Type>("BootSvc::Type", {"BIOS", "EFI"});
   ExpectEnumeration<Hw::BootSvc::NetworkProtocol>("BootSvc::NetworkProtocol", {"IPV4", "IPV6"});
-  ExpectEnumeration<Hw::Boot::DeviceSvc::Type>("Boot::DeviceSvc::Type", {"CDROM", "DISK", "ETHERNET", "FLOPPY"});
+  ExpectEnumeration<Hw::Boot::DeviceSvc::Type>("Boot::DeviceSvc::Type",
+                                               {"CDROM", "DISK", "ETHERNET", "FLOPPY"});
   ExpectEnumeration<Hw::Adapter::SataSvc::Type>("SataSvc::Type", {"AHCI"});
-  ExpectEnumeration<Hw::Adapter::ScsiSvc::Type>("ScsiSvc::Type", {"BUSLOGIC", "LSILOGIC", "LSILOGICSAS", "PVSCSI"});
+  ExpectEnumeration<Hw::Adapter::ScsiSvc::Type>("ScsiSvc::Type",
+                                                {"BUSLOGIC", "LSILOGIC", "LSILOGICSAS", "PVSCSI"});
   ExpectEnumeration<Hw::Adapter::ScsiSvc::Sharing>("ScsiSvc::Sharing", {"NONE", "VIRTUAL", "PHYSICAL"});
-  ExpectEnumeration<Hw::CdromSvc::BackingType>("CdromSvc::BackingType", {"ISO_FILE", "HOST_DEVICE", "CLIENT_DEVICE"});
+  ExpectEnumeration<Hw::CdromSvc::BackingType>("CdromSvc::BackingType",
+                                               {"ISO_FILE", "HOST_DEVICE", "CLIENT_DEVICE"});
   ExpectEnumeration<Hw::CdromSvc::DeviceAccessType>("CdromSvc::DeviceAccessType",
                                                     {"EMULATION", "PASSTHRU", "PASSTHRU_EXCLUSIVE"});
   ExpectEnumeration<Hw::CdromSvc::HostBusAdapterType>("CdromSvc::HostBusAdapterType", {"IDE", "SATA"});
   ExpectEnumeration<Hw::DiskSvc::BackingType>("DiskSvc::BackingType", {"VMDK_FILE"});
-  ExpectEnumeration<Hw::DiskSvc::HostBusAdapterType>("DiskSvc::HostBusAdapterType", {"IDE", "SCSI", "SATA", "NVME"});
+  ExpectEnumeration<Hw::DiskSvc::HostBusAdapterType>("DiskSvc::HostBusAdapterType",
+                                                     {"IDE", "SCSI", "SATA", "NVME"});
   ExpectEnumeration<Hw::EthernetSvc::BackingType>(
-      "EthernetSvc::BackingType", {"STANDARD_PORTGROUP", "HOST_DEVICE", "DISTRIBUTED_PORTGROUP", "OPAQUE_NETWORK"});
-  ExpectEnumeration<Hw::EthernetSvc::EmulationType>("EthernetSvc::EmulationType",
-                                                    {"E1000", "E1000E", "PCNET32", "VMXNET", "VMXNET2", "VMXNET3"});
-  ExpectEnumeration<Hw::EthernetSvc::MacAddressType>("EthernetSvc::MacAddressType", {"MANUAL", "GENERATED", "ASSIGNED"});
-  ExpectEnumeration<Hw::FloppySvc::BackingType>("FloppySvc::BackingType", {"IMAGE_FILE", "HOST_DEVICE", "CLIENT_DEVICE"});
+      "EthernetSvc::BackingType",
+      {"STANDARD_PORTGROUP", "HOST_DEVICE", "DISTRIBUTED_PORTGROUP", "OPAQUE_NETWORK"});
+  ExpectEnumeration<Hw::EthernetSvc::EmulationType>(
+      "EthernetSvc::EmulationType", {"E1000", "E1000E", "PCNET32", "VMXNET", "VMXNET2", "VMXNET3"});
+  ExpectEnumeration<Hw::EthernetSvc::MacAddressType>("EthernetSvc::MacAddressType",
+                                                     {"MANUAL", "GENERATED", "ASSIGNED"});
+  ExpectEnumeration<Hw::FloppySvc::BackingType>("FloppySvc::BackingType",
+                                                {"IMAGE_FILE", "HOST_DEVICE", "CLIENT_DEVICE"});
   ExpectEnumeration<Hw::ParallelSvc::BackingType>("ParallelSvc::BackingType", {"FILE", "HOST_DEVICE"});
   ExpectEnumeration<Hw::SerialSvc::BackingType>(
       "SerialSvc::BackingType",
@@ -168,9 +177,10 @@ TEST(Enumerations, EveryEnumerationOfTheHardwareFamilyInOrder) {
 }
 
 TEST(Enumerations, EnumerationsOfTheSiblingLibraries) {
-  ExpectEnumeration<Nexar::CredentialEnumerations::Type>("Credential::Type", {"USERNAME_PASSWORD", "SAML_TOKEN"});
-  ExpectEnumeration<::Com::Quarn::Cis::Task::Status>("Task::Status",
-                                                     {"PENDING", "RUNNING", "BLOCKED", "SUCCEEDED", "FAILED"});
+  ExpectEnumeration<Nexar::CredentialEnumerations::Type>("Credential::Type",
+                                                         {"USERNAME_PASSWORD", "SAML_TOKEN"});
+  ExpectEnumeration<::Com::Quarn::Cis::Task::Status>(
+      "Task::Status", {"PENDING", "RUNNING", "BLOCKED", "SUCCEEDED", "FAILED"});
   using ErrorType = ::Com::Quarn::Opax::Std::Errors::ErrorType;
   EXPECT_EQ(Table<ErrorType>().size(), 20u);
   EXPECT_EQ(ErrorType::FromText("NOT_FOUND").value(), 8);
@@ -234,7 +244,8 @@ TEST(Enumerations, UnionAnnotationsOfTheHardwareFamily) {
               cases({"DISTRIBUTED_PORTGROUP"}));
   }
   EXPECT_EQ(Table<Hw::EthernetSvc::InfoAnnotations::UnionTags>(), type);
-  EXPECT_EQ(Table<Hw::EthernetSvc::InfoAnnotations::UptV2CompatibilityEnabledUnionCases>(), cases({"VMXNET3"}));
+  EXPECT_EQ(Table<Hw::EthernetSvc::InfoAnnotations::UptV2CompatibilityEnabledUnionCases>(),
+            cases({"VMXNET3"}));
   {
     using A = Hw::EthernetSvc::CreateSpecAnnotations;
     EXPECT_EQ(Table<A::UnionTags>(), (Texts{"type", "mac_type", "_UNKNOWN"}));

@@ -84,7 +84,8 @@ TEST(Structures, RequiredFieldConstructorsTakeTheNonOptionalFieldsInOrder) {
   EXPECT_EQ(login.userName(), "admin");
   EXPECT_EQ(login.password().reveal(), "s3cret");
 
-  auto credential = std::make_shared<Nexar::Credential const>(Nexar::CredentialEnumerations::Type::SAML_TOKEN);
+  auto credential =
+      std::make_shared<Nexar::Credential const>(Nexar::CredentialEnumerations::Type::SAML_TOKEN);
   EXPECT_EQ(credential->type(), Nexar::CredentialEnumerations::Type::SAML_TOKEN);
   EXPECT_FALSE(credential->samlToken());
 
@@ -109,7 +110,8 @@ TEST(Structures, RequiredFieldConstructorsTakeTheNonOptionalFieldsInOrder) {
   EXPECT_EQ(serial.type(), Hw::SerialSvc::BackingType::PIPE_CLIENT);
   EXPECT_FALSE(serial.pipe());
 
-  auto backing = std::make_shared<Hw::EthernetSvc::BackingInfo const>(Hw::EthernetSvc::BackingType::HOST_DEVICE);
+  auto backing =
+      std::make_shared<Hw::EthernetSvc::BackingInfo const>(Hw::EthernetSvc::BackingType::HOST_DEVICE);
   Hw::EthernetSvc::Info nic("Network adapter 1", Hw::EthernetSvc::EmulationType::VMXNET3,
                             Hw::EthernetSvc::MacAddressType::ASSIGNED, true, backing,
                             Hw::ConnectionState::CONNECTED, false, true);
@@ -126,7 +128,8 @@ TEST(Structures, RequiredFieldConstructorsTakeTheNonOptionalFieldsInOrder) {
 }
 
 TEST(Structures, CopiesShareStructureFieldsAndSurviveTheOriginal) {
-  auto credential = std::make_shared<Nexar::Credential const>(Nexar::CredentialEnumerations::Type::SAML_TOKEN);
+  auto credential =
+      std::make_shared<Nexar::Credential const>(Nexar::CredentialEnumerations::Type::SAML_TOKEN);
   auto first = std::make_unique<Nexar::ServiceLocator>("uuid", "https://peer", credential);
   ASSERT_EQ(credential.use_count(), 2);
 
@@ -203,10 +206,12 @@ TEST(Structures, TypeNamesAreTheDottedWireNames) {
   EXPECT_EQ(TypeInfo<Hw::ConnectionInfo>::name(), "com.quarn.nexar.vm.hardware.connection_info");
   EXPECT_EQ(TypeInfo<Hw::Boot::DeviceSvc::EntryCreateSpec>::name(),
             "com.quarn.nexar.vm.hardware.boot.device.entry_create_spec");
-  EXPECT_EQ(TypeInfo<Hw::Adapter::NvmeSvc::CreateSpec>::name(), "com.quarn.nexar.vm.hardware.adapter.nvme.create_spec");
+  EXPECT_EQ(TypeInfo<Hw::Adapter::NvmeSvc::CreateSpec>::name(),
+            "com.quarn.nexar.vm.hardware.adapter.nvme.create_spec");
   EXPECT_EQ(TypeInfo<Hw::MemorySvc::UpdateSpec>::name(), "com.quarn.nexar.vm.hardware.memory.update_spec");
   EXPECT_EQ(TypeInfo<::Com::Quarn::Opax::Std::DynamicID>::name(), "com.quarn.opax.std.dynamic_id");
-  EXPECT_EQ(TypeInfo<::Com::Quarn::Opax::Std::Errors::NotFound>::name(), "com.quarn.opax.std.errors.not_found");
+  EXPECT_EQ(TypeInfo<::Com::Quarn::Opax::Std::Errors::NotFound>::name(),
+            "com.quarn.opax.std.errors.not_found");
   EXPECT_EQ(TypeInfo<::Com::Quarn::Cis::Task::Progress>::name(), "com.quarn.cis.task.progress");
 }
 

@@ -74,9 +74,11 @@ std::shared_ptr<StructValue> CredentialValue(std::string const& type, bool withL
   auto login = StructValue::GetInstance("com.quarn.nexar.username_password");
   login->SetField("user_name", DataValue::Create(std::string("admin")));
   login->SetField("password", DataValue::Create(::Opax::SecretString("pw")));
-  value->SetField("username_password", withLogin ? OptionalValue::GetInstance(login) : OptionalValue::GetInstance());
-  value->SetField("saml_token", withToken ? OptionalValue::GetInstance(DataValue::Create(::Opax::SecretString("t")))
-                                          : OptionalValue::GetInstance());
+  value->SetField("username_password",
+                  withLogin ? OptionalValue::GetInstance(login) : OptionalValue::GetInstance());
+  value->SetField("saml_token", withToken
+                                    ? OptionalValue::GetInstance(DataValue::Create(::Opax::SecretString("t")))
+                                    : OptionalValue::GetInstance());
   return value;
 }
 
@@ -112,7 +114,8 @@ TEST(CredentialUnion, EachBrokenRuleGivesExactlyOneMessage) {
 TEST(CredentialUnion, TheLastCaseFieldIsExaminedBeforeTheTagAndTheFirstAfterIt) {
   EXPECT_EQ(Check(Credential(CredentialType::_UNKNOWN, false, true), false),
             (Reported{{kIsSet, {"samlToken", kCredential}}}));
-  EXPECT_EQ(Check(Credential(CredentialType::_UNKNOWN, true, false), false), (Reported{{kMissingTag, {"type"}}}));
+  EXPECT_EQ(Check(Credential(CredentialType::_UNKNOWN, true, false), false),
+            (Reported{{kMissingTag, {"type"}}}));
   // A tag received with a text this side cannot name is as good as no tag.
   EXPECT_EQ(Check(Nexar::Credential(CredentialType::FromText("KERBEROS")).usernamePassword(Login()), false),
             (Reported{{kMissingTag, {"type"}}}));
@@ -172,10 +175,12 @@ TEST(NestedStructures, ServiceLocatorFollowsItsCredential) {
   EXPECT_FALSE(Validator::isValid(Nexar::ServiceLocator(), kLenient, messages));
   EXPECT_EQ(messages.size(), 1u) << "an empty required structure fails without a message";
 
-  Nexar::ServiceLocator locator("uuid", "https://peer",
-                                std::make_shared<Nexar::Credential const>(Credential(CredentialType::_UNKNOWN, false, false)));
+  Nexar::ServiceLocator locator(
+      "uuid", "https://peer",
+      std::make_shared<Nexar::Credential const>(Credential(CredentialType::_UNKNOWN, false, false)));
   EXPECT_EQ(Check(locator, false), (Reported{{kMissingTag, {"type"}}}));
-  locator.credential(std::make_shared<Nexar::Credential const>(Credential(CredentialType::SAML_TOKEN, false, true)));
+  locator.credential(
+      std::make_shared<Nexar::Credential const>(Credential(CredentialType::SAML_TOKEN, false, true)));
   EXPECT_TRUE(Check(locator, true).empty());
 }
 
@@ -183,7 +188,8 @@ TEST(NestedStructures, RequiredOnesAreCheckedOptionalOnesAreNot) {
   auto badBacking = std::make_shared<Hw::DiskSvc::BackingInfo const>(Hw::DiskSvc::BackingType::VMDK_FILE);
   Hw::DiskSvc::Info info("Hard disk 1", Hw::DiskSvc::HostBusAdapterType::SCSI, badBacking);
   info.scsi(std::make_shared<Hw::ScsiAddressInfo const>(Hw::ScsiAddressInfo(0, 1)));
-  EXPECT_EQ(Check(info, false), (Reported{{kIsNotSet, {"vmdkFile", "com.quarn.nexar.vm.hardware.disk.backing_info"}}}));
+  EXPECT_EQ(Check(info, false),
+            (Reported{{kIsNotSet, {"vmdkFile", "com.quarn.nexar.vm.hardware.disk.backing_info"}}}));
   info.backing(nullptr);
   EXPECT_TRUE(Check(info, false).empty());
 
@@ -227,8 +233,9 @@ TEST(NestedStructures, AnOperationInputChecksItsOptionalParametersWhenSet) {
   value->SetField("filter", OptionalValue::GetInstance(filter));
   Input const input = Received<Input>(value);
   ASSERT_TRUE(input.filter);
-  EXPECT_EQ(Check(input, false, kStrict),
-            (Reported{{kExtra, {"::Com::Quarn::Nexar::Authorization::PrivilegeChecksSvc::FilterSpec", "since"}}}));
+  EXPECT_EQ(
+      Check(input, false, kStrict),
+      (Reported{{kExtra, {"::Com::Quarn::Nexar::Authorization::PrivilegeChecksSvc::FilterSpec", "since"}}}));
   EXPECT_TRUE(Check(Input(), true, kStrict).empty());
 }
 
@@ -258,7 +265,8 @@ TEST(HardwareUnions, EthernetCreateSpecHasTwoIndependentTags) {
   EXPECT_TRUE(Check(Spec(), true).empty()) << "every field optional, both tags unset";
   EXPECT_EQ(Check(Spec().macType(Mac(Mac::GENERATED)).macAddress(std::string("00:50:56:00:00:01")), false),
             (Reported{{kIsSet, {"macAddress", kName}}}));
-  EXPECT_TRUE(Check(Spec().macType(Mac(Mac::MANUAL)).macAddress(std::string("00:50:56:00:00:01")), true).empty());
+  EXPECT_TRUE(
+      Check(Spec().macType(Mac(Mac::MANUAL)).macAddress(std::string("00:50:56:00:00:01")), true).empty());
   EXPECT_EQ(Check(Spec().macType(Mac(Mac::MANUAL)), false), (Reported{{kIsNotSet, {"macAddress", kName}}}));
   EXPECT_EQ(Check(Spec().macAddress(std::string("00:50:56:00:00:01")), false),
             (Reported{{kNoTag, {"macType", "macAddress", kName}}}));
@@ -288,16 +296,19 @@ TEST(HardwareUnions, DiskCreateSpecTakesOnlyTheAddressOfItsBus) {
   EXPECT_TRUE(Check(Spec(spec).nvme(boost::none), true).empty()) << "the server picks the slot";
   EXPECT_EQ(Check(Spec(spec).ide(std::make_shared<Hw::IdeAddressSpec const>()), false),
             (Reported{{kIsSet, {"ide", kName}}}));
-  EXPECT_EQ(Check(Spec(spec).scsi(std::make_shared<Hw::ScsiAddressSpec const>(Hw::ScsiAddressSpec(1))), false),
-            (Reported{{kIsSet, {"scsi", kName}}}));
-  EXPECT_EQ(Check(Spec(spec).sata(std::make_shared<Hw::SataAddressSpec const>(Hw::SataAddressSpec(0))), false),
-            (Reported{{kIsSet, {"sata", kName}}}));
+  EXPECT_EQ(
+      Check(Spec(spec).scsi(std::make_shared<Hw::ScsiAddressSpec const>(Hw::ScsiAddressSpec(1))), false),
+      (Reported{{kIsSet, {"scsi", kName}}}));
+  EXPECT_EQ(
+      Check(Spec(spec).sata(std::make_shared<Hw::SataAddressSpec const>(Hw::SataAddressSpec(0))), false),
+      (Reported{{kIsSet, {"sata", kName}}}));
   EXPECT_EQ(Check(Spec(spec).type(Bus(Bus::SCSI)), false), (Reported{{kIsSet, {"nvme", kName}}}));
 
   // In Info the address of the bus is required.
   Hw::DiskSvc::Info info("Hard disk 2", Bus::NVME,
                          std::make_shared<Hw::DiskSvc::BackingInfo const>(
-                             Hw::DiskSvc::BackingInfo(Hw::DiskSvc::BackingType::VMDK_FILE).vmdkFile(std::string("[ds] a.vmdk"))));
+                             Hw::DiskSvc::BackingInfo(Hw::DiskSvc::BackingType::VMDK_FILE)
+                                 .vmdkFile(std::string("[ds] a.vmdk"))));
   EXPECT_EQ(Check(info, false), (Reported{{kIsNotSet, {"nvme", "com.quarn.nexar.vm.hardware.disk.info"}}}));
   info.nvme(std::make_shared<Hw::NvmeAddressInfo const>(Hw::NvmeAddressInfo(0, 0)));
   EXPECT_TRUE(Check(info, true).empty());
@@ -310,11 +321,14 @@ TEST(HardwareUnions, CdromAndBootDeviceCases) {
   Backing host(Hw::CdromSvc::BackingType::HOST_DEVICE);
   host.autoDetect(true).deviceAccessType(Access(Access::PASSTHRU));
   EXPECT_TRUE(Check(host, true).empty());
-  EXPECT_TRUE(Check(Backing(host).type(Hw::CdromSvc::BackingType::CLIENT_DEVICE).autoDetect(boost::none), true).empty());
+  EXPECT_TRUE(
+      Check(Backing(host).type(Hw::CdromSvc::BackingType::CLIENT_DEVICE).autoDetect(boost::none), true)
+          .empty());
   EXPECT_EQ(Check(Backing(host).type(Hw::CdromSvc::BackingType::CLIENT_DEVICE), false),
             (Reported{{kIsSet, {"autoDetect", kName}}}));
-  EXPECT_EQ(Check(Backing(Hw::CdromSvc::BackingType::ISO_FILE).isoFile(std::string("a.iso")).deviceAccessType(
-                      Access(Access::EMULATION)),
+  EXPECT_EQ(Check(Backing(Hw::CdromSvc::BackingType::ISO_FILE)
+                      .isoFile(std::string("a.iso"))
+                      .deviceAccessType(Access(Access::EMULATION)),
                   false),
             (Reported{{kIsSet, {"deviceAccessType", kName}}}));
 

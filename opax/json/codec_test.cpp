@@ -20,17 +20,20 @@ namespace {
 using namespace Data;  // NOLINT: the tests speak the value vocabulary throughout
 using Messages = std::list<BaseMessage>;
 
-std::string EncodeOrFail(DataValue const& value, DataDefinition const* definition, EncodeOptions options = {}) {
+std::string EncodeOrFail(DataValue const& value, DataDefinition const* definition,
+                         EncodeOptions options = {}) {
   std::string text;
   Messages messages;
-  EXPECT_TRUE(Encode(value, definition, text, messages, options)) << (messages.empty() ? "" : messages.front().defaultMessage());
+  EXPECT_TRUE(Encode(value, definition, text, messages, options))
+      << (messages.empty() ? "" : messages.front().defaultMessage());
   return text;
 }
 
 DataValuePtr DecodeOrFail(std::string const& text, DataDefinition const& definition) {
   DataValuePtr value;
   Messages messages;
-  EXPECT_TRUE(Decode(text, definition, value, messages)) << text << ": " << (messages.empty() ? "" : messages.front().defaultMessage());
+  EXPECT_TRUE(Decode(text, definition, value, messages))
+      << text << ": " << (messages.empty() ? "" : messages.front().defaultMessage());
   return value;
 }
 
@@ -59,7 +62,8 @@ TEST_F(Codec, EveryKindHasOneNaturalText) {
   value->SetField("count", Set(DataValue::Create(std::numeric_limits<int64_t>::min())));
   value->SetField("ratio", Set(DataValue::Create(0.1)));
   value->SetField("enabled", Set(DataValue::Create(true)));
-  value->SetField("state", Set(DataValue::Create(std::string("STANDBY"))));  // unknown texts travel as they are
+  value->SetField("state",
+                  Set(DataValue::Create(std::string("STANDBY"))));  // unknown texts travel as they are
   auto tags = ListValueString::GetInstance();
   tags->Store(std::vector<std::string>{"a", "b"});
   value->SetField("tags", Set(tags));
@@ -95,7 +99,8 @@ TEST_F(Codec, EveryKindHasOneNaturalText) {
   EXPECT_TRUE(DataValue::Equal(*back, *value)) << back->ToString() << "\n" << value->ToString();
   EXPECT_EQ(EncodeOrFail(*back, &device), text);
   EXPECT_EQ(back->kind(), Kind::Structure);
-  auto const& password = static_cast<OptionalValue const&>(**static_cast<StructValue const&>(*back).FindField("password"));
+  auto const& password =
+      static_cast<OptionalValue const&>(**static_cast<StructValue const&>(*back).FindField("password"));
   EXPECT_EQ(password.value()->kind(), Kind::Secret);
 
   // Outside a structure an unset optional has no member to leave out: it is null, as void is.
@@ -131,7 +136,8 @@ TEST_F(Codec, HandWrittenTextBecomesTheKindsTheDefinitionAsks) {
       device);
   ASSERT_TRUE(value);
   auto const& decoded = static_cast<StructValue const&>(*value);
-  EXPECT_EQ(decoded.fields().size(), sample.device->fields().size()) << "absent optionals are present and unset";
+  EXPECT_EQ(decoded.fields().size(), sample.device->fields().size())
+      << "absent optionals are present and unset";
   std::string name;
   Messages ignored;
   ASSERT_TRUE(DataValue::Value(*decoded.FindField("name"), name, ignored));
@@ -164,9 +170,19 @@ TEST_F(Codec, UnknownMembersAndTextsTravelUnchanged) {
 }
 
 TEST_F(Codec, DoublesAndIntegersRoundTripExactly) {
-  std::vector<double> const doubles = {0.0, -0.0, 0.1, 1.0, -1.5, 1e300, 5e-324, 2.2250738585072014e-308,
-                                       std::numeric_limits<double>::max(), 9007199254740993.0, 123456789.125,
-                                       std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity()};
+  std::vector<double> const doubles = {0.0,
+                                       -0.0,
+                                       0.1,
+                                       1.0,
+                                       -1.5,
+                                       1e300,
+                                       5e-324,
+                                       2.2250738585072014e-308,
+                                       std::numeric_limits<double>::max(),
+                                       9007199254740993.0,
+                                       123456789.125,
+                                       std::numeric_limits<double>::infinity(),
+                                       -std::numeric_limits<double>::infinity()};
   auto definition = ListDefinition::GetInstance(DataDefinition::Create<double>());
   auto list = std::make_shared<ListValue>(Kind::Double);
   for (double d : doubles) list->values().push_back(DataValue::Create(d));
@@ -268,7 +284,8 @@ TEST_F(Codec, BadTextGetsItsMessageAndPath) {
     ASSERT_EQ(messages.size(), 1u) << c.text;
     EXPECT_EQ(messages.front().id(), c.id) << c.text << ": " << messages.front().defaultMessage();
     EXPECT_EQ(messages.front().args().back(), c.path) << c.text << ": " << messages.front().defaultMessage();
-    EXPECT_EQ(messages.front().defaultMessage().find("{"), std::string::npos) << messages.front().defaultMessage();
+    EXPECT_EQ(messages.front().defaultMessage().find("{"), std::string::npos)
+        << messages.front().defaultMessage();
   }
 }
 

@@ -38,16 +38,16 @@ enum class Shape : uint8_t {
 
 struct Frame {
   Shape shape = Shape::LooseObject;
-  bool errorValue = false;         // a loose object that becomes an error value
-  bool readingTypeName = false;    // the member being read is the reserved type member
+  bool errorValue = false;       // a loose object that becomes an error value
+  bool readingTypeName = false;  // the member being read is the reserved type member
   bool hasTypeName = false;
-  uint32_t optionals = 0;          // optional wrappers that the finished value goes into
+  uint32_t optionals = 0;                      // optional wrappers that the finished value goes into
   DataDefinition const* definition = nullptr;  // of the structure, map or list
   DataDefinition const* member = nullptr;      // of the member being read; null: by looks
   std::shared_ptr<DataValue> container;
-  std::string key;         // objects: the member being read
-  std::size_t index = 0;   // arrays: the element being read
-  std::string typeName;    // loose objects: the reserved member's text
+  std::string key;        // objects: the member being read
+  std::size_t index = 0;  // arrays: the element being read
+  std::string typeName;   // loose objects: the reserved member's text
 };
 
 // What the next value must become: a definition that decides its shape (null: by looks) and the
@@ -211,7 +211,8 @@ class Decoder {
       case ReadError::Depth:
         return Report(MessageIds::kJsonLimit, {"depth", std::to_string(limits_.maxDepth), Path(true)});
       case ReadError::StringLength:
-        return Report(MessageIds::kJsonLimit, {"string length", std::to_string(limits_.maxStringLength), Path(true)});
+        return Report(MessageIds::kJsonLimit,
+                      {"string length", std::to_string(limits_.maxStringLength), Path(true)});
       case ReadError::Members:
         return Report(MessageIds::kJsonLimit, {"members", std::to_string(limits_.maxMembers), Path(false)});
       case ReadError::TotalSize:
@@ -223,7 +224,8 @@ class Decoder {
   }
 
   bool Mismatch(DataDefinition const& definition, TokenType type) {
-    return Report(MessageIds::kJsonKindMismatch, {DefinitionTypeName(definition.type()), JsonKind(type), Path(true)});
+    return Report(MessageIds::kJsonKindMismatch,
+                  {DefinitionTypeName(definition.type()), JsonKind(type), Path(true)});
   }
 
   // Follows references and union cases and counts optionals down to the definition that decides
@@ -233,7 +235,8 @@ class Decoder {
     StructRefDefinition const* unresolved = nullptr;
     for (;;) {
       definition = ResolveShape(definition, keepAlive_, &unresolved);
-      if (unresolved != nullptr) return Report(MessageIds::kUnresolvedReference, {unresolved->name(), Path(true)});
+      if (unresolved != nullptr)
+        return Report(MessageIds::kUnresolvedReference, {unresolved->name(), Path(true)});
       if (definition == nullptr || definition->type() != DefinitionType::Optional) break;
       ++target.optionals;
       definition = static_cast<OptionalDefinition const&>(*definition).elementType().get();
@@ -363,7 +366,8 @@ class Decoder {
       frame.shape = Shape::List;
       frame.definition = target.definition;
       Target element;
-      if (!Resolve(static_cast<ListDefinition const&>(*target.definition).elementType().get(), element)) return false;
+      if (!Resolve(static_cast<ListDefinition const&>(*target.definition).elementType().get(), element))
+        return false;
       frame.container = ListValue::GetInstance(ElementKind(element));
     } else {
       return Mismatch(*target.definition, token.type);
@@ -404,14 +408,16 @@ class Decoder {
         return true;
       case TokenType::Number: {
         int64_t integer = 0;
-        if (token.integral && internal::ParseInteger(token.text, true, integer) == internal::NumberFault::None) {
+        if (token.integral &&
+            internal::ParseInteger(token.text, true, integer) == internal::NumberFault::None) {
           value = DataValue::Create(integer);
           return true;
         }
         // Past 64 bits a number is kept as the nearest double rather than refused: the member is
         // not one this side knows, so it has no range to hold it to.
         double number = 0;
-        if (!internal::ParseDouble(token.text, number)) return NumberFault(internal::NumberFault::OutOfRange, token.text);
+        if (!internal::ParseDouble(token.text, number))
+          return NumberFault(internal::NumberFault::OutOfRange, token.text);
         value = DataValue::Create(number);
         return true;
       }
@@ -452,7 +458,8 @@ class Decoder {
           return true;
         }
         if (token.type != TokenType::Number) break;
-        if (!internal::ParseDouble(token.text, number)) return NumberFault(internal::NumberFault::OutOfRange, token.text);
+        if (!internal::ParseDouble(token.text, number))
+          return NumberFault(internal::NumberFault::OutOfRange, token.text);
         value = DataValue::Create(number);
         return true;
       }
@@ -588,8 +595,8 @@ class Decoder {
 
   static DataValuePtr FinishLooseObject(Frame& frame) {
     if (!frame.hasTypeName && !frame.errorValue) return std::move(frame.container);
-    std::shared_ptr<StructValue> named = frame.errorValue ? ErrorValue::GetInstance(frame.typeName)
-                                                          : StructValue::GetInstance(frame.typeName);
+    std::shared_ptr<StructValue> named =
+        frame.errorValue ? ErrorValue::GetInstance(frame.typeName) : StructValue::GetInstance(frame.typeName);
     named->fields() = std::move(static_cast<StructValue&>(*frame.container).fields());
     return named;
   }
@@ -615,14 +622,15 @@ class Decoder {
 
 }  // namespace
 
-bool Decode(std::string_view text, Data::DataDefinition const& definition, std::shared_ptr<Data::DataValue const>& out,
-            std::list<BaseMessage>& messages, Limits const& limits) {
+bool Decode(std::string_view text, Data::DataDefinition const& definition,
+            std::shared_ptr<Data::DataValue const>& out, std::list<BaseMessage>& messages,
+            Limits const& limits) {
   ReusedContainer<Buffers> buffers;
   return Decoder(text, limits, messages, buffers.get()).Run(&definition, out);
 }
 
-bool Decode(std::string_view text, std::shared_ptr<Data::DataValue const>& out, std::list<BaseMessage>& messages,
-            Limits const& limits) {
+bool Decode(std::string_view text, std::shared_ptr<Data::DataValue const>& out,
+            std::list<BaseMessage>& messages, Limits const& limits) {
   ReusedContainer<Buffers> buffers;
   return Decoder(text, limits, messages, buffers.get()).Run(nullptr, out);
 }

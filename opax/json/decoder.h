@@ -23,14 +23,15 @@ namespace Json {
 // that its tag does not allow, a limit passed) it returns false with one message whose last
 // argument is the JSON path of the fault, and leaves `out` untouched. Never throws for bad input.
 // No message carries the content of a string from the text.
-bool Decode(std::string_view text, Data::DataDefinition const& definition, std::shared_ptr<Data::DataValue const>& out,
-            std::list<BaseMessage>& messages, Limits const& limits = Limits());
+bool Decode(std::string_view text, Data::DataDefinition const& definition,
+            std::shared_ptr<Data::DataValue const>& out, std::list<BaseMessage>& messages,
+            Limits const& limits = Limits());
 
 // Decodes by looks alone: objects become structures (named by their "@type" member, if any),
 // arrays lists, strings strings, integral numbers that fit 64 bits integers and other numbers
 // doubles, booleans booleans and null void.
-bool Decode(std::string_view text, std::shared_ptr<Data::DataValue const>& out, std::list<BaseMessage>& messages,
-            Limits const& limits = Limits());
+bool Decode(std::string_view text, std::shared_ptr<Data::DataValue const>& out,
+            std::list<BaseMessage>& messages, Limits const& limits = Limits());
 
 }  // namespace Json
 }  // namespace Opax

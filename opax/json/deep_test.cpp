@@ -41,7 +41,8 @@ TEST(Deep, AMillionNestedArraysByLooks) {
 TEST(Deep, AMillionNestedStructuresThroughAReference) {
   auto self = StructRefDefinition::GetInstance("com.example.node");
   auto node = StructDefinition::GetInstance(
-      "com.example.node", {{"id", DataDefinition::Create<int64_t>()}, {"next", OptionalDefinition::GetInstance(self)}});
+      "com.example.node",
+      {{"id", DataDefinition::Create<int64_t>()}, {"next", OptionalDefinition::GetInstance(self)}});
   self->targetDefinition(node);
 
   std::string text;

@@ -35,7 +35,9 @@ bool IsDynamic(DataDefinition const* definition) {
 class Encoder {
  public:
   Encoder(std::string& out, std::list<BaseMessage>& messages, EncodeOptions const& options)
-      : out_(out), messages_(messages), indent_(options.indent > 0 ? static_cast<std::size_t>(options.indent) : 0) {}
+      : out_(out),
+        messages_(messages),
+        indent_(options.indent > 0 ? static_cast<std::size_t>(options.indent) : 0) {}
 
   bool Run(DataValue const& root, DataDefinition const* definition) {
     if (!Write(root, definition)) return false;
@@ -50,9 +52,9 @@ class Encoder {
     DataValue const* value;
     DataDefinition const* definition;  // of the structure, map or list; null: by looks
     bool list;
-    FieldIterator next, end;       // structures and maps
-    std::size_t index = 0;         // lists: the next element
-    std::size_t written = 0;       // members or elements written so far
+    FieldIterator next, end;           // structures and maps
+    std::size_t index = 0;             // lists: the next element
+    std::size_t written = 0;           // members or elements written so far
     std::string const* key = nullptr;  // the member being written, for messages
   };
 
@@ -65,9 +67,11 @@ class Encoder {
       std::size_t const i = top.index++;
       Separate(top);
       DataDefinition const* element =
-          top.definition != nullptr ? static_cast<ListDefinition const&>(*top.definition).elementType().get() : nullptr;
+          top.definition != nullptr ? static_cast<ListDefinition const&>(*top.definition).elementType().get()
+                                    : nullptr;
       if (list.isTyped()) {
-        if (list.elementKind() == Kind::String) return WriteString(static_cast<ListValueString const&>(list).items()[i]);
+        if (list.elementKind() == Kind::String)
+          return WriteString(static_cast<ListValueString const&>(list).items()[i]);
         internal::AppendInteger(static_cast<ListValueLong const&>(list).items()[i], out_);
         return true;
       }
@@ -100,7 +104,9 @@ class Encoder {
   }
 
   // The definition that describes the value; an unresolved reference leaves it to its looks.
-  DataDefinition const* Resolve(DataDefinition const* definition) { return ResolveShape(definition, keepAlive_); }
+  DataDefinition const* Resolve(DataDefinition const* definition) {
+    return ResolveShape(definition, keepAlive_);
+  }
 
   bool Write(DataValue const& start, DataDefinition const* raw) {
     DataDefinition const* definition = Resolve(raw);
@@ -144,7 +150,8 @@ class Encoder {
         out_ += '"';
         return true;
       case Kind::List:
-        return Open(*value, definition != nullptr && definition->type() == DefinitionType::List ? definition : nullptr);
+        return Open(*value, definition != nullptr && definition->type() == DefinitionType::List ? definition
+                                                                                                : nullptr);
       case Kind::Structure:
       case Kind::Error:
       case Kind::Map:
@@ -167,10 +174,11 @@ class Encoder {
     frame.next = fields.begin();
     frame.end = fields.end();
     bool const isMap = value.kind() == Kind::Map;
-    bool const named = value.kind() == Kind::Error || (!isMap && !compound.name().empty() && IsDynamic(definition));
+    bool const named =
+        value.kind() == Kind::Error || (!isMap && !compound.name().empty() && IsDynamic(definition));
     bool const matches = definition != nullptr && (isMap ? definition->type() == DefinitionType::Map
-                                                          : definition->type() == DefinitionType::Structure ||
-                                                                definition->type() == DefinitionType::Error);
+                                                         : definition->type() == DefinitionType::Structure ||
+                                                               definition->type() == DefinitionType::Error);
     if (!matches) frame.definition = nullptr;
     out_ += '{';
     frames_.push_back(frame);
@@ -231,13 +239,27 @@ class Encoder {
 
   void AppendEscape(unsigned char c) {
     switch (c) {
-      case '"': out_ += "\\\""; return;
-      case '\\': out_ += "\\\\"; return;
-      case '\b': out_ += "\\b"; return;
-      case '\f': out_ += "\\f"; return;
-      case '\n': out_ += "\\n"; return;
-      case '\r': out_ += "\\r"; return;
-      case '\t': out_ += "\\t"; return;
+      case '"':
+        out_ += "\\\"";
+        return;
+      case '\\':
+        out_ += "\\\\";
+        return;
+      case '\b':
+        out_ += "\\b";
+        return;
+      case '\f':
+        out_ += "\\f";
+        return;
+      case '\n':
+        out_ += "\\n";
+        return;
+      case '\r':
+        out_ += "\\r";
+        return;
+      case '\t':
+        out_ += "\\t";
+        return;
       default: {
         static constexpr char kHex[] = "0123456789abcdef";
         out_ += "\\u00";

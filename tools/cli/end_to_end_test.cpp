@@ -4,15 +4,15 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <csignal>
-#include <cstdlib>
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
 
 #include <string>
 #include <vector>
@@ -30,7 +30,7 @@ struct Outcome {
 // Runs `program` with `args`, `input` on its standard input and `env` added to the environment;
 // killed after 60 seconds so that a hung call fails the test instead of stalling it.
 Outcome RunProgram(char const* program, std::vector<std::string> const& args, std::string const& input = "",
-               std::vector<std::string> const& env = {}) {
+                   std::vector<std::string> const& env = {}) {
   int in[2], out[2], err[2];
   if (::pipe(in) != 0 || ::pipe(out) != 0 || ::pipe(err) != 0) return {};
   pid_t const pid = ::fork();
@@ -131,7 +131,9 @@ class EndToEnd : public ::testing::Test {
     args.insert(args.begin(), {"--server", url_});
     return RunProgram(NEXAR_BIN, args, input, {"XDG_CONFIG_HOME=" + config_, "LANG=C"});
   }
-  static Outcome Login() { return Nexar({"login", "--user", "admin", "--password-stdin"}, std::string(kPassword) + "\n"); }
+  static Outcome Login() {
+    return Nexar({"login", "--user", "admin", "--password-stdin"}, std::string(kPassword) + "\n");
+  }
 
   static pid_t simulator_;
   static std::string url_;
@@ -180,9 +182,11 @@ TEST_F(EndToEnd, CommandsAnswerWithTheirOutputAndExitCode) {
       {{"call", "com.quarn.sim.control", "save_snapshot", R"({"name":"before"})"}, kExitOk, ""},
       {{"call", "com.quarn.sim.control", "list_snapshots"}, kExitOk, "\"before\""},
       // A declared error of the operation.
-      {{"call", "com.quarn.sim.control", "restore_snapshot", R"({"name":"never-saved"})"}, kExitOperationError,
+      {{"call", "com.quarn.sim.control", "restore_snapshot", R"({"name":"never-saved"})"},
+       kExitOperationError,
        "not_found"},
-      {{"call", "com.quarn.sim.control", "set_faults", R"({"faults":{"latency_ms":"slow"}})"}, kExitUsage,
+      {{"call", "com.quarn.sim.control", "set_faults", R"({"faults":{"latency_ms":"slow"}})"},
+       kExitUsage,
        "faults.latency_ms"},
       {{"call", "com.quarn.sim.control", "get_faults", "{not json"}, kExitUsage, "does not fit"},
       {{"call", "com.quarn.sim.control", "no_such_op"}, kExitUsage, "no operation"},
@@ -190,10 +194,14 @@ TEST_F(EndToEnd, CommandsAnswerWithTheirOutputAndExitCode) {
       {{"call", "com.quarn.nexar.vm", "get", R"({"vm":"vm-999"})"}, kExitOperationError, "not_found"},
       {{"call", "com.quarn.nexar.vm", "list", "--output", "table"}, kExitOk, "POWER_STATE"},
       // A task off a terminal: plain progress lines, then the clone's id.
-      {{"call", "com.quarn.nexar.vm", "clone", "--task", R"({"spec":{"source":"vm-3","name":"lines-clone"}})"}, kExitOk,
+      {{"call", "com.quarn.nexar.vm", "clone", "--task",
+        R"({"spec":{"source":"vm-3","name":"lines-clone"}})"},
+       kExitOk,
        "\"vm-"},
       {{"__complete", "--", "call"}, kExitOk, "com.quarn.sim.control\n"},
-      {{"__complete", "--", "describe", "--server", "x", "com.quarn.sim.control"}, kExitOk, "restore_snapshot\n"},
+      {{"__complete", "--", "describe", "--server", "x", "com.quarn.sim.control"},
+       kExitOk,
+       "restore_snapshot\n"},
   };
   for (auto const& c : cases) {
     Outcome const run = Nexar(c.args);
@@ -205,17 +213,18 @@ TEST_F(EndToEnd, CommandsAnswerWithTheirOutputAndExitCode) {
 
 TEST_F(EndToEnd, BadInputIsRefusedBeforeAnythingIsSent) {
   // Nothing listens on the named server: refusing the input must not even try to connect.
-  Outcome const bad = RunProgram(NEXAR_BIN, {"--server", "http://127.0.0.1:1", "call", "com.quarn.sim.control",
-                                         "set_faults", R"({"faults":{"latency_ms":"slow"}})"});
+  Outcome const bad =
+      RunProgram(NEXAR_BIN, {"--server", "http://127.0.0.1:1", "call", "com.quarn.sim.control", "set_faults",
+                             R"({"faults":{"latency_ms":"slow"}})"});
   EXPECT_EQ(bad.exit, kExitUsage) << bad.err;
-  Outcome const good = RunProgram(NEXAR_BIN, {"--server", "http://127.0.0.1:1", "call", "com.quarn.sim.control",
-                                          "get_faults"});
+  Outcome const good = RunProgram(
+      NEXAR_BIN, {"--server", "http://127.0.0.1:1", "call", "com.quarn.sim.control", "get_faults"});
   EXPECT_EQ(good.exit, kExitUnreachable) << good.err;
 }
 
 TEST_F(EndToEnd, WithoutAServerAnEmbeddedSimulatorAnswers) {
   Outcome const run = RunProgram(NEXAR_BIN, {"call", "com.quarn.sim.control", "get_faults"}, "",
-                             {"XDG_CONFIG_HOME=" + config_});
+                                 {"XDG_CONFIG_HOME=" + config_});
   EXPECT_EQ(run.exit, kExitOk) << run.err;
   EXPECT_NE(run.out.find("\"drop_rate\""), std::string::npos) << run.out;
   Outcome const login = RunProgram(NEXAR_BIN, {"login"}, "", {"XDG_CONFIG_HOME=" + config_});
@@ -267,7 +276,8 @@ TEST_F(EndToEnd, PasswordPromptOnATerminalDoesNotEcho) {
   ASSERT_GE(pid, 0);
   if (pid == 0) {
     ::setenv("XDG_CONFIG_HOME", config_.c_str(), 1);
-    ::execl(NEXAR_BIN, NEXAR_BIN, "--server", url_.c_str(), "login", "--user", "admin", static_cast<char*>(nullptr));
+    ::execl(NEXAR_BIN, NEXAR_BIN, "--server", url_.c_str(), "login", "--user", "admin",
+            static_cast<char*>(nullptr));
     ::_exit(127);
   }
   std::string shown = ReadTerminal(terminal, "Password: ");

@@ -1,7 +1,7 @@
 // Every operation's example input from `describe` is one that `call` accepts as it stands.
 
-#include "invoke/invoke.h"
 #include "render/example_input.h"
+#include "invoke/invoke.h"
 
 #include <runtime/service_catalog.h>
 

@@ -7,11 +7,11 @@ namespace Cli {
 
 enum ExitCode : int {
   kExitOk = 0,
-  kExitOperationError = 1,  // the operation answered with an error
-  kExitUsage = 2,           // bad arguments, unknown service or operation, input that does not fit
-  kExitUnreachable = 3,     // no connection, TLS refused, connection lost
-  kExitTimedOut = 4,        // no reply in time
-  kExitUnauthenticated = 5, // no session, or the session expired: run `nexar login`
+  kExitOperationError = 1,   // the operation answered with an error
+  kExitUsage = 2,            // bad arguments, unknown service or operation, input that does not fit
+  kExitUnreachable = 3,      // no connection, TLS refused, connection lost
+  kExitTimedOut = 4,         // no reply in time
+  kExitUnauthenticated = 5,  // no session, or the session expired: run `nexar login`
 };
 
 // The table printed at the end of --help.

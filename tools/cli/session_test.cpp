@@ -5,8 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <unistd.h>
+#include <cstdlib>
 
 namespace Cli {
 namespace {
@@ -16,8 +16,9 @@ TEST(LanguageTag, LocalesBecomeAcceptLanguageTags) {
     char const* locale;
     char const* tag;
   };
-  for (auto const& c : {Case{"de_DE.UTF-8", "de-DE"}, Case{"fr_FR@euro", "fr-FR"}, Case{"ja", "ja"}, Case{"C", ""},
-                        Case{"POSIX", ""}, Case{"C.UTF-8", ""}, Case{"", ""}, Case{"en_US;rm -rf", ""}}) {
+  for (auto const& c :
+       {Case{"de_DE.UTF-8", "de-DE"}, Case{"fr_FR@euro", "fr-FR"}, Case{"ja", "ja"}, Case{"C", ""},
+        Case{"POSIX", ""}, Case{"C.UTF-8", ""}, Case{"", ""}, Case{"en_US;rm -rf", ""}}) {
     EXPECT_EQ(LanguageTag(c.locale), c.tag) << c.locale;
   }
 }

@@ -4,9 +4,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include <pthread.h>
 #include <csignal>
 #include <iostream>
-#include <pthread.h>
 
 namespace {
 
@@ -17,7 +17,8 @@ bool SplitListen(std::string const& listen, std::string& address, unsigned short
   std::size_t const colon = listen.rfind(':');
   if (colon == std::string::npos) return false;
   address = listen.substr(0, colon);
-  if (address.size() >= 2 && address.front() == '[' && address.back() == ']') address = address.substr(1, address.size() - 2);
+  if (address.size() >= 2 && address.front() == '[' && address.back() == ']')
+    address = address.substr(1, address.size() - 2);
   if (address.empty()) address = "127.0.0.1";
   try {
     std::size_t used = 0;
@@ -33,9 +34,10 @@ bool SplitListen(std::string const& listen, std::string& address, unsigned short
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app{"nexar-sim: a simulated management server serving every service of the catalogue over JSON-RPC.\n"
-               "Virtual machines with their hardware, the inventory and tagging behave as on a real server; every\n"
-               "other operation answers 'unsupported'."};
+  CLI::App app{
+      "nexar-sim: a simulated management server serving every service of the catalogue over JSON-RPC.\n"
+      "Virtual machines with their hardware, the inventory and tagging behave as on a real server; every\n"
+      "other operation answers 'unsupported'."};
   Sim::SimulatorOptions options;
   std::string listen = kDefaultListen;
   std::string certificate, key;
@@ -44,24 +46,32 @@ int main(int argc, char** argv) {
       ->capture_default_str();
   app.add_option("--tls-cert", certificate, "PEM certificate chain: serve HTTPS")->check(CLI::ExistingFile);
   app.add_option("--tls-key", key, "PEM private key of the certificate")->check(CLI::ExistingFile);
-  app.add_option("--state", options.statePath, "SQLite file that keeps the state across restarts (default: in memory)");
-  app.add_option("--seed", options.seedPath, "JSON file of calls that build the inventory of an empty state "
-                                             "(default: the built-in inventory)")
+  app.add_option("--state", options.statePath,
+                 "SQLite file that keeps the state across restarts (default: in memory)");
+  app.add_option("--seed", options.seedPath,
+                 "JSON file of calls that build the inventory of an empty state "
+                 "(default: the built-in inventory)")
       ->check(CLI::ExistingFile);
   bool noSeed = false;
   app.add_flag("--empty", noSeed, "Start an empty state with no inventory at all");
   app.add_option("--user", options.user, "The user name to log in with")->capture_default_str();
   app.add_option("--password", options.password, "The password to log in with (default: made up at start)");
-  app.add_option("--threads", options.server.threads, "I/O threads")->capture_default_str()->check(CLI::Range(1, 64));
-  app.add_option("--latency-ms", latencyMs, "Fault: milliseconds added before every call")->check(CLI::Range(0, 60000));
+  app.add_option("--threads", options.server.threads, "I/O threads")
+      ->capture_default_str()
+      ->check(CLI::Range(1, 64));
+  app.add_option("--latency-ms", latencyMs, "Fault: milliseconds added before every call")
+      ->check(CLI::Range(0, 60000));
   app.add_option("--failure-rate", options.faults.failureRate, "Fault: share of calls (0 to 1) that fail")
       ->check(CLI::Range(0.0, 1.0));
   app.add_option("--failure-error", options.faults.error, "Fault: the standard error failed calls get")
       ->capture_default_str();
-  app.add_option("--drop-rate", options.faults.dropRate, "Fault: share of requests (0 to 1) whose connection is dropped")
+  app.add_option("--drop-rate", options.faults.dropRate,
+                 "Fault: share of requests (0 to 1) whose connection is dropped")
       ->check(CLI::Range(0.0, 1.0));
-  app.footer("Faults can be changed while it runs through the service com.quarn.sim.control (set_faults), which\n"
-             "also saves and restores named snapshots of the state: nexar call com.quarn.sim.control set_faults ...");
+  app.footer(
+      "Faults can be changed while it runs through the service com.quarn.sim.control (set_faults), which\n"
+      "also saves and restores named snapshots of the state: nexar call com.quarn.sim.control set_faults "
+      "...");
   CLI11_PARSE(app, argc, argv);
 
   if (!SplitListen(listen, options.server.address, options.server.port)) {
@@ -91,8 +101,10 @@ int main(int argc, char** argv) {
     return 1;
   }
   std::cout << "nexar-sim: listening on " << simulator.url() << "\n"
-            << "nexar-sim: log in as user '" << simulator.user() << "' with password '" << simulator.password() << "'\n"
-            << "nexar-sim: state " << (options.statePath == ":memory:" ? "in memory" : "in " + options.statePath)
+            << "nexar-sim: log in as user '" << simulator.user() << "' with password '"
+            << simulator.password() << "'\n"
+            << "nexar-sim: state "
+            << (options.statePath == ":memory:" ? "in memory" : "in " + options.statePath)
             << "; stop with Ctrl-C" << std::endl;
   int signal = 0;
   sigwait(&stopSignals, &signal);

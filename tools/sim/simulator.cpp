@@ -20,10 +20,12 @@ namespace {
 // The one user of the simulator. Both texts are compared in constant time.
 class SingleUser : public ::Opax::Rpc::Authenticator {
  public:
-  SingleUser(std::string user, std::string password) : user_(std::move(user)), password_(std::move(password)) {}
+  SingleUser(std::string user, std::string password)
+      : user_(std::move(user)), password_(std::move(password)) {}
   bool Verify(std::string const& user, ::Opax::SecretString const& password) const override {
     std::string const& given = password.reveal();
-    bool const userMatches = user.size() == user_.size() && CRYPTO_memcmp(user.data(), user_.data(), user.size()) == 0;
+    bool const userMatches =
+        user.size() == user_.size() && CRYPTO_memcmp(user.data(), user_.data(), user.size()) == 0;
     bool const passwordMatches =
         given.size() == password_.size() && CRYPTO_memcmp(given.data(), password_.data(), given.size()) == 0;
     return userMatches && passwordMatches;
@@ -71,21 +73,24 @@ bool Simulator::Start(std::list<::Opax::BaseMessage>& messages) {
   boost::system::error_code ec;
   auto const address = boost::asio::ip::make_address(options.server.address, ec);
   if (ec) {
-    messages.push_back(Problem("nexar.sim.listen.address", "'" + options.server.address + "' is not an IP address.",
+    messages.push_back(Problem("nexar.sim.listen.address",
+                               "'" + options.server.address + "' is not an IP address.",
                                {options.server.address}));
     return false;
   }
   // Passwords and session tokens cross the network in the clear over plain HTTP.
   if (!options.server.tls && !address.is_loopback()) {
     messages.push_back(Problem("nexar.sim.listen.plain",
-                               "Plain HTTP is served on loopback addresses only; to listen on " + options.server.address +
+                               "Plain HTTP is served on loopback addresses only; to listen on " +
+                                   options.server.address +
                                    ", give a certificate and key (--tls-cert, --tls-key).",
                                {options.server.address}));
     return false;
   }
   std::string problem;
   if (!impl.faults->Set(options.faults, problem)) {
-    messages.push_back(Problem("nexar.sim.faults.invalid", "The fault setting '" + problem + "' is out of its range.", {problem}));
+    messages.push_back(Problem("nexar.sim.faults.invalid",
+                               "The fault setting '" + problem + "' is out of its range.", {problem}));
     return false;
   }
 
@@ -107,7 +112,8 @@ bool Simulator::Start(std::list<::Opax::BaseMessage>& messages) {
       std::ostringstream text;
       text << file.rdbuf();
       if (!file) {
-        messages.push_back(Problem("nexar.sim.seed.open", "Cannot read the seed file '" + options.seedPath + "'.",
+        messages.push_back(Problem("nexar.sim.seed.open",
+                                   "Cannot read the seed file '" + options.seedPath + "'.",
                                    {options.seedPath}));
         return false;
       }
@@ -117,7 +123,8 @@ bool Simulator::Start(std::list<::Opax::BaseMessage>& messages) {
   }
 
   ::Opax::Rpc::ServerOptions server = options.server;
-  if (options.requireLogin) server.authenticator = std::make_shared<SingleUser>(options.user, options.password);
+  if (options.requireLogin)
+    server.authenticator = std::make_shared<SingleUser>(options.user, options.password);
   server.tasks = impl.provider->tasks();
   server.dropRequest = [faults = impl.faults] { return faults->DropThisRequest(); };
   auto const hosted = std::make_shared<FaultyProvider>(impl.provider, impl.faults);

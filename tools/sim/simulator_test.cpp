@@ -12,8 +12,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <unistd.h>
+#include <cstdio>
 
 namespace Sim {
 namespace {
@@ -51,16 +51,19 @@ struct Client {
   }
 };
 
-std::string ErrorName(std::shared_ptr<::Opax::Data::ErrorValue const> const& error) { return error ? error->name() : "(none)"; }
+std::string ErrorName(std::shared_ptr<::Opax::Data::ErrorValue const> const& error) {
+  return error ? error->name() : "(none)";
+}
 
 TEST(Simulator, PlainHttpOnLoopbackOnly) {
   struct Case {
     char const* address;
     char const* messageId;  // null: starts
   };
-  for (Case const& c : {Case{"0.0.0.0", "nexar.sim.listen.plain"}, Case{"192.0.2.1", "nexar.sim.listen.plain"},
-                        Case{"not-an-address", "nexar.sim.listen.address"}, Case{"127.0.0.1", nullptr},
-                        Case{"::1", nullptr}}) {
+  for (Case const& c :
+       {Case{"0.0.0.0", "nexar.sim.listen.plain"}, Case{"192.0.2.1", "nexar.sim.listen.plain"},
+        Case{"not-an-address", "nexar.sim.listen.address"}, Case{"127.0.0.1", nullptr},
+        Case{"::1", nullptr}}) {
     SimulatorOptions options = Options();
     options.server.address = c.address;
     Simulator simulator(options);
@@ -85,12 +88,14 @@ TEST(Simulator, CallsNeedALoginAndUnimplementedOperationsSaySo) {
 
   Client anonymous(simulator, false);
   Deployment::AsyncServiceStub refused(anonymous.stub);
-  auto const unauthenticated = Testing::Await<std::shared_ptr<Deployment::Info const>>([&](auto const& result) { refused.Get(nullptr, result); });
+  auto const unauthenticated = Testing::Await<std::shared_ptr<Deployment::Info const>>(
+      [&](auto const& result) { refused.Get(nullptr, result); });
   EXPECT_EQ(ErrorName(unauthenticated.error), ::Opax::ErrorIds::kUnauthenticated);
 
   Client client(simulator, true);
   Deployment::AsyncServiceStub deployment(client.stub);
-  auto const unsupported = Testing::Await<std::shared_ptr<Deployment::Info const>>([&](auto const& result) { deployment.Get(nullptr, result); });
+  auto const unsupported = Testing::Await<std::shared_ptr<Deployment::Info const>>(
+      [&](auto const& result) { deployment.Get(nullptr, result); });
   ASSERT_TRUE(unsupported.error);
   auto const messagesOf = unsupported.error->messages();
   ASSERT_FALSE(messagesOf.empty());
@@ -106,11 +111,14 @@ TEST(Simulator, FaultsChangeWhileItRunsAndNeverBlockTheControls) {
   Control::AsyncServiceStub control(client.stub);
   Deployment::AsyncServiceStub deployment(client.stub);
   auto const set = [&](double failure, char const* error, double drop, long latency) {
-    auto faults = std::make_shared<Control::Faults const>(latency, failure, ::Com::Quarn::Opax::Std::Errors::ErrorType::FromText(error), drop);
-    return Testing::Await<::Opax::Void>([&](auto const& result) { control.SetFaults(faults, nullptr, result); });
+    auto faults = std::make_shared<Control::Faults const>(
+        latency, failure, ::Com::Quarn::Opax::Std::Errors::ErrorType::FromText(error), drop);
+    return Testing::Await<::Opax::Void>(
+        [&](auto const& result) { control.SetFaults(faults, nullptr, result); });
   };
   auto const call = [&] {
-    return Testing::Await<std::shared_ptr<Deployment::Info const>>([&](auto const& result) { deployment.Get(nullptr, result); });
+    return Testing::Await<std::shared_ptr<Deployment::Info const>>(
+        [&](auto const& result) { deployment.Get(nullptr, result); });
   };
 
   EXPECT_TRUE(set(1.0, "RESOURCE_BUSY", 0, 0).value);
@@ -127,7 +135,8 @@ TEST(Simulator, FaultsChangeWhileItRunsAndNeverBlockTheControls) {
   EXPECT_EQ(ErrorName(call().error), ::Opax::ErrorIds::kServiceUnavailable) << "the connection was dropped";
   std::string problem;
   EXPECT_TRUE(simulator.faults()->Set(FaultSettings(), problem));
-  auto const got = Testing::Await<std::shared_ptr<Control::Faults const>>([&](auto const& result) { control.GetFaults(nullptr, result); });
+  auto const got = Testing::Await<std::shared_ptr<Control::Faults const>>(
+      [&](auto const& result) { control.GetFaults(nullptr, result); });
   ASSERT_TRUE(got.value);
   EXPECT_EQ((*got.value)->dropRate(), 0.0);
 }
@@ -143,14 +152,17 @@ TEST(Simulator, ARestartKeepsWhatWasAcknowledged) {
     ASSERT_TRUE(simulator.Start(messages));
     Client client(simulator, true);
     Control::AsyncServiceStub control(client.stub);
-    EXPECT_TRUE(Testing::Await<::Opax::Void>([&](auto const& result) { control.SaveSnapshot("before-restart", nullptr, result); }).value);
+    EXPECT_TRUE(Testing::Await<::Opax::Void>([&](auto const& result) {
+                  control.SaveSnapshot("before-restart", nullptr, result);
+                }).value);
   }
   Simulator simulator(options);
   std::list<::Opax::BaseMessage> messages;
   ASSERT_TRUE(simulator.Start(messages));
   Client client(simulator, true);
   Control::AsyncServiceStub control(client.stub);
-  auto const names = Testing::Await<std::list<std::string>>([&](auto const& result) { control.ListSnapshots(nullptr, result); });
+  auto const names = Testing::Await<std::list<std::string>>(
+      [&](auto const& result) { control.ListSnapshots(nullptr, result); });
   ASSERT_TRUE(names.value);
   EXPECT_EQ(*names.value, std::list<std::string>{"before-restart"});
   std::remove(path.c_str());

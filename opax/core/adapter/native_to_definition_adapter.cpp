@@ -42,7 +42,7 @@ NativeToDefinitionAdapter::CompoundHelper<StructDefinition>::CompoundHelper(void
 }
 
 void NativeToDefinitionAdapter::CompoundHelper<StructDefinition>::AddField(std::string const& wireName,
-                                                                          AdaptFunction adapt) {
+                                                                           AdaptFunction adapt) {
   std::shared_ptr<DataDefinition const>& slot = pending_->fields[wireName];
   container_.push_back(Entry{SrcType{}, adapt, &slot});
 }

@@ -63,7 +63,8 @@ class NativeToValueAdapter::CompoundHelper<StructValue> {
   // that the field map never grows after slots have been handed out. Standard errors make an
   // ErrorValue (`kind` Error).
   CompoundHelper(std::string name, Destination const& destination, Queue& queue, std::size_t fieldCount,
-                 std::shared_ptr<StructValue const> const& unknownFields = nullptr, Kind kind = Kind::Structure)
+                 std::shared_ptr<StructValue const> const& unknownFields = nullptr,
+                 Kind kind = Kind::Structure)
       : value_(kind == Kind::Error ? ErrorValue::GetInstance(std::move(name))
                                    : StructValue::GetInstance(std::move(name))),
         queue_(queue) {
@@ -117,14 +118,14 @@ struct N2V {
   static void AdaptEnumeration(NativeConstPtr const& source, Adapter::Destination const& destination,
                                Adapter::Queue&, std::list<BaseMessage>&) {
     auto const& value = *static_cast<E const*>(source);
-  if (!value.unknownText().empty()) {
-    *destination = StringValue::GetInstance(value.unknownText());
-    return;
-  }
-  // Named members (and `_UNKNOWN`) always send the same text: one shared value each.
-  static std::vector<std::shared_ptr<DataValue const>> const texts =
-      EnumTextValues(E::Strings::values, EnumTraits<E>::count);
-  *destination = texts[static_cast<std::size_t>(EnumTable::Clamp(value.value(), EnumTraits<E>::count))];
+    if (!value.unknownText().empty()) {
+      *destination = StringValue::GetInstance(value.unknownText());
+      return;
+    }
+    // Named members (and `_UNKNOWN`) always send the same text: one shared value each.
+    static std::vector<std::shared_ptr<DataValue const>> const texts =
+        EnumTextValues(E::Strings::values, EnumTraits<E>::count);
+    *destination = texts[static_cast<std::size_t>(EnumTable::Clamp(value.value(), EnumTraits<E>::count))];
   }
 
   template <class X>

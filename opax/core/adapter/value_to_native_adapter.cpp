@@ -51,8 +51,8 @@ ValueToNativeAdapter::CompoundHelper<StructValue>::CompoundHelper(Source const& 
   }
 }
 
-std::shared_ptr<StructValue> FieldsOtherThan(StructValue const& structure,
-                                             std::vector<std::shared_ptr<DataValue const> const*> declaredSlots) {
+std::shared_ptr<StructValue> FieldsOtherThan(
+    StructValue const& structure, std::vector<std::shared_ptr<DataValue const> const*> declaredSlots) {
   // Declared fields are told apart by the address of their slot: no name is compared again, and
   // a value with many unknown fields costs O(n log d), not O(n d).
   std::sort(declaredSlots.begin(), declaredSlots.end());

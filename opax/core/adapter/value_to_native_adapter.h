@@ -54,8 +54,8 @@ class ValueToNativeAdapter {
 
 // The fields of `structure` whose slots are not among `declaredSlots` (slots of its own fields),
 // in insertion order, as a structure value of the same name; null when there are none.
-std::shared_ptr<StructValue> FieldsOtherThan(StructValue const& structure,
-                                             std::vector<std::shared_ptr<DataValue const> const*> declaredSlots);
+std::shared_ptr<StructValue> FieldsOtherThan(
+    StructValue const& structure, std::vector<std::shared_ptr<DataValue const> const*> declaredSlots);
 
 // The helper that a structure's adapt function uses to read its fields.
 template <>

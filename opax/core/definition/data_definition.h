@@ -100,7 +100,8 @@ class WrapperDefinition final : public DataDefinition {
  public:
   explicit WrapperDefinition(DataDefinitionPtr element, bool distinctElements = false)
       : DataDefinition(kType), element_(std::move(element)), distinct_(distinctElements) {}
-  static std::shared_ptr<WrapperDefinition> GetInstance(DataDefinitionPtr element, bool distinctElements = false) {
+  static std::shared_ptr<WrapperDefinition> GetInstance(DataDefinitionPtr element,
+                                                        bool distinctElements = false) {
     return std::make_shared<WrapperDefinition>(std::move(element), distinctElements);
   }
   DataDefinitionPtr const& elementType() const { return element_; }
@@ -188,7 +189,8 @@ class IsOneOfDefinition final : public DataDefinition {
   using Predicate = std::function<bool(std::string const&)>;
   explicit IsOneOfDefinition(Predicate predicate, std::vector<std::string> texts = {})
       : DataDefinition(DefinitionType::IsOneOf), predicate_(std::move(predicate)), texts_(std::move(texts)) {}
-  static std::shared_ptr<IsOneOfDefinition> GetInstance(Predicate predicate, std::vector<std::string> texts = {}) {
+  static std::shared_ptr<IsOneOfDefinition> GetInstance(Predicate predicate,
+                                                        std::vector<std::string> texts = {}) {
     return std::make_shared<IsOneOfDefinition>(std::move(predicate), std::move(texts));
   }
   bool Accepts(std::string const& text) const { return predicate_ && predicate_(text); }

@@ -228,7 +228,8 @@ class Validator {
   void CheckUnionCase(UnionCaseDefinition const& unionCase, StructValue const& structure,
                       std::string const& field, std::shared_ptr<DataValue const> const* value) {
     std::vector<std::string> args;
-    if (char const* fault = UnionCaseFault(unionCase, structure, field, value, args)) Report(fault, std::move(args));
+    if (char const* fault = UnionCaseFault(unionCase, structure, field, value, args))
+      Report(fault, std::move(args));
   }
 
   void VisitStructure(StructDefinition const& definition, DataValue const* value, uint32_t path) {

@@ -15,7 +15,8 @@ namespace Stub {
 class AsyncApiStub {
  public:
   AsyncApiStub(std::shared_ptr<Provider::ApiProvider> provider,
-               std::shared_ptr<Core::AsyncActivation const> defaultActivation = std::make_shared<Core::AsyncActivation>())
+               std::shared_ptr<Core::AsyncActivation const> defaultActivation =
+                   std::make_shared<Core::AsyncActivation>())
       : provider_(std::move(provider)), defaultActivation_(std::move(defaultActivation)) {}
   static std::shared_ptr<AsyncApiStub> GetInstance(std::shared_ptr<Provider::ApiProvider> provider) {
     return std::make_shared<AsyncApiStub>(std::move(provider));

@@ -44,8 +44,8 @@ class BasicAsyncResult {
  public:
   using ErrorPtr = std::shared_ptr<Data::ErrorValue const>;
   using Callback = std::function<void(Slot const&, ErrorPtr const&, Progress const&)>;
-  using NativeCallback =
-      std::function<void(Slot const&, ErrorPtr const&, boost::optional<Data::NativeError> const&, Progress const&)>;
+  using NativeCallback = std::function<void(Slot const&, ErrorPtr const&,
+                                            boost::optional<Data::NativeError> const&, Progress const&)>;
 
   // A result object without callables; delivering to it throws std::bad_function_call.
   BasicAsyncResult() : state_(std::make_shared<State>()) {}
@@ -65,7 +65,9 @@ class BasicAsyncResult {
     }
   }
 
-  void SetError(ErrorPtr const& error) const { Final(Slot(), error ? error : Core::MethodResult::GetTerminationInstance()->error()); }
+  void SetError(ErrorPtr const& error) const {
+    Final(Slot(), error ? error : Core::MethodResult::GetTerminationInstance()->error());
+  }
   void SetProgress(Progress const& progress) const {
     if (!state_->finished.load(std::memory_order_acquire)) state_->Call(Slot(), nullptr, progress);
   }

@@ -24,8 +24,8 @@ class MethodIdentifier {
  public:
   MethodIdentifier(std::shared_ptr<InterfaceIdentifier const> interfaceId, std::string name)
       : interface_(std::move(interfaceId)), name_(std::move(name)) {}
-  static std::shared_ptr<MethodIdentifier const> GetInstance(std::shared_ptr<InterfaceIdentifier const> const& interfaceId,
-                                                             std::string const& name) {
+  static std::shared_ptr<MethodIdentifier const> GetInstance(
+      std::shared_ptr<InterfaceIdentifier const> const& interfaceId, std::string const& name) {
     return std::make_shared<MethodIdentifier const>(interfaceId, name);
   }
 
@@ -44,14 +44,18 @@ class MethodDefinition {
  public:
   using ErrorDefinitions = std::list<std::shared_ptr<Data::DataDefinition const>>;
 
-  MethodDefinition(std::shared_ptr<MethodIdentifier const> id, std::shared_ptr<Data::DataDefinition const> input,
+  MethodDefinition(std::shared_ptr<MethodIdentifier const> id,
+                   std::shared_ptr<Data::DataDefinition const> input,
                    std::shared_ptr<Data::DataDefinition const> output, ErrorDefinitions errors)
-      : id_(std::move(id)), input_(std::move(input)), output_(std::move(output)), errors_(std::move(errors)) {}
+      : id_(std::move(id)),
+        input_(std::move(input)),
+        output_(std::move(output)),
+        errors_(std::move(errors)) {}
 
-  static std::shared_ptr<MethodDefinition const> GetInstance(std::shared_ptr<MethodIdentifier const> const& id,
-                                                             std::shared_ptr<Data::DataDefinition const> const& input,
-                                                             std::shared_ptr<Data::DataDefinition const> const& output,
-                                                             ErrorDefinitions const& errors = {}) {
+  static std::shared_ptr<MethodDefinition const> GetInstance(
+      std::shared_ptr<MethodIdentifier const> const& id,
+      std::shared_ptr<Data::DataDefinition const> const& input,
+      std::shared_ptr<Data::DataDefinition const> const& output, ErrorDefinitions const& errors = {}) {
     return std::make_shared<MethodDefinition const>(id, input, output, errors);
   }
 

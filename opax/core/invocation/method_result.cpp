@@ -10,7 +10,8 @@ std::shared_ptr<MethodResult const> MethodResult::GetInstance(std::shared_ptr<Da
   return std::make_shared<MethodResult const>(std::move(output), nullptr, false);
 }
 
-std::shared_ptr<MethodResult const> MethodResult::GetErrorInstance(std::shared_ptr<Data::ErrorValue const> error) {
+std::shared_ptr<MethodResult const> MethodResult::GetErrorInstance(
+    std::shared_ptr<Data::ErrorValue const> error) {
   if (!error) error = Data::ErrorValue::GetInstance(ErrorIds::kInternalServerError);
   return std::make_shared<MethodResult const>(nullptr, std::move(error), false);
 }

@@ -11,7 +11,9 @@ namespace {
 
 bool IsTag(std::string const& tag) {
   if (tag.empty() || tag.size() > 35) return false;
-  return std::all_of(tag.begin(), tag.end(), [](char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '-' || c == '*'; });
+  return std::all_of(tag.begin(), tag.end(), [](char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) || c == '-' || c == '*';
+  });
 }
 
 std::string Trim(boost::string_view text) {
@@ -50,18 +52,20 @@ Localizer::Localizer(std::shared_ptr<MessageCatalog const> catalog) : catalog_(s
 
 Localizer::~Localizer() = default;
 
-RequestLocalizer Localizer::ForRequest(LanguagePreference const& preference, TimezoneSpec const& timezone) const {
+RequestLocalizer Localizer::ForRequest(LanguagePreference const& preference,
+                                       TimezoneSpec const& timezone) const {
   if (catalog_) return RequestLocalizer(catalog_->Choose(preference.languages()), timezone.name());
   for (std::string const& wanted : preference.languages()) {
     for (std::string const& have : supported_) {
-      if (wanted == have || wanted.compare(0, have.size() + 1, have + "-") == 0) return RequestLocalizer(have, timezone.name());
+      if (wanted == have || wanted.compare(0, have.size() + 1, have + "-") == 0)
+        return RequestLocalizer(have, timezone.name());
     }
   }
   return RequestLocalizer(std::string(LocaleHelpers::defaultLocale()), timezone.name());
 }
 
-std::shared_ptr<Data::ErrorValue const> Localizer::Localize(std::shared_ptr<Data::ErrorValue const> const& error,
-                                                            RequestLocalizer const& request) const {
+std::shared_ptr<Data::ErrorValue const> Localizer::Localize(
+    std::shared_ptr<Data::ErrorValue const> const& error, RequestLocalizer const& request) const {
   return catalog_ ? catalog_->Localize(error, request.language()) : error;
 }
 

@@ -31,9 +31,8 @@ std::string Lower(std::string text) {
 bool IsCatalogLanguage(std::string const& tag) {
   if (tag.empty() || tag.size() > 35 || tag == "en" || tag.front() == '-' || tag.back() == '-') return false;
   if (tag.find("--") != std::string::npos) return false;
-  return std::all_of(tag.begin(), tag.end(), [](char c) {
-    return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-';
-  });
+  return std::all_of(tag.begin(), tag.end(),
+                     [](char c) { return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-'; });
 }
 
 // ---- Localize: a walk of the value tree that copies only the compounds above a change.
@@ -161,7 +160,8 @@ std::shared_ptr<Data::DataValue const> LocalizeMessage(std::shared_ptr<Data::Dat
   std::string rendered = Message<CoreTag>::Format(text->second, args);
   std::string current;
   auto const* currentField = structure.FindField(Fields::kDefaultMessage);
-  if (currentField != nullptr && Data::DataValue::Value(*currentField, current, ignored) && current == rendered) {
+  if (currentField != nullptr && Data::DataValue::Value(*currentField, current, ignored) &&
+      current == rendered) {
     return message;
   }
   std::shared_ptr<Data::CompoundValue> copy = ShallowCopy(structure);
@@ -188,7 +188,8 @@ bool MessageCatalog::LoadFile(std::string const& path, std::string const& langua
   }
   content.resize(static_cast<std::size_t>(in.gcount()));
   if (content.size() > kMaxFileBytes) {
-    messages.push_back(BaseMessage::Make(MessageIds::kCatalogTooLarge, {path, std::to_string(kMaxFileBytes)}));
+    messages.push_back(
+        BaseMessage::Make(MessageIds::kCatalogTooLarge, {path, std::to_string(kMaxFileBytes)}));
     return false;
   }
   Texts texts;
@@ -239,7 +240,8 @@ std::string MessageCatalog::Choose(std::vector<std::string> const& preferred) co
     }
     // No general form: a regional one serves the general request ("de" takes "de-at").
     auto const regional = texts_.lower_bound(tag + "-");
-    if (regional != texts_.end() && regional->first.compare(0, tag.size() + 1, tag + "-") == 0) return regional->first;
+    if (regional != texts_.end() && regional->first.compare(0, tag.size() + 1, tag + "-") == 0)
+      return regional->first;
   }
   return english;
 }
@@ -258,8 +260,8 @@ std::string MessageCatalog::TextFor(std::string const& language, std::string con
   return Message<CoreTag>::TextFor(id, args);
 }
 
-std::shared_ptr<Data::ErrorValue const> MessageCatalog::Localize(std::shared_ptr<Data::ErrorValue const> const& error,
-                                                                 std::string const& language) const {
+std::shared_ptr<Data::ErrorValue const> MessageCatalog::Localize(
+    std::shared_ptr<Data::ErrorValue const> const& error, std::string const& language) const {
   Texts const* texts = Find(language);
   if (!error || texts == nullptr) return error;
 

@@ -62,7 +62,8 @@ class MessageCatalog {
 
   // The text of `id` in `language` with `args` filled in; the English text when the language
   // lacks the id.
-  std::string TextFor(std::string const& language, std::string const& id, std::vector<std::string> const& args) const;
+  std::string TextFor(std::string const& language, std::string const& id,
+                      std::vector<std::string> const& args) const;
 
   // `error` with the default message of each of its messages rendered in `language`. Returns
   // `error` itself when there is nothing to change.

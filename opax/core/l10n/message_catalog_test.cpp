@@ -129,19 +129,35 @@ TEST(MessageCatalog, RejectsAFileWithAFaultyLineNamingFileAndLine) {
       {"unknown escape", "opax.task.unknown = C:\\data {0}\n", Ids::kCatalogEscape, 1, {}},
       {"backslash at the end", "opax.task.unknown = {0} \\", Ids::kCatalogEscape, 1, {}},
       {"unknown id", ok + "opax.task.unknwon = {0}\n", Ids::kCatalogUnknownId, 2, {"opax.task.unknwon"}},
-      {"id twice", ok + "#\nopax.task.unknown = {0}\n", Ids::kCatalogDuplicateId, 3, {Ids::kTaskUnknown, "1"}},
-      {"placeholder not in English", "opax.task.unknown = {1}\n", Ids::kCatalogPlaceholder, 1,
+      {"id twice",
+       ok + "#\nopax.task.unknown = {0}\n",
+       Ids::kCatalogDuplicateId,
+       3,
+       {Ids::kTaskUnknown, "1"}},
+      {"placeholder not in English",
+       "opax.task.unknown = {1}\n",
+       Ids::kCatalogPlaceholder,
+       1,
        {"{1}", Ids::kTaskUnknown}},
-      {"huge placeholder", "opax.task.unknown = {0}{99999999999999999999}", Ids::kCatalogPlaceholder, 1,
+      {"huge placeholder",
+       "opax.task.unknown = {0}{99999999999999999999}",
+       Ids::kCatalogPlaceholder,
+       1,
        {"{1000000}", Ids::kTaskUnknown}},
-      {"placeholder in a text without any", "opax.invoke.terminated = {0}", Ids::kCatalogPlaceholder, 1,
+      {"placeholder in a text without any",
+       "opax.invoke.terminated = {0}",
+       Ids::kCatalogPlaceholder,
+       1,
        {"{0}", Ids::kTerminated}},
       {"bad UTF-8 lead", ok + "opax.task.canceled = \xC3\x28 {0}\n", Ids::kCatalogUtf8, 2, {}},
       {"overlong UTF-8", "# \xC0\xAF\n", Ids::kCatalogUtf8, 1, {}},
       {"UTF-16 surrogate", "opax.task.unknown = \xED\xA0\x80\n", Ids::kCatalogUtf8, 1, {}},
       {"truncated UTF-8 at the end", ok + "opax.task.canceled = \xE2\x82", Ids::kCatalogUtf8, 2, {}},
       {"Latin-1 file", "opax.task.unknown = Aufgabe f\xFCr {0}\n", Ids::kCatalogUtf8, 1, {}},
-      {"line too long", ok + "\n" + tooLong, Ids::kCatalogLineTooLong, 3,
+      {"line too long",
+       ok + "\n" + tooLong,
+       Ids::kCatalogLineTooLong,
+       3,
        {std::to_string(MessageCatalog::kMaxLineBytes)}},
   };
   Files files;
@@ -172,8 +188,8 @@ TEST(MessageCatalog, ReportsEveryFaultyLineUpToALimitAndKeepsWhatWasLoaded) {
   EXPECT_EQ(messages.back().id(), Ids::kCatalogEscape);
 
   messages.clear();
-  EXPECT_FALSE(catalog.LoadFile(files.Write("many.msg", std::string(1000, '\n') + std::string(1000, 'x')), "de",
-                                messages));
+  EXPECT_FALSE(catalog.LoadFile(files.Write("many.msg", std::string(1000, '\n') + std::string(1000, 'x')),
+                                "de", messages));
   EXPECT_FALSE(catalog.LoadFile(files.Write("lines.msg", std::string(100000, '\n') + "x\n"), "de", messages));
   EXPECT_EQ(messages.size(), 2u);
   messages.clear();
@@ -196,7 +212,8 @@ TEST(MessageCatalog, RejectsFilesThatCannotBeReadOrAreTooLargeOrLanguagesThatAre
   std::vector<Case> const cases = {
       {files.dir() + "/missing.msg", "de", Ids::kCatalogUnreadable},
       {files.dir(), "de", Ids::kCatalogUnreadable},
-      {files.Write("big.msg", std::string(MessageCatalog::kMaxFileBytes + 1, '\n')), "de", Ids::kCatalogTooLarge},
+      {files.Write("big.msg", std::string(MessageCatalog::kMaxFileBytes + 1, '\n')), "de",
+       Ids::kCatalogTooLarge},
       {good, "en", Ids::kCatalogLanguage},
       {good, "EN", Ids::kCatalogLanguage},
       {good, "", Ids::kCatalogLanguage},
@@ -215,8 +232,8 @@ TEST(MessageCatalog, RejectsFilesThatCannotBeReadOrAreTooLargeOrLanguagesThatAre
   }
   MessageCatalog catalog;
   std::list<BaseMessage> messages;
-  EXPECT_TRUE(catalog.LoadFile(files.Write("at.msg", std::string(MessageCatalog::kMaxFileBytes, '\n')), "de-AT",
-                               messages));
+  EXPECT_TRUE(catalog.LoadFile(files.Write("at.msg", std::string(MessageCatalog::kMaxFileBytes, '\n')),
+                               "de-AT", messages));
 }
 
 TEST(MessageCatalog, LoadsADirectoryKeepingTheGoodFiles) {
@@ -282,8 +299,8 @@ TEST(MessageCatalog, LocalizesEveryMessageOfAnErrorAndSharesEverythingElse) {
   std::list<BaseMessage> messages;
   ASSERT_TRUE(catalog.LoadFile(ShippedGerman(), "de", messages));
 
-  auto nested = ErrorValue::GetInstance(ErrorIds::kError,
-                                        {BaseMessage::Make(Ids::kUnknownMethod, {"Vm", "start"})});
+  auto nested =
+      ErrorValue::GetInstance(ErrorIds::kError, {BaseMessage::Make(Ids::kUnknownMethod, {"Vm", "start"})});
   auto error = ErrorValue::GetInstance(ErrorIds::kNotFound,
                                        {BaseMessage::Make(Ids::kTaskUnknown, {"task-7"}),
                                         BaseMessage("com.example.custom", "A text of its own.", {})});
@@ -301,12 +318,14 @@ TEST(MessageCatalog, LocalizesEveryMessageOfAnErrorAndSharesEverythingElse) {
   EXPECT_EQ(*localized->FindField("zz_unknown"), *original->FindField("zz_unknown")) << "not shared";
   std::list<BaseMessage> const got = localized->messages();
   ASSERT_EQ(got.size(), 2u);
-  EXPECT_EQ(got.front(), BaseMessage(Ids::kTaskUnknown, "Es gibt keine Aufgabe mit der ID 'task-7'.", {"task-7"}));
+  EXPECT_EQ(got.front(),
+            BaseMessage(Ids::kTaskUnknown, "Es gibt keine Aufgabe mit der ID 'task-7'.", {"task-7"}));
   EXPECT_EQ(got.back(), original->messages().back()) << "an id the catalogue lacks keeps its text";
 
   auto const& data = static_cast<Data::OptionalValue const&>(**localized->FindField("data"));
   auto const& inner = static_cast<ErrorValue const&>(*data.value());
-  EXPECT_EQ(inner.messages().front().defaultMessage(), "Die Schnittstelle 'Vm' hat keine Operation namens 'start'.");
+  EXPECT_EQ(inner.messages().front().defaultMessage(),
+            "Die Schnittstelle 'Vm' hat keine Operation namens 'start'.");
 
   // Field order and everything but the two texts are as they were.
   std::string expected = before;
@@ -379,7 +398,8 @@ TEST(Localizer, ChoosesFromItsCatalogueAndLocalizesThroughIt) {
   EXPECT_EQ(request.timezone(), "Europe/Zurich");
   EXPECT_EQ(localizer.ForRequest(LanguagePreference({"fr", "EN-gb"}), zone).language(), "en");
 
-  std::shared_ptr<ErrorValue const> const value = ErrorValue::GetInstance("e", {BaseMessage::Make(Ids::kTaskUnknown, {"1"})});
+  std::shared_ptr<ErrorValue const> const value =
+      ErrorValue::GetInstance("e", {BaseMessage::Make(Ids::kTaskUnknown, {"1"})});
   EXPECT_EQ(localizer.Localize(value, request)->messages().front().defaultMessage(), "de 1");
 
   // Without a catalogue, the list of languages decides as before and nothing is translated.

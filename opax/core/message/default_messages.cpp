@@ -46,12 +46,12 @@ constexpr DefaultText kDefaultTexts[] = {
     {Ids::kTerminated, "The operation ended without delivering a result or an error."},
     {Ids::kUndeclaredError, "Operation '{0}' reported the error '{1}', which it does not declare."},
     {Ids::kJsonBinary, "The text at '{0}' is not valid padded base64."},
-    {Ids::kJsonDateTime,
-     "'{0}' at '{1}' is not a date and time in UTC such as 2024-01-31T12:00:00.000Z."},
+    {Ids::kJsonDateTime, "'{0}' at '{1}' is not a date and time in UTC such as 2024-01-31T12:00:00.000Z."},
     {Ids::kJsonKindMismatch, "Expected a value of type '{0}' at '{2}' but the JSON text holds a JSON {1}."},
     {Ids::kJsonLimit, "The JSON text exceeds the limit on {0} ({1}) at '{2}'."},
     {Ids::kJsonDuplicateMember, "Member '{0}' appears more than once in the object at '{1}'."},
-    {Ids::kJsonNotIntegral, "The number {0} at '{1}' is not a whole number, but an integer is expected there."},
+    {Ids::kJsonNotIntegral,
+     "The number {0} at '{1}' is not a whole number, but an integer is expected there."},
     {Ids::kJsonNumberRange, "The number {0} at '{1}' is out of range for the value expected there."},
     {Ids::kJsonSyntax, "The JSON text is malformed at byte {0}: expected {1} (at '{2}')."},
     {Ids::kJsonTruncated, "The JSON text ends before its value is complete (at '{0}')."},
@@ -59,16 +59,21 @@ constexpr DefaultText kDefaultTexts[] = {
     {Ids::kCatalogDirectory, "The directory of message catalogues '{0}' cannot be read."},
     {Ids::kCatalogEscape,
      "Line {1} of the message catalogue '{0}' has a backslash that is not one of \\n, \\t or \\\\."},
-    {Ids::kCatalogDuplicateId, "Line {1} of the message catalogue '{0}' repeats the message id '{2}' of line {3}."},
-    {Ids::kCatalogUnknownId, "Line {1} of the message catalogue '{0}' names the message id '{2}', which is not known."},
+    {Ids::kCatalogDuplicateId,
+     "Line {1} of the message catalogue '{0}' repeats the message id '{2}' of line {3}."},
+    {Ids::kCatalogUnknownId,
+     "Line {1} of the message catalogue '{0}' names the message id '{2}', which is not known."},
     {Ids::kCatalogLanguage,
-     "The message catalogue '{0}' cannot be loaded for '{1}': a language tag other than the built-in English is "
+     "The message catalogue '{0}' cannot be loaded for '{1}': a language tag other than the built-in English "
+     "is "
      "expected."},
     {Ids::kCatalogLineMalformed,
      "Line {1} of the message catalogue '{0}' is neither blank, nor a comment, nor of the form 'id = text'."},
-    {Ids::kCatalogLineTooLong, "Line {1} of the message catalogue '{0}' is longer than the limit of {2} bytes."},
+    {Ids::kCatalogLineTooLong,
+     "Line {1} of the message catalogue '{0}' is longer than the limit of {2} bytes."},
     {Ids::kCatalogPlaceholder,
-     "Line {1} of the message catalogue '{0}' uses the placeholder {2}, which the English text of '{3}' does not "
+     "Line {1} of the message catalogue '{0}' uses the placeholder {2}, which the English text of '{3}' does "
+     "not "
      "have."},
     {Ids::kCatalogTooLarge, "The message catalogue '{0}' is larger than the limit of {1} bytes."},
     {Ids::kCatalogUnreadable, "The message catalogue '{0}' cannot be read."},

@@ -37,11 +37,25 @@ constexpr char const kUnverifiedPeer[] = "com.quarn.opax.std.errors.unverified_p
 constexpr char const kShortInvalidArgument[] = "invalid_argument";
 
 // Every standard error, in the order of their description (by name).
-constexpr char const* const kAll[] = {
-    kAlreadyExists, kAlreadyInDesiredState, kError, kInternalServerError, kInvalidArgument,
-    kInvalidElementConfiguration, kInvalidElementType, kNotAllowedInCurrentState, kNotFound, kResourceBusy,
-    kResourceInaccessible, kResourceInUse, kServiceUnavailable, kTimedOut, kUnableToAllocateResource,
-    kUnauthenticated, kUnauthorized, kUnsupported, kUnverifiedPeer};
+constexpr char const* const kAll[] = {kAlreadyExists,
+                                      kAlreadyInDesiredState,
+                                      kError,
+                                      kInternalServerError,
+                                      kInvalidArgument,
+                                      kInvalidElementConfiguration,
+                                      kInvalidElementType,
+                                      kNotAllowedInCurrentState,
+                                      kNotFound,
+                                      kResourceBusy,
+                                      kResourceInaccessible,
+                                      kResourceInUse,
+                                      kServiceUnavailable,
+                                      kTimedOut,
+                                      kUnableToAllocateResource,
+                                      kUnauthenticated,
+                                      kUnauthorized,
+                                      kUnsupported,
+                                      kUnverifiedPeer};
 
 // The name of an id of this table without its prefix ("not_found"), as the short forms use it.
 constexpr char const* ShortName(char const* id) { return id + sizeof(kPrefix) - 1; }

@@ -7,6 +7,8 @@
 namespace Opax {
 namespace MessageIds {
 
+// One id per line with its arguments beside it: a test reads this table line by line.
+// clang-format off
 // Data values: reading, converting, building.
 constexpr char const kInvalidType[] = "opax.data.invalid.type";  // (none)
 constexpr char const kBadCast1[] = "opax.data.bad.cast1";        // expected type
@@ -105,5 +107,6 @@ constexpr char const kTaskAlreadyEnded[] = "opax.task.already.ended";  // task i
 constexpr char const kTaskProgress[] = "opax.task.progress";  // the implementation's note
 constexpr char const kTaskFollowTimedOut[] = "opax.task.follow.timed.out";  // task id, milliseconds
 
+// clang-format on
 }  // namespace MessageIds
 }  // namespace Opax

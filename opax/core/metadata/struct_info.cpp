@@ -8,7 +8,8 @@ std::shared_ptr<StructInfo> StructInfo::Make(char const* name, bool isInput, IdF
   Fields fields;
   for (std::size_t i = 0; i < count; ++i) {
     auto info = std::make_shared<FieldInfo>();
-    for (char const* const* type = idFields[i].resourceTypes; *type != nullptr; ++type) info->resourceTypes.insert(*type);
+    for (char const* const* type = idFields[i].resourceTypes; *type != nullptr; ++type)
+      info->resourceTypes.insert(*type);
     fields.emplace(idFields[i].wire, std::move(info));
   }
   return std::make_shared<StructInfo>(name, isInput, std::move(fields));

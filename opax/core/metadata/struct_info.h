@@ -36,7 +36,8 @@ class StructInfo {
     char const* wire;
     char const* const* resourceTypes;
   };
-  static std::shared_ptr<StructInfo> Make(char const* name, bool isInput, IdField const* idFields, std::size_t count);
+  static std::shared_ptr<StructInfo> Make(char const* name, bool isInput, IdField const* idFields,
+                                          std::size_t count);
 
  private:
   std::string name_;

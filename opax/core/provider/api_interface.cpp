@@ -18,7 +18,8 @@ void AsyncApiMethodSignal::Invoke(std::shared_ptr<Core::AsyncActivation> const& 
     return;
   }
   std::shared_ptr<Core::MethodResult const> refused;
-  if (!ApiMethodHelper::ValidateInput(definition_->identifier()->name(), definition_->inputDefinition(), input, refused)) {
+  if (!ApiMethodHelper::ValidateInput(definition_->identifier()->name(), definition_->inputDefinition(),
+                                      input, refused)) {
     (*callback)(refused, Progress());
     return;
   }
@@ -30,7 +31,8 @@ void AsyncApiMethodSignal::Invoke(std::shared_ptr<Core::AsyncActivation> const& 
   slot_(own, input, callback);
 }
 
-AsyncApiInterface::AsyncApiInterface(std::shared_ptr<Core::InterfaceIdentifier const> id, Methods const& methods)
+AsyncApiInterface::AsyncApiInterface(std::shared_ptr<Core::InterfaceIdentifier const> id,
+                                     Methods const& methods)
     : id_(std::move(id)) {
   for (auto const& method : methods) {
     if (method && method->definition() && method->definition()->identifier()) {

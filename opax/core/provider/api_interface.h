@@ -26,7 +26,8 @@ class AsyncApiMethod {
 // A served operation whose work is one connected slot (the binder connects the implementation).
 // Invoking it validates the input against the definition, sets the localizer on the activation
 // and calls the slot; without a slot it answers "opax.provider.method.signal.not.connected".
-class AsyncApiMethodSignal : public AsyncApiMethod, public std::enable_shared_from_this<AsyncApiMethodSignal> {
+class AsyncApiMethodSignal : public AsyncApiMethod,
+                             public std::enable_shared_from_this<AsyncApiMethodSignal> {
  public:
   using Slot = std::function<void(std::shared_ptr<Core::AsyncActivation> const&,
                                   std::shared_ptr<Data::DataValue const> const&,
@@ -35,8 +36,9 @@ class AsyncApiMethodSignal : public AsyncApiMethod, public std::enable_shared_fr
   AsyncApiMethodSignal(std::shared_ptr<Core::MethodDefinition const> definition,
                        std::shared_ptr<L10n::Localizer const> localizer)
       : definition_(std::move(definition)), localizer_(std::move(localizer)) {}
-  static std::shared_ptr<AsyncApiMethodSignal> GetInstance(std::shared_ptr<Core::MethodDefinition const> definition,
-                                                           std::shared_ptr<L10n::Localizer const> localizer) {
+  static std::shared_ptr<AsyncApiMethodSignal> GetInstance(
+      std::shared_ptr<Core::MethodDefinition const> definition,
+      std::shared_ptr<L10n::Localizer const> localizer) {
     return std::make_shared<AsyncApiMethodSignal>(std::move(definition), std::move(localizer));
   }
 
@@ -62,8 +64,8 @@ class AsyncApiInterface {
   using Methods = std::list<std::shared_ptr<AsyncApiMethod const>>;
 
   AsyncApiInterface(std::shared_ptr<Core::InterfaceIdentifier const> id, Methods const& methods);
-  static std::shared_ptr<AsyncApiInterface> GetInstance(std::shared_ptr<Core::InterfaceIdentifier const> const& id,
-                                                        Methods const& methods) {
+  static std::shared_ptr<AsyncApiInterface> GetInstance(
+      std::shared_ptr<Core::InterfaceIdentifier const> const& id, Methods const& methods) {
     return std::make_shared<AsyncApiInterface>(id, methods);
   }
 

@@ -5,7 +5,8 @@
 
 namespace Opax {
 namespace Provider {
-bool ApiMethodHelper::ValidateInput(std::string const& name, std::shared_ptr<Data::DataDefinition const> const& definition,
+bool ApiMethodHelper::ValidateInput(std::string const& name,
+                                    std::shared_ptr<Data::DataDefinition const> const& definition,
                                     std::shared_ptr<Data::DataValue const> const& input,
                                     std::shared_ptr<Core::MethodResult const>& result) {
   std::list<BaseMessage> messages;

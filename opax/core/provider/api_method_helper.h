@@ -16,7 +16,8 @@ namespace Provider {
 struct ApiMethodHelper {
   // True when `input` fits `definition`; otherwise false and `result` holds an invalid_argument
   // error with the messages and "opax.invoke.invalid.input".
-  static bool ValidateInput(std::string const& name, std::shared_ptr<Data::DataDefinition const> const& definition,
+  static bool ValidateInput(std::string const& name,
+                            std::shared_ptr<Data::DataDefinition const> const& definition,
                             std::shared_ptr<Data::DataValue const> const& input,
                             std::shared_ptr<Core::MethodResult const>& result);
 

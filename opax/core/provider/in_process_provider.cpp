@@ -9,7 +9,8 @@ namespace {
 
 constexpr char kTaskSuffix[] = "$task";
 
-void Refuse(std::shared_ptr<AsyncApiResultCb> const& callback, char const* id, std::vector<std::string> args) {
+void Refuse(std::shared_ptr<AsyncApiResultCb> const& callback, char const* id,
+            std::vector<std::string> args) {
   auto error = Data::ErrorValue::GetInstance(ErrorIds::kNotFound, {BaseMessage::Make(id, std::move(args))});
   (*callback)(MethodResult::GetErrorInstance(std::move(error)), Progress());
 }
@@ -71,9 +72,12 @@ void InProcessProvider::InvokeAsync(std::shared_ptr<MethodIdentifier const> cons
   std::string const id = tasks_->Create(method->FullName());
   (*callback)(MethodResult::GetInstance(Data::DataValue::Create(id)), Progress());
   std::weak_ptr<Provider::TaskRegistry> registry = tasks_;
-  served->Invoke(own, input, AsyncApiResultCb::GetInstance([registry, id](std::shared_ptr<MethodResult const> const& result, Progress const& progress) {
-    if (auto tasks = registry.lock()) tasks->Report(id, result, progress);
-  }));
+  served->Invoke(
+      own, input,
+      AsyncApiResultCb::GetInstance(
+          [registry, id](std::shared_ptr<MethodResult const> const& result, Progress const& progress) {
+            if (auto tasks = registry.lock()) tasks->Report(id, result, progress);
+          }));
 }
 
 }  // namespace Core

@@ -34,7 +34,8 @@ class InProcessProvider : public Provider::ApiProvider {
   // The ids of the served services, sorted.
   std::vector<std::string> services() const;
 
-  void InvokeAsync(std::shared_ptr<MethodIdentifier const> const& method, std::shared_ptr<Data::DataValue const> const& input,
+  void InvokeAsync(std::shared_ptr<MethodIdentifier const> const& method,
+                   std::shared_ptr<Data::DataValue const> const& input,
                    std::shared_ptr<AsyncActivation> const& activation,
                    std::shared_ptr<AsyncApiResultCb> const& callback) override;
 

@@ -20,11 +20,16 @@ bool Ended(TaskRegistry::State state) {
 
 char const* TaskRegistry::StateText(State state) {
   switch (state) {
-    case State::PENDING: return "PENDING";
-    case State::RUNNING: return "RUNNING";
-    case State::BLOCKED: return "BLOCKED";
-    case State::SUCCEEDED: return "SUCCEEDED";
-    case State::FAILED: return "FAILED";
+    case State::PENDING:
+      return "PENDING";
+    case State::RUNNING:
+      return "RUNNING";
+    case State::BLOCKED:
+      return "BLOCKED";
+    case State::SUCCEEDED:
+      return "SUCCEEDED";
+    case State::FAILED:
+      return "FAILED";
   }
   return "_UNKNOWN";
 }
@@ -89,8 +94,8 @@ void TaskRegistry::EndLocked(Info& info, std::chrono::system_clock::time_point n
 }
 
 void TaskRegistry::ForgetOldLocked(std::chrono::system_clock::time_point now) {
-  while (!finished_.empty() &&
-         (finished_.size() > policy_.keepFinished || now - finished_.front().first > policy_.finishedLifetime)) {
+  while (!finished_.empty() && (finished_.size() > policy_.keepFinished ||
+                                now - finished_.front().first > policy_.finishedLifetime)) {
     tasks_.erase(finished_.front().second);
     finished_.pop_front();
   }

@@ -55,7 +55,8 @@ class TaskRegistry {
   std::string Create(std::string const& operation);
   // One report of the task: progress (null result; the task is RUNNING), or its final result.
   // Reports after the final one are ignored.
-  void Report(std::string const& id, std::shared_ptr<Core::MethodResult const> const& result, Progress const& progress);
+  void Report(std::string const& id, std::shared_ptr<Core::MethodResult const> const& result,
+              Progress const& progress);
 
   enum class CancelOutcome { CANCELED, UNKNOWN, ALREADY_ENDED };
   // Ends a PENDING, RUNNING or BLOCKED task as FAILED with the standard `error` error and

@@ -186,7 +186,8 @@ struct Fields<Pair> {
 // The three adapt functions of a sample structure: the adapters' structure helpers, one field at
 // a time.
 template <class T>
-void ToValue(::Opax::NativeConstPtr const& source, ::Opax::Data::NativeToValueAdapter::Destination const& destination,
+void ToValue(::Opax::NativeConstPtr const& source,
+             ::Opax::Data::NativeToValueAdapter::Destination const& destination,
              ::Opax::Data::NativeToValueAdapter::Queue& queue, std::list<::Opax::BaseMessage>&) {
   auto const& native = *static_cast<T const*>(source);
   ::Opax::Data::NativeToValueAdapter::CompoundHelper<::Opax::Data::StructValue> helper(
@@ -196,23 +197,25 @@ void ToValue(::Opax::NativeConstPtr const& source, ::Opax::Data::NativeToValueAd
 }
 
 template <class T>
-void ToNative(std::shared_ptr<::Opax::Data::DataValue const> const& value, ::Opax::NativePtr const& destination,
-              ::Opax::Data::ValueToNativeAdapter::Container& container, std::list<::Opax::BaseMessage>& messages) {
+void ToNative(std::shared_ptr<::Opax::Data::DataValue const> const& value,
+              ::Opax::NativePtr const& destination, ::Opax::Data::ValueToNativeAdapter::Container& container,
+              std::list<::Opax::BaseMessage>& messages) {
   auto& native = *static_cast<T*>(destination);
-  ::Opax::Data::ValueToNativeAdapter::CompoundHelper<::Opax::Data::StructValue> helper(value, container, messages,
-                                                                                     Fields<T>::name);
+  ::Opax::Data::ValueToNativeAdapter::CompoundHelper<::Opax::Data::StructValue> helper(
+      value, container, messages, Fields<T>::name);
   if (!helper.ok()) return;
   Fields<T>::ForEach([&](char const* wire, auto member) { helper.AddField(wire, &(native.*member)); });
   if (helper.ok()) {
-    native.unknownFields = helper.UnknownFields([](std::size_t i) { return Fields<T>::names[i]; },
-                                                std::size(Fields<T>::names));
+    native.unknownFields =
+        helper.UnknownFields([](std::size_t i) { return Fields<T>::names[i]; }, std::size(Fields<T>::names));
   }
 }
 
 template <class T>
 void ToDefinition(::Opax::Data::NativeToDefinitionAdapter::SrcType const&,
                   ::Opax::Data::NativeToDefinitionAdapter::Destination const& destination,
-                  ::Opax::Data::NativeToDefinitionAdapter::Container& container, std::list<::Opax::BaseMessage>&) {
+                  ::Opax::Data::NativeToDefinitionAdapter::Container& container,
+                  std::list<::Opax::BaseMessage>&) {
   ::Opax::Data::NativeToDefinitionAdapter::CompoundHelper<::Opax::Data::StructDefinition> helper(
       reinterpret_cast<void const*>(&ToDefinition<T>), Fields<T>::name, destination, container);
   if (!helper.needsFields()) return;

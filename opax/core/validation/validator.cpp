@@ -11,7 +11,9 @@ namespace Data {
 namespace UnionCheck {
 namespace {
 
-bool Active(Case const& field, int tag) { return tag >= 0 && tag < 64 && ((field.activeMask >> tag) & 1u) != 0; }
+bool Active(Case const& field, int tag) {
+  return tag >= 0 && tag < 64 && ((field.activeMask >> tag) & 1u) != 0;
+}
 
 // One case field against the tag; false (with its message) when the field breaks the rule.
 bool CheckCase(void const* object, Case const& field, int tag, char const* structure,
@@ -35,7 +37,8 @@ bool CheckOne(void const* object, Union const& tag, char const* structure, std::
     // An optional tag that is unset: no case field may be set.
     for (std::size_t i = 0; i < tag.caseCount; ++i) {
       if (tag.cases[i].isSet(object)) {
-        messages.push_back(BaseMessage::Make(MessageIds::kUnionNoTag, {tag.tagMember, tag.cases[i].member, structure}));
+        messages.push_back(
+            BaseMessage::Make(MessageIds::kUnionNoTag, {tag.tagMember, tag.cases[i].member, structure}));
         return false;
       }
     }
@@ -69,7 +72,8 @@ boost::logic::tribool Predicate(Union const& tag, Case const& field, std::string
 
 }  // namespace UnionCheck
 
-bool CheckUnknownFields(StructValue const& unknown, char const* qualifiedName, std::list<BaseMessage>& messages) {
+bool CheckUnknownFields(StructValue const& unknown, char const* qualifiedName,
+                        std::list<BaseMessage>& messages) {
   bool clean = true;
   for (FieldMap::Field const& field : unknown.fields()) {
     DataValue const* value = field.value().get();
@@ -81,7 +85,8 @@ bool CheckUnknownFields(StructValue const& unknown, char const* qualifiedName, s
   return clean;
 }
 
-bool ValidationRun::Run(void const* object, Step step, Validator::Policy policy, std::list<BaseMessage>& messages) {
+bool ValidationRun::Run(void const* object, Step step, Validator::Policy policy,
+                        std::list<BaseMessage>& messages) {
   ValidationRun run;
   run.Queue(object, step);
   while (!run.pending_.empty()) {

@@ -68,7 +68,8 @@ boost::logic::tribool Predicate(Union const& tag, Case const& field, std::string
 // The strict policy's first step: the set optional fields among the retained unknown ones, each
 // reported with "opax.data.compound.field.extra" (qualified class name, field name) in name order.
 // Returns true when none was found.
-bool CheckUnknownFields(StructValue const& unknown, char const* qualifiedName, std::list<BaseMessage>& messages);
+bool CheckUnknownFields(StructValue const& unknown, char const* qualifiedName,
+                        std::list<BaseMessage>& messages);
 
 // Runs structure checks without recursion: each step checks one object and may queue the
 // checks of its nested structures, which run in field order until one fails.

@@ -271,7 +271,8 @@ bool Reader::ReadString(std::string_view& out) {
       scratch_ += static_cast<char>(c);
       ++position_;
     } else {
-      std::size_t const length = Utf8Length(reinterpret_cast<unsigned char const*>(data) + position_, size - position_);
+      std::size_t const length =
+          Utf8Length(reinterpret_cast<unsigned char const*>(data) + position_, size - position_);
       if (length == 0) return Fail(ReadError::Utf8);
       scratch_.append(data + position_, length);
       position_ += length;
@@ -284,15 +285,32 @@ bool Reader::ReadEscape() {
   char const e = text_[position_ + 1];
   char simple = 0;
   switch (e) {
-    case '"': simple = '"'; break;
-    case '\\': simple = '\\'; break;
-    case '/': simple = '/'; break;
-    case 'b': simple = '\b'; break;
-    case 'f': simple = '\f'; break;
-    case 'n': simple = '\n'; break;
-    case 'r': simple = '\r'; break;
-    case 't': simple = '\t'; break;
-    case 'u': break;
+    case '"':
+      simple = '"';
+      break;
+    case '\\':
+      simple = '\\';
+      break;
+    case '/':
+      simple = '/';
+      break;
+    case 'b':
+      simple = '\b';
+      break;
+    case 'f':
+      simple = '\f';
+      break;
+    case 'n':
+      simple = '\n';
+      break;
+    case 'r':
+      simple = '\r';
+      break;
+    case 't':
+      simple = '\t';
+      break;
+    case 'u':
+      break;
     default:
       return Fail(ReadError::Syntax, "a valid escape");
   }

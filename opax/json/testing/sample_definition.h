@@ -25,7 +25,9 @@ struct SampleDefinition {
 // "file", HOST allows "host", NONE allows neither. "next" refers to a device again.
 inline SampleDefinition MakeSampleDefinition() {
   using namespace Data;  // NOLINT
-  auto optional = [](DataDefinitionPtr element) { return OptionalDefinition::GetInstance(std::move(element)); };
+  auto optional = [](DataDefinitionPtr element) {
+    return OptionalDefinition::GetInstance(std::move(element));
+  };
   auto oneOf = [](std::initializer_list<char const*> texts) {
     std::vector<std::string> allowed(texts.begin(), texts.end());
     return IsOneOfDefinition::GetInstance(
@@ -41,7 +43,8 @@ inline SampleDefinition MakeSampleDefinition() {
   StructDefinition::Fields backingFields;
   backingFields["type"] = oneOf({"FILE", "HOST", "NONE"});
   backingFields["file"] = UnionCaseDefinition::GetInstance(
-      optional(string), "type", [](std::string const& tag) -> boost::logic::tribool { return tag == "FILE"; });
+      optional(string), "type",
+      [](std::string const& tag) -> boost::logic::tribool { return tag == "FILE"; });
   backingFields["host"] = UnionCaseDefinition::GetInstance(
       optional(string), "type", [](std::string const& tag) -> boost::logic::tribool {
         if (tag == "HOST") return boost::logic::indeterminate;

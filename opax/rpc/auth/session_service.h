@@ -17,8 +17,8 @@ constexpr char kSessionCreate[] = "create";
 // The session service (create with user name and password, delete, get), bound to `sessions`.
 // get and delete act on the caller's own session, which the server names in the activation's
 // context (kContextSessionId).
-std::shared_ptr<Provider::AsyncApiInterface const> MakeSessionService(std::shared_ptr<SessionStore> sessions,
-                                                                      std::shared_ptr<Authenticator const> authenticator);
+std::shared_ptr<Provider::AsyncApiInterface const> MakeSessionService(
+    std::shared_ptr<SessionStore> sessions, std::shared_ptr<Authenticator const> authenticator);
 
 }  // namespace Rpc
 }  // namespace Opax

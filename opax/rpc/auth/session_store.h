@@ -18,7 +18,8 @@ namespace Rpc {
 // implementations and logs by its public id only.
 class Session {
  public:
-  Session(std::string id, std::string user, DateTime created) : id_(std::move(id)), user_(std::move(user)), created_(created) {}
+  Session(std::string id, std::string user, DateTime created)
+      : id_(std::move(id)), user_(std::move(user)), created_(created) {}
 
   std::string const& id() const { return id_; }
   std::string const& user() const { return user_; }

@@ -36,7 +36,6 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-
 std::shared_ptr<Core::MethodResult const> Failure(char const* error, BaseMessage message) {
   return Core::MethodResult::GetErrorInstance(Data::ErrorValue::GetInstance(error, {std::move(message)}));
 }
@@ -60,9 +59,11 @@ bool ParseUrl(std::string const& text, Url& url, std::string& fault) {
   }
   std::size_t const slash = rest.find('/');
   std::string_view authority = rest.substr(0, slash);
-  if (slash != std::string_view::npos && slash + 1 < rest.size()) url.target = std::string(rest.substr(slash));
+  if (slash != std::string_view::npos && slash + 1 < rest.size())
+    url.target = std::string(rest.substr(slash));
   // User information in a URL would be a password in the clear: sessions carry identity here.
-  if (authority.find('@') != std::string_view::npos) return (fault = "it must not hold a user name or password", false);
+  if (authority.find('@') != std::string_view::npos)
+    return (fault = "it must not hold a user name or password", false);
   std::size_t const colon = authority.rfind(':');
   bool const bracketed = !authority.empty() && authority.front() == '[';
   if (colon != std::string_view::npos && (!bracketed || authority[colon - 1] == ']')) {
@@ -71,10 +72,12 @@ bool ParseUrl(std::string const& text, Url& url, std::string& fault) {
   } else {
     url.port = url.tls ? "443" : "80";
   }
-  if (bracketed && authority.size() >= 2 && authority.back() == ']') authority = authority.substr(1, authority.size() - 2);
+  if (bracketed && authority.size() >= 2 && authority.back() == ']')
+    authority = authority.substr(1, authority.size() - 2);
   url.host = std::string(authority);
   if (url.host.empty()) return (fault = "it names no host", false);
-  if (url.port.empty() || url.port.find_first_not_of("0123456789") != std::string::npos) return (fault = "its port is not a number", false);
+  if (url.port.empty() || url.port.find_first_not_of("0123456789") != std::string::npos)
+    return (fault = "its port is not a number", false);
   return true;
 }
 
@@ -147,17 +150,19 @@ struct RpcClient::Impl::Connection : std::enable_shared_from_this<RpcClient::Imp
     busy = true;
     Lowest().expires_at(call->deadline);
     if (connected) return Write();
-    resolver.async_resolve(impl.url.host, impl.url.port, [self = shared_from_this()](beast::error_code ec, tcp::resolver::results_type results) {
-      if (ec) return self->Fail(ec, Stage::Connect);
-      self->Lowest().async_connect(results, [self](beast::error_code ec2, tcp::endpoint const&) {
-        if (ec2) return self->Fail(ec2, Stage::Connect);
-        if (!self->tlsStream) {
-          self->connected = true;
-          return self->Write();
-        }
-        self->Handshake();
-      });
-    });
+    resolver.async_resolve(
+        impl.url.host, impl.url.port,
+        [self = shared_from_this()](beast::error_code ec, tcp::resolver::results_type results) {
+          if (ec) return self->Fail(ec, Stage::Connect);
+          self->Lowest().async_connect(results, [self](beast::error_code ec2, tcp::endpoint const&) {
+            if (ec2) return self->Fail(ec2, Stage::Connect);
+            if (!self->tlsStream) {
+              self->connected = true;
+              return self->Write();
+            }
+            self->Handshake();
+          });
+        });
   }
 
   void Handshake() {
@@ -165,7 +170,8 @@ struct RpcClient::Impl::Connection : std::enable_shared_from_this<RpcClient::Imp
     // SNI, spelt out: OpenSSL's macro for it casts in the old style.
     if (SSL_ctrl(stream.native_handle(), SSL_CTRL_SET_TLSEXT_HOSTNAME, TLSEXT_NAMETYPE_host_name,
                  const_cast<char*>(impl.url.host.c_str())) != 1) {
-      return Fail(beast::error_code(static_cast<int>(::ERR_get_error()), net::error::get_ssl_category()), Stage::Tls);
+      return Fail(beast::error_code(static_cast<int>(::ERR_get_error()), net::error::get_ssl_category()),
+                  Stage::Tls);
     }
     if (impl.options.verifyPeer) stream.set_verify_callback(ssl::host_name_verification(impl.url.host));
     stream.async_handshake(ssl::stream_base::client, [self = shared_from_this()](beast::error_code ec) {
@@ -206,11 +212,12 @@ struct RpcClient::Impl::Connection : std::enable_shared_from_this<RpcClient::Imp
     parser.emplace();
     parser->body_limit(impl.options.maxReplyBytes);
     WithStream([this](auto& stream) {
-      http::async_read(stream, buffer, *parser, [self = shared_from_this()](beast::error_code ec, std::size_t bytes) {
-        if (bytes > 0) self->received = true;
-        if (ec) return self->Fail(ec, Stage::Exchange);
-        self->OnReply();
-      });
+      http::async_read(stream, buffer, *parser,
+                       [self = shared_from_this()](beast::error_code ec, std::size_t bytes) {
+                         if (bytes > 0) self->received = true;
+                         if (ec) return self->Fail(ec, Stage::Exchange);
+                         self->OnReply();
+                       });
     });
   }
 
@@ -243,8 +250,8 @@ struct RpcClient::Impl::Connection : std::enable_shared_from_this<RpcClient::Imp
     // A kept-alive connection that the server closed while it was idle fails on its next use
     // before any reply: the call never reached an implementation, so it goes once more on a
     // fresh connection.
-    if (stage == Stage::Exchange && wasConnected && !received && !failed->retried && ec != beast::error::timeout &&
-        !impl.closed.load()) {
+    if (stage == Stage::Exchange && wasConnected && !received && !failed->retried &&
+        ec != beast::error::timeout && !impl.closed.load()) {
       failed->retried = true;
       impl.queue.push_front(std::move(failed));
       return impl.Pump();
@@ -342,7 +349,8 @@ void RpcClient::Impl::CloseAll() {
   }
 }
 
-std::shared_ptr<Core::MethodResult const> RpcClient::Impl::Outcome(PendingCall const& call, std::string_view body) {
+std::shared_ptr<Core::MethodResult const> RpcClient::Impl::Outcome(PendingCall const& call,
+                                                                   std::string_view body) {
   std::vector<RpcReply> replies;
   std::string fault;
   if (!ParseResponse(body, options.json, replies, fault) || replies.size() != 1) {
@@ -364,8 +372,8 @@ std::shared_ptr<Core::MethodResult const> RpcClient::Impl::Outcome(PendingCall c
   }
   // An operation's error travels whole in `data`: read it as the declared error it names, or as
   // any error when the operation does not declare it (the runtime's own errors).
-  if (!reply.data.empty() &&
-      Json::Decode(reply.data, *Data::DataDefinition::Create<Data::DynamicError>(), value, messages, options.json)) {
+  if (!reply.data.empty() && Json::Decode(reply.data, *Data::DataDefinition::Create<Data::DynamicError>(),
+                                          value, messages, options.json)) {
     auto const* error = static_cast<Data::ErrorValue const*>(value.get());
     if (value->kind() == Data::Kind::Error) {
       if (auto const* declared = operation.FindError(error->name())) {
@@ -390,8 +398,8 @@ std::shared_ptr<RpcClient> RpcClient::Create(ClientOptions options, std::list<Ba
   impl->server = impl->url.host + ":" + impl->url.port;
   if (impl->url.tls) {
     beast::error_code ec;
-    impl->tls.set_options(ssl::context::default_workarounds | ssl::context::no_sslv2 | ssl::context::no_sslv3 |
-                          ssl::context::no_tlsv1 | ssl::context::no_tlsv1_1);
+    impl->tls.set_options(ssl::context::default_workarounds | ssl::context::no_sslv2 |
+                          ssl::context::no_sslv3 | ssl::context::no_tlsv1 | ssl::context::no_tlsv1_1);
     if (options.verifyPeer) {
       impl->tls.set_verify_mode(ssl::verify_peer);
       if (options.caFile.empty()) {
@@ -400,7 +408,8 @@ std::shared_ptr<RpcClient> RpcClient::Create(ClientOptions options, std::list<Ba
         impl->tls.load_verify_file(options.caFile, ec);
       }
       if (ec) {
-        messages.push_back(BaseMessage::Make(MessageIds::kRpcTlsSetup, {"trusted certificates", ec.message()}));
+        messages.push_back(
+            BaseMessage::Make(MessageIds::kRpcTlsSetup, {"trusted certificates", ec.message()}));
         return nullptr;
       }
     } else {
@@ -454,11 +463,13 @@ void RpcClient::InvokeAsync(std::shared_ptr<Core::MethodIdentifier const> const&
                             std::shared_ptr<Core::AsyncApiResultCb> const& callback) {
   if (!callback) return;
   Impl& impl = *impl_;
-  std::string const name =
-      method && method->interfaceIdentifier() ? RpcMethodName(method->interfaceIdentifier()->name(), method->name()) : std::string();
+  std::string const name = method && method->interfaceIdentifier()
+                               ? RpcMethodName(method->interfaceIdentifier()->name(), method->name())
+                               : std::string();
   OperationDefinitions const* const operation = impl.operations.Find(name);
   if (!operation) {
-    std::string const service = method && method->interfaceIdentifier() ? method->interfaceIdentifier()->name() : "";
+    std::string const service =
+        method && method->interfaceIdentifier() ? method->interfaceIdentifier()->name() : "";
     return (*callback)(
         Failure(ErrorIds::kNotFound,
                 BaseMessage::Make(MessageIds::kUnknownMethod, {service, method ? method->name() : ""})),
@@ -475,7 +486,8 @@ void RpcClient::InvokeAsync(std::shared_ptr<Core::MethodIdentifier const> const&
   call->deadline = Clock::now() + impl.options.callTimeout;
   std::string& body = call->body;
   body.reserve(256);
-  body.append("{\"jsonrpc\":\"2.0\",\"id\":").append(std::to_string(impl.nextId.fetch_add(1, std::memory_order_relaxed)));
+  body.append("{\"jsonrpc\":\"2.0\",\"id\":")
+      .append(std::to_string(impl.nextId.fetch_add(1, std::memory_order_relaxed)));
   body.append(",\"method\":");
   AppendJsonString(body, name);
   body.append(",\"params\":");
@@ -490,8 +502,8 @@ void RpcClient::InvokeAsync(std::shared_ptr<Core::MethodIdentifier const> const&
   }
   body.push_back('}');
   call->language = !impl.options.acceptLanguage.empty() ? impl.options.acceptLanguage
-                   : activation ? activation->requestLocalizer().language()
-                                : std::string();
+                   : activation                         ? activation->requestLocalizer().language()
+                                                        : std::string();
   if (activation) {
     auto const found = activation->context().find(kContextRequestId);
     if (found != activation->context().end()) call->requestId = found->second;

@@ -31,8 +31,9 @@ json::value Primitive(DefinitionType type) {
       return json::object{{"type", "integer"}, {"format", "int64"}};
     case DefinitionType::Double:
       // Non-finite doubles have no JSON number; the encoder writes them as these strings.
-      return json::object{{"anyOf", json::array{json::object{{"type", "number"}},
-                                                json::object{{"enum", json::array{"NaN", "Infinity", "-Infinity"}}}}}};
+      return json::object{
+          {"anyOf", json::array{json::object{{"type", "number"}},
+                                json::object{{"enum", json::array{"NaN", "Infinity", "-Infinity"}}}}}};
     case DefinitionType::Secret:
       return json::object{{"type", "string"}, {"format", "password"}};
     case DefinitionType::Binary:
@@ -69,7 +70,8 @@ using CaseFields = std::vector<std::pair<std::string, UnionCaseDefinition const*
 // One branch per text of the tag: the tag holds that text, the case fields it makes required are
 // there and not null, the ones it leaves out are absent or null. An optional tag adds the branch
 // where it and every case field are unset. Null when the tag's texts are not known.
-json::value UnionBranches(StructDefinition const& structure, std::string const& tag, CaseFields const& cases) {
+json::value UnionBranches(StructDefinition const& structure, std::string const& tag,
+                          CaseFields const& cases) {
   DataDefinitionPtr const tagField = structure.field(tag);
   auto const* tagShape = Unwrap(tagField.get(), DefinitionType::Optional);
   if (tagShape == nullptr || tagShape->type() != DefinitionType::IsOneOf) return nullptr;
@@ -89,7 +91,8 @@ json::value UnionBranches(StructDefinition const& structure, std::string const& 
         properties[name] = Null();
       }
     }
-    branches.emplace_back(json::object{{"properties", std::move(properties)}, {"required", std::move(required)}});
+    branches.emplace_back(
+        json::object{{"properties", std::move(properties)}, {"required", std::move(required)}});
   }
   if (IsOptional(tagField.get())) {
     json::object properties{{tag, Null()}};
@@ -241,7 +244,8 @@ void JsonSchemaWriter::DescribeStructure(StructDefinition const& structure, json
   }
   json::object schema{{"type", "object"}, {"properties", std::move(properties)}};
   if (!required.empty()) schema["required"] = std::move(required);
-  if (structure.extraFields() == StructDefinition::ExtraFields::Forbidden) schema["additionalProperties"] = false;
+  if (structure.extraFields() == StructDefinition::ExtraFields::Forbidden)
+    schema["additionalProperties"] = false;
   json::array rules;
   for (auto const& [tag, cases] : unions) {
     json::value branches = UnionBranches(structure, tag, cases);
@@ -254,7 +258,8 @@ void JsonSchemaWriter::DescribeStructure(StructDefinition const& structure, json
   }
   out = std::move(schema);
   auto& slots = out.as_object().find("properties")->value().as_object();
-  for (auto const& [name, field] : structure.fields()) work.push_back({field.get(), &slots.find(name)->value()});
+  for (auto const& [name, field] : structure.fields())
+    work.push_back({field.get(), &slots.find(name)->value()});
 }
 
 }  // namespace Rpc

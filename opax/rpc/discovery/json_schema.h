@@ -44,7 +44,8 @@ class JsonSchemaWriter {
   // when `describeRoot`, and referred to otherwise.
   void Fill(Data::DataDefinition const* root, boost::json::value& out, bool describeRoot);
   void Refer(std::string const& name, Data::DataDefinition const* definition, boost::json::value& out);
-  void DescribeStructure(Data::StructDefinition const& structure, boost::json::value& out, std::vector<Task>& work);
+  void DescribeStructure(Data::StructDefinition const& structure, boost::json::value& out,
+                         std::vector<Task>& work);
 
   // Named structures: described (or to be described) by name; a std::map keeps the slots where
   // they are while more names arrive.

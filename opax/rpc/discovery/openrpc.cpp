@@ -1,8 +1,8 @@
 #include <opax/rpc/discovery/openrpc.h>
 
-#include <runtime/service_catalog.h>
 #include <opax/rpc/discovery/json_schema.h>
 #include <opax/rpc/protocol/json_rpc.h>
+#include <runtime/service_catalog.h>
 
 #include <boost/json/array.hpp>
 #include <boost/json/serialize.hpp>
@@ -29,17 +29,20 @@ json::array Params(DataDefinitionPtr const& input, JsonSchemaWriter& schemas) {
     }
     bool const required = shape != nullptr && shape->type() != DefinitionType::Optional &&
                           field->type() != DefinitionType::UnionCase;
-    params.emplace_back(json::object{{"name", name}, {"required", required}, {"schema", schemas.SchemaOf(field)}});
+    params.emplace_back(
+        json::object{{"name", name}, {"required", required}, {"schema", schemas.SchemaOf(field)}});
   }
   return params;
 }
 
 // Every operation error travels with code OperationError; its `data` is the error value, whose
 // schema the document's error object points at from its own `data`.
-json::array Errors(std::list<DataDefinitionPtr> const& errors, JsonSchemaWriter& schemas, json::object& components) {
+json::array Errors(std::list<DataDefinitionPtr> const& errors, JsonSchemaWriter& schemas,
+                   json::object& components) {
   json::array refs;
   for (auto const& error : errors) {
-    if (!error || (error->type() != DefinitionType::Error && error->type() != DefinitionType::Structure)) continue;
+    if (!error || (error->type() != DefinitionType::Error && error->type() != DefinitionType::Structure))
+      continue;
     std::string const& name = static_cast<StructDefinition const&>(*error).name();
     if (components.find(name) == components.end()) {
       components[name] = json::object{{"code", static_cast<int>(RpcCode::OperationError)},
@@ -51,8 +54,8 @@ json::array Errors(std::list<DataDefinitionPtr> const& errors, JsonSchemaWriter&
   return refs;
 }
 
-void AddOperation(std::string const& serviceId, Binding::OperationDescriptor const& operation, JsonSchemaWriter& schemas,
-                  json::object& errorComponents, json::array& methods) {
+void AddOperation(std::string const& serviceId, Binding::OperationDescriptor const& operation,
+                  JsonSchemaWriter& schemas, json::object& errorComponents, json::array& methods) {
   json::array const params = Params(operation.inputDef(), schemas);
   json::array const errors = Errors(operation.errorDefs(), schemas, errorComponents);
   auto method = [&](std::string const& name, json::value result) {
@@ -64,7 +67,8 @@ void AddOperation(std::string const& serviceId, Binding::OperationDescriptor con
     methods.emplace_back(std::move(entry));
   };
   if (operation.plain) {
-    method(operation.name, json::object{{"name", "result"}, {"schema", schemas.SchemaOf(operation.outputDef())}});
+    method(operation.name,
+           json::object{{"name", "result"}, {"schema", schemas.SchemaOf(operation.outputDef())}});
   }
   if (operation.task) {
     // The task form answers at once with the task's id; the task service tells the rest.

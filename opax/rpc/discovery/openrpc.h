@@ -18,7 +18,8 @@ struct OpenRpcInfo {
 // given services, in the order given, from the definitions that the run-time catalogue holds:
 // each input, result and declared error as JSON Schema (docs/WIRE.md, "Discovery"). Services
 // the catalogue does not know are left out; a service named twice is described once.
-std::string OpenRpcDocument(std::vector<std::string> const& serviceIds, OpenRpcInfo const& info = OpenRpcInfo());
+std::string OpenRpcDocument(std::vector<std::string> const& serviceIds,
+                            OpenRpcInfo const& info = OpenRpcInfo());
 
 }  // namespace Rpc
 }  // namespace Opax

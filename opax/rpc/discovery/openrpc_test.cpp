@@ -1,10 +1,10 @@
 #include <opax/rpc/discovery/openrpc.h>
 
 #include <opax/core/message/error_ids.h>
-#include <runtime/service_catalog.h>
 #include <opax/json/testing/sample_definition.h>
 #include <opax/rpc/discovery/json_schema.h>
 #include <opax/rpc/protocol/json_rpc.h>
+#include <runtime/service_catalog.h>
 
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
@@ -59,37 +59,44 @@ TEST(JsonSchemaWriter, DescribesEveryKindAsTheEncoderWritesIt) {
   ASSERT_EQ(schemas.as_object().size(), 2u) << json::serialize(schemas);
   json::value const& device = schemas.at(Json::Testing::kDevice);
   EXPECT_EQ(Required(device), std::set<std::string>{"name"});
-  ExpectAt(device, {
-      {"/properties/name", R"({"type":"string"})"},
-      {"/properties/@type", R"({"const":"com.example.device"})"},
-      {"/properties/password/anyOf", R"([{"type":"string","format":"password"},{"type":"null"}])"},
-      {"/properties/data/anyOf/0/contentEncoding", R"("base64")"},
-      {"/properties/created/anyOf/0", R"({"type":"string","format":"date-time"})"},
-      {"/properties/count/anyOf/0", R"({"type":"integer","format":"int64"})"},
-      {"/properties/ratio/anyOf/0/anyOf",
-       R"([{"type":"number"},{"enum":["NaN","Infinity","-Infinity"]}])"},
-      {"/properties/enabled/anyOf/0", R"({"type":"boolean"})"},
-      {"/properties/state/anyOf/0", R"({"type":"string","enum":["ON","OFF"]})"},
-      {"/properties/tags/anyOf/0", R"({"type":"array","items":{"type":"string"}})"},
-      {"/properties/labels/anyOf/0", R"({"type":"object","additionalProperties":{"type":"string"}})"},
-      {"/properties/backing/anyOf/0", R"({"$ref":"#/components/schemas/com.example.device.backing"})"},
-      {"/properties/next/anyOf/0", R"({"$ref":"#/components/schemas/com.example.device"})"},
-      {"/properties/children/anyOf/0/items", R"({"$ref":"#/components/schemas/com.example.device"})"},
-      {"/properties/extra/anyOf/0/required", R"(["@type"])"},
-      {"/properties/failure/anyOf/0/required", R"(["@type"])"},
-  });
+  ExpectAt(
+      device,
+      {
+          {"/properties/name", R"({"type":"string"})"},
+          {"/properties/@type", R"({"const":"com.example.device"})"},
+          {"/properties/password/anyOf", R"([{"type":"string","format":"password"},{"type":"null"}])"},
+          {"/properties/data/anyOf/0/contentEncoding", R"("base64")"},
+          {"/properties/created/anyOf/0", R"({"type":"string","format":"date-time"})"},
+          {"/properties/count/anyOf/0", R"({"type":"integer","format":"int64"})"},
+          {"/properties/ratio/anyOf/0/anyOf",
+           R"([{"type":"number"},{"enum":["NaN","Infinity","-Infinity"]}])"},
+          {"/properties/enabled/anyOf/0", R"({"type":"boolean"})"},
+          {"/properties/state/anyOf/0", R"({"type":"string","enum":["ON","OFF"]})"},
+          {"/properties/tags/anyOf/0", R"({"type":"array","items":{"type":"string"}})"},
+          {"/properties/labels/anyOf/0", R"({"type":"object","additionalProperties":{"type":"string"}})"},
+          {"/properties/backing/anyOf/0", R"({"$ref":"#/components/schemas/com.example.device.backing"})"},
+          {"/properties/next/anyOf/0", R"({"$ref":"#/components/schemas/com.example.device"})"},
+          {"/properties/children/anyOf/0/items", R"({"$ref":"#/components/schemas/com.example.device"})"},
+          {"/properties/extra/anyOf/0/required", R"(["@type"])"},
+          {"/properties/failure/anyOf/0/required", R"(["@type"])"},
+      });
   // The tag is required; FILE requires "file", HOST leaves "host" free, NONE allows neither.
   json::value const& backing = schemas.at(Json::Testing::kBacking);
   EXPECT_EQ(Required(backing), std::set<std::string>{"type"});
-  ExpectAt(backing, {
-      {"/properties/type/enum", R"(["FILE","HOST","NONE"])"},
-      {"/properties/file/anyOf/0", R"({"type":"string"})"},
-      {"/oneOf/0", R"({"properties":{"type":{"const":"FILE"},"file":{"not":{"type":"null"}},"host":{"type":"null"}},
+  ExpectAt(
+      backing,
+      {
+          {"/properties/type/enum", R"(["FILE","HOST","NONE"])"},
+          {"/properties/file/anyOf/0", R"({"type":"string"})"},
+          {"/oneOf/0",
+           R"({"properties":{"type":{"const":"FILE"},"file":{"not":{"type":"null"}},"host":{"type":"null"}},
                        "required":["type","file"]})"},
-      {"/oneOf/1", R"({"properties":{"type":{"const":"HOST"},"file":{"type":"null"}},"required":["type"]})"},
-      {"/oneOf/2", R"({"properties":{"type":{"const":"NONE"},"file":{"type":"null"},"host":{"type":"null"}},
+          {"/oneOf/1",
+           R"({"properties":{"type":{"const":"HOST"},"file":{"type":"null"}},"required":["type"]})"},
+          {"/oneOf/2",
+           R"({"properties":{"type":{"const":"NONE"},"file":{"type":"null"},"host":{"type":"null"}},
                        "required":["type"]})"},
-  });
+      });
 }
 
 // Definitions no enumeration backs, dangling references and names that are not plain
@@ -105,7 +112,8 @@ TEST(JsonSchemaWriter, DegradesWithoutInventingConstraints) {
       [](std::string const& tag) -> boost::logic::tribool { return tag == "A"; });
   fields["gone"] = dangling;
   fields["set"] = ListDefinition::GetInstance(StringDefinition::GetInstance(), true);
-  auto odd = StructDefinition::GetInstance("a/b~c d", std::move(fields), StructDefinition::ExtraFields::Forbidden);
+  auto odd =
+      StructDefinition::GetInstance("a/b~c d", std::move(fields), StructDefinition::ExtraFields::Forbidden);
 
   JsonSchemaWriter writer;
   EXPECT_EQ(writer.SchemaOf(odd), json::parse(R"({"$ref":"#/components/schemas/a~1b~0c%20d"})"));
@@ -114,12 +122,13 @@ TEST(JsonSchemaWriter, DegradesWithoutInventingConstraints) {
   json::value const& schema = schemas.at("a/b~c d");
   EXPECT_EQ(Required(schema), (std::set<std::string>{"kind", "gone", "set"}));
   EXPECT_EQ(schema.as_object().count("oneOf"), 0u) << "a tag whose texts are unknown gives no branches";
-  ExpectAt(schema, {
-      {"/properties/kind", R"({"type":"string"})"},
-      {"/properties/gone", R"({"type":"object"})"},
-      {"/properties/set", R"({"type":"array","items":{"type":"string"},"uniqueItems":true})"},
-      {"/additionalProperties", "false"},
-  });
+  ExpectAt(schema,
+           {
+               {"/properties/kind", R"({"type":"string"})"},
+               {"/properties/gone", R"({"type":"object"})"},
+               {"/properties/set", R"({"type":"array","items":{"type":"string"},"uniqueItems":true})"},
+               {"/additionalProperties", "false"},
+           });
   EXPECT_TRUE(writer.TakeSchemas().empty()) << "taking the schemas empties the writer";
 }
 
@@ -127,10 +136,11 @@ class OpenRpcDocumentTest : public ::testing::Test {
  protected:
   void SetUp() override {
     for (char const* id : {kRecommendation, kMaintenance, kEvcMode}) {
-      if (Catalog::ServiceCatalog::Instance().Find(id) == nullptr) GTEST_SKIP() << id << " is not in this build";
+      if (Catalog::ServiceCatalog::Instance().Find(id) == nullptr)
+        GTEST_SKIP() << id << " is not in this build";
     }
-    document_ = json::parse(OpenRpcDocument({kRecommendation, "com.example.unknown", kMaintenance, kEvcMode,
-                                             kRecommendation}));
+    document_ = json::parse(
+        OpenRpcDocument({kRecommendation, "com.example.unknown", kMaintenance, kEvcMode, kRecommendation}));
   }
 
   json::value const& Method(std::string const& name) const {
@@ -154,7 +164,8 @@ class OpenRpcDocumentTest : public ::testing::Test {
 TEST_F(OpenRpcDocumentTest, ListsEveryServedMethodOnce) {
   EXPECT_EQ(document_.at("openrpc"), kOpenRpcVersion);
   std::vector<std::string> names;
-  for (auto const& method : document_.at("methods").as_array()) names.emplace_back(method.at("name").as_string());
+  for (auto const& method : document_.at("methods").as_array())
+    names.emplace_back(method.at("name").as_string());
   std::string const r = std::string(kRecommendation) + "/";
   std::string const m = std::string(kMaintenance) + "/";
   std::string const e = std::string(kEvcMode) + "/";
@@ -172,13 +183,13 @@ TEST_F(OpenRpcDocumentTest, TaskFormAnswersWithTheTaskId) {
   EXPECT_EQ(task.at("errors"), plain.at("errors"));
   EXPECT_EQ(plain.at("paramStructure"), "by-name");
   ExpectAt(plain, {
-      {"/params/0/name", R"("cluster")"},
-      {"/params/0/required", "true"},
-      {"/params/0/schema", R"({"type":"string"})"},
-      {"/params/1/name", R"("spec")"},
-      {"/params/1/required", "false"},
-      {"/params/1/schema/anyOf/1", R"({"type":"null"})"},
-  });
+                      {"/params/0/name", R"("cluster")"},
+                      {"/params/0/required", "true"},
+                      {"/params/0/schema", R"({"type":"string"})"},
+                      {"/params/1/name", R"("spec")"},
+                      {"/params/1/required", "false"},
+                      {"/params/1/schema/anyOf/1", R"({"type":"null"})"},
+                  });
 }
 
 TEST_F(OpenRpcDocumentTest, UnionCasesFollowTheirTag) {
@@ -187,23 +198,26 @@ TEST_F(OpenRpcDocumentTest, UnionCasesFollowTheirTag) {
             json::value({{"$ref", JsonSchemaWriter::SchemaRef(name)}}));
   json::value const& schema = Schema(name);
   EXPECT_EQ(Required(schema), (std::set<std::string>{"action", "reason"}));
-  ExpectAt(schema, {
-      {"/properties/action/enum", R"(["SCALE_OUT","SCALE_IN","NO_ACTION"])"},
-      {"/properties/hosts/anyOf/0/uniqueItems", "true"},
-      {"/oneOf/0/required", R"(["action","host_count"])"},
-      {"/oneOf/0/properties/hosts", R"({"type":"null"})"},
-      {"/oneOf/1/required", R"(["action","host_count","hosts"])"},
-      {"/oneOf/2/properties", R"({"action":{"const":"NO_ACTION"},"host_count":{"type":"null"},
+  ExpectAt(schema,
+           {
+               {"/properties/action/enum", R"(["SCALE_OUT","SCALE_IN","NO_ACTION"])"},
+               {"/properties/hosts/anyOf/0/uniqueItems", "true"},
+               {"/oneOf/0/required", R"(["action","host_count"])"},
+               {"/oneOf/0/properties/hosts", R"({"type":"null"})"},
+               {"/oneOf/1/required", R"(["action","host_count","hosts"])"},
+               {"/oneOf/2/properties", R"({"action":{"const":"NO_ACTION"},"host_count":{"type":"null"},
                                   "hosts":{"type":"null"}})"},
-  });
+           });
   EXPECT_EQ(Schema("com.quarn.nexar.cluster.edrs.maintenance_mode.info").at_pointer("/properties/state"),
-            json::parse(R"({"type":"string","enum":["ENTERING","IN_MAINTENANCE","EXITING","NOT_IN_MAINTENANCE"]})"));
+            json::parse(
+                R"({"type":"string","enum":["ENTERING","IN_MAINTENANCE","EXITING","NOT_IN_MAINTENANCE"]})"));
 }
 
 TEST_F(OpenRpcDocumentTest, DeclaredErrorsPointAtTheirValueSchema) {
   json::value const& generate = Method(std::string(kRecommendation) + "/generate");
   std::set<std::string> refs;
-  for (auto const& error : generate.at("errors").as_array()) refs.insert(std::string(error.at("$ref").as_string()));
+  for (auto const& error : generate.at("errors").as_array())
+    refs.insert(std::string(error.at("$ref").as_string()));
   EXPECT_EQ(refs.size(), 5u);
   EXPECT_EQ(refs.count(JsonSchemaWriter::ComponentRef("errors", ErrorIds::kNotFound)), 1u);
   json::value const& error = document_.at_pointer("/components/errors").at(ErrorIds::kNotFound);

@@ -22,11 +22,14 @@ class Scanner {
 
   bool Next(Token& token) {
     start_ = reader_.offset();
-    while (start_ < text_.size() && (IsSpace(text_[start_]) || text_[start_] == ',' || text_[start_] == ':')) ++start_;
+    while (start_ < text_.size() && (IsSpace(text_[start_]) || text_[start_] == ',' || text_[start_] == ':'))
+      ++start_;
     return reader_.Next(token);
   }
   // Where the token just read began, and the text from there to where the reader stands now.
-  std::string_view SpanFromStart(std::size_t start) const { return text_.substr(start, reader_.offset() - start); }
+  std::string_view SpanFromStart(std::size_t start) const {
+    return text_.substr(start, reader_.offset() - start);
+  }
   std::size_t start() const { return start_; }
 
   // Reads past the rest of a value whose first token was `first`; false on a reader fault.
@@ -72,7 +75,9 @@ class Scanner {
   std::size_t start_ = 0;
 };
 
-bool IsScalarId(TokenType type) { return type == TokenType::String || type == TokenType::Number || type == TokenType::Null; }
+bool IsScalarId(TokenType type) {
+  return type == TokenType::String || type == TokenType::Number || type == TokenType::Null;
+}
 
 // Reads the members of one call object, its '{' already read. False only on a reader fault.
 bool ReadCall(Scanner& scanner, RpcCall& call) {
@@ -84,11 +89,17 @@ bool ReadCall(Scanner& scanner, RpcCall& call) {
     if (token.type == TokenType::ObjectEnd) break;
     std::string_view const key = token.text;
     // The key's text lives in the reader's scratch until the next token: compare it now.
-    enum { kVersion, kMethod, kId, kParams, kOther } const which = key == "jsonrpc" ? kVersion
-                                                                 : key == "method"  ? kMethod
-                                                                 : key == "id"      ? kId
-                                                                 : key == "params"  ? kParams
-                                                                                    : kOther;
+    enum {
+      kVersion,
+      kMethod,
+      kId,
+      kParams,
+      kOther
+    } const which = key == "jsonrpc"  ? kVersion
+                    : key == "method" ? kMethod
+                    : key == "id"     ? kId
+                    : key == "params" ? kParams
+                                      : kOther;
     if (!scanner.Next(token)) return false;
     std::size_t const begin = scanner.start();
     switch (which) {
@@ -98,8 +109,10 @@ bool ReadCall(Scanner& scanner, RpcCall& call) {
         break;
       case kMethod:
         method = token.type == TokenType::String;
-        if (method) call.method.assign(token.text.data(), token.text.size());
-        else call.invalid = "\"method\" must be a string";
+        if (method)
+          call.method.assign(token.text.data(), token.text.size());
+        else
+          call.invalid = "\"method\" must be a string";
         break;
       case kId:
         if (IsScalarId(token.type)) {
@@ -113,8 +126,9 @@ bool ReadCall(Scanner& scanner, RpcCall& call) {
           if (!scanner.Capture(token, call.params)) return false;
           continue;
         }
-        call.invalid = token.type == TokenType::ArrayBegin ? "params by position are not served: pass them by name"
-                                                           : "\"params\" must be an object";
+        call.invalid = token.type == TokenType::ArrayBegin
+                           ? "params by position are not served: pass them by name"
+                           : "\"params\" must be an object";
         break;
       case kOther:
         break;
@@ -179,11 +193,17 @@ bool ReadReply(Scanner& scanner, RpcReply& reply, std::string& fault) {
     if (!scanner.Next(token)) return false;
     if (token.type == TokenType::ObjectEnd) break;
     std::string_view const key = token.text;
-    enum { kVersion, kId, kResult, kError, kOther } const which = key == "jsonrpc" ? kVersion
-                                                                : key == "id"      ? kId
-                                                                : key == "result"  ? kResult
-                                                                : key == "error"   ? kError
-                                                                                   : kOther;
+    enum {
+      kVersion,
+      kId,
+      kResult,
+      kError,
+      kOther
+    } const which = key == "jsonrpc"  ? kVersion
+                    : key == "id"     ? kId
+                    : key == "result" ? kResult
+                    : key == "error"  ? kError
+                                      : kOther;
     if (!scanner.Next(token)) return false;
     std::size_t const begin = scanner.start();
     switch (which) {
@@ -191,7 +211,8 @@ bool ReadReply(Scanner& scanner, RpcReply& reply, std::string& fault) {
         version = token.type == TokenType::String && token.text == "2.0";
         break;
       case kId:
-        if (!IsScalarId(token.type)) return (fault = "a reply id that is not a string, a number or null", false);
+        if (!IsScalarId(token.type))
+          return (fault = "a reply id that is not a string, a number or null", false);
         reply.id = scanner.SpanFromStart(begin);
         break;
       case kResult:
@@ -206,10 +227,15 @@ bool ReadReply(Scanner& scanner, RpcReply& reply, std::string& fault) {
           if (!scanner.Next(token)) return false;
           if (token.type == TokenType::ObjectEnd) break;
           std::string_view const member = token.text;
-          enum { kCode, kMessage, kData, kMore } const part = member == "code"      ? kCode
-                                                              : member == "message" ? kMessage
-                                                              : member == "data"    ? kData
-                                                                                    : kMore;
+          enum {
+            kCode,
+            kMessage,
+            kData,
+            kMore
+          } const part = member == "code"      ? kCode
+                         : member == "message" ? kMessage
+                         : member == "data"    ? kData
+                                               : kMore;
           if (!scanner.Next(token)) return false;
           if (part == kCode && token.type == TokenType::Number && token.integral) {
             std::from_chars(token.text.data(), token.text.data() + token.text.size(), reply.code);
@@ -228,13 +254,15 @@ bool ReadReply(Scanner& scanner, RpcReply& reply, std::string& fault) {
     }
     if (!scanner.SkipRest(token)) return false;
   }
-  if (!version || !outcome) return (fault = "a reply without \"jsonrpc\": \"2.0\" and a result or an error", false);
+  if (!version || !outcome)
+    return (fault = "a reply without \"jsonrpc\": \"2.0\" and a result or an error", false);
   return true;
 }
 
 }  // namespace
 
-bool ParseResponse(std::string_view body, Json::Limits const& limits, std::vector<RpcReply>& replies, std::string& fault) {
+bool ParseResponse(std::string_view body, Json::Limits const& limits, std::vector<RpcReply>& replies,
+                   std::string& fault) {
   Scanner scanner(body, limits);
   Token token;
   bool ok = scanner.Next(token);
@@ -281,10 +309,15 @@ void AppendJsonString(std::string& out, std::string_view text) {
 }
 
 void AppendResult(std::string& out, std::string_view id, std::string_view resultJson) {
-  out.append("{\"jsonrpc\":\"2.0\",\"id\":").append(id).append(",\"result\":").append(resultJson).push_back('}');
+  out.append("{\"jsonrpc\":\"2.0\",\"id\":")
+      .append(id)
+      .append(",\"result\":")
+      .append(resultJson)
+      .push_back('}');
 }
 
-void AppendError(std::string& out, std::string_view id, RpcCode code, std::string_view message, std::string_view dataJson) {
+void AppendError(std::string& out, std::string_view id, RpcCode code, std::string_view message,
+                 std::string_view dataJson) {
   out.append("{\"jsonrpc\":\"2.0\",\"id\":").append(id).append(",\"error\":{\"code\":");
   out.append(std::to_string(static_cast<int>(code))).append(",\"message\":");
   AppendJsonString(out, message);

@@ -50,7 +50,8 @@ struct RpcReply {
 
 // Reads a response body (one reply, or a batch of them); false with `fault` set when it is not
 // a JSON-RPC 2.0 response.
-bool ParseResponse(std::string_view body, Json::Limits const& limits, std::vector<RpcReply>& replies, std::string& fault);
+bool ParseResponse(std::string_view body, Json::Limits const& limits, std::vector<RpcReply>& replies,
+                   std::string& fault);
 
 // Writing. `id` is the id as written in the request ("null" when there was none to read).
 void AppendResult(std::string& out, std::string_view id, std::string_view resultJson);

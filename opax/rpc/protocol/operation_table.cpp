@@ -48,7 +48,8 @@ OperationDefinitions const* OperationTable::Find(std::string_view method) const 
     definitions.method = Core::MethodIdentifier::GetInstance(
         std::make_shared<Core::InterfaceIdentifier const>(definitions.serviceId), definitions.operation);
     definitions.input = entry.operation->inputDef();
-    definitions.output = entry.task ? Data::DataDefinition::Create<std::string>() : entry.operation->outputDef();
+    definitions.output =
+        entry.task ? Data::DataDefinition::Create<std::string>() : entry.operation->outputDef();
     definitions.errors = entry.operation->errorDefs();
   });
   return &entry.definitions;

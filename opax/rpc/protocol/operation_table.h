@@ -1,8 +1,8 @@
 #pragma once
 
-#include <runtime/service_catalog.h>
 #include <opax/core/definition/data_definition.h>
 #include <opax/core/invocation/identifiers.h>
+#include <runtime/service_catalog.h>
 
 #include <list>
 #include <memory>

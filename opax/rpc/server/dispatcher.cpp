@@ -72,24 +72,27 @@ struct Teller {
     return out;
   }
 
-  std::string RuntimeErrorReply(std::string_view id, RpcCode code, char const* errorName, BaseMessage const& message) const {
+  std::string RuntimeErrorReply(std::string_view id, RpcCode code, char const* errorName,
+                                BaseMessage const& message) const {
     return ErrorReply(id, code, Data::ErrorValue::GetInstance(errorName, {message}), nullptr);
   }
 
   // A protocol-level error: no error value, only the message in the caller's language.
   std::string ProtocolError(std::string_view id, RpcCode code, BaseMessage const& message) const {
     std::string text = message.defaultMessage();
-    if (localizer && localizer->catalog()) text = localizer->catalog()->TextFor(request.language(), message.id(), message.args());
+    if (localizer && localizer->catalog())
+      text = localizer->catalog()->TextFor(request.language(), message.id(), message.args());
     std::string out;
     AppendError(out, id, code, text);
     return out;
   }
 };
 
-std::string OutcomeReply(std::string_view id, OperationDefinitions const& operation, Core::MethodResult const& result,
-                         Teller const& teller) {
+std::string OutcomeReply(std::string_view id, OperationDefinitions const& operation,
+                         Core::MethodResult const& result, Teller const& teller) {
   if (!result.success()) {
-    return teller.ErrorReply(id, RpcCode::OperationError, result.error(), operation.FindError(result.error()->name()));
+    return teller.ErrorReply(id, RpcCode::OperationError, result.error(),
+                             operation.FindError(result.error()->name()));
   }
   std::string text;
   std::list<BaseMessage> faults;
@@ -107,23 +110,31 @@ std::string OutcomeReply(std::string_view id, OperationDefinitions const& operat
 
 }  // namespace
 
-Dispatcher::Dispatcher(std::shared_ptr<Provider::ApiProvider> hosted, std::shared_ptr<Provider::ApiProvider> builtIn,
+Dispatcher::Dispatcher(std::shared_ptr<Provider::ApiProvider> hosted,
+                       std::shared_ptr<Provider::ApiProvider> builtIn,
                        std::shared_ptr<OperationTable const> operations, DispatchOptions options)
-    : hosted_(std::move(hosted)), builtIn_(std::move(builtIn)), operations_(std::move(operations)), options_(options) {}
+    : hosted_(std::move(hosted)),
+      builtIn_(std::move(builtIn)),
+      operations_(std::move(operations)),
+      options_(options) {}
 
 void Dispatcher::Handle(std::string_view body, RequestContext const& context, Done done) const {
   RpcRequest const request = ParseRequest(body, options_.json);
   Teller const teller{options_.localizer.get(), context.localizer};
   if (request.parseError) {
-    return done(teller.ProtocolError("null", RpcCode::ParseError, BaseMessage::Make(MessageIds::kRpcRequestNotJson, {request.parseError})));
+    return done(
+        teller.ProtocolError("null", RpcCode::ParseError,
+                             BaseMessage::Make(MessageIds::kRpcRequestNotJson, {request.parseError})));
   }
   if (request.calls.size() > options_.maxBatch) {
     return done(teller.ProtocolError(
         "null", RpcCode::InvalidRequest,
-        BaseMessage::Make(MessageIds::kRpcBatchTooLarge, {std::to_string(request.calls.size()), std::to_string(options_.maxBatch)})));
+        BaseMessage::Make(MessageIds::kRpcBatchTooLarge,
+                          {std::to_string(request.calls.size()), std::to_string(options_.maxBatch)})));
   }
   auto batch = std::make_shared<Batch>(request.batch, request.calls.size(), std::move(done));
-  for (std::size_t slot = 0; slot < request.calls.size(); ++slot) Call(batch, slot, request.calls[slot], context);
+  for (std::size_t slot = 0; slot < request.calls.size(); ++slot)
+    Call(batch, slot, request.calls[slot], context);
 }
 
 void Dispatcher::Call(std::shared_ptr<Batch> const& batch, std::size_t slot, RpcCall const& call,
@@ -131,11 +142,14 @@ void Dispatcher::Call(std::shared_ptr<Batch> const& batch, std::size_t slot, Rpc
   bool const notification = call.id.empty();
   // The body goes once Handle returns; the id must outlive it.
   std::string id(notification ? std::string_view("null") : call.id);
-  auto const answer = [&](std::string&& reply) { batch->Complete(slot, notification ? std::string() : std::move(reply)); };
+  auto const answer = [&](std::string&& reply) {
+    batch->Complete(slot, notification ? std::string() : std::move(reply));
+  };
 
   Teller const teller{options_.localizer.get(), context.localizer};
   if (call.invalid) {
-    return answer(teller.ProtocolError(id, RpcCode::InvalidRequest, BaseMessage::Make(MessageIds::kRpcRequestInvalid, {call.invalid})));
+    return answer(teller.ProtocolError(id, RpcCode::InvalidRequest,
+                                       BaseMessage::Make(MessageIds::kRpcRequestInvalid, {call.invalid})));
   }
   if (call.method == kDiscoverMethod && discovery_) {
     std::string out;
@@ -151,7 +165,8 @@ void Dispatcher::Call(std::shared_ptr<Batch> const& batch, std::size_t slot, Rpc
                                            BaseMessage::Make(MessageIds::kRpcMethodUnknown, {shown})));
   }
   bool const sessionService = operation->serviceId == kSessionServiceId;
-  if (options_.requireSession && !context.session && !(sessionService && operation->operation == kSessionCreate)) {
+  if (options_.requireSession && !context.session &&
+      !(sessionService && operation->operation == kSessionCreate)) {
     return answer(
         teller.RuntimeErrorReply(id, RpcCode::OperationError, ErrorIds::kUnauthenticated,
                                  BaseMessage::Make(MessageIds::kRpcSessionRequired, {call.method})));
@@ -180,10 +195,13 @@ void Dispatcher::Call(std::shared_ptr<Batch> const& batch, std::size_t slot, Rpc
       operation->method, input, activation,
       Core::AsyncApiResultCb::GetInstance(
           [batch, slot, notification, id = std::move(id), operation, localizer = options_.localizer,
-           request = context.localizer](std::shared_ptr<Core::MethodResult const> const& result, Progress const&) {
-            if (!result) return;  // progress: a plain call has none worth sending, a task reports it to its registry
+           request = context.localizer](std::shared_ptr<Core::MethodResult const> const& result,
+                                        Progress const&) {
+            if (!result)
+              return;  // progress: a plain call has none worth sending, a task reports it to its registry
             Teller const replyTeller{localizer.get(), request};
-            batch->Complete(slot, notification ? std::string() : OutcomeReply(id, *operation, *result, replyTeller));
+            batch->Complete(
+                slot, notification ? std::string() : OutcomeReply(id, *operation, *result, replyTeller));
           }));
 }
 

@@ -22,8 +22,8 @@
 #include <openssl/rand.h>
 
 #include <atomic>
-#include <mutex>
 #include <map>
+#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -39,7 +39,9 @@ using tcp = net::ip::tcp;
 namespace {
 
 int64_t NowMillis() {
-  return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::system_clock::now().time_since_epoch()).count();
+  return std::chrono::duration_cast<std::chrono::milliseconds>(
+             std::chrono::system_clock::now().time_since_epoch())
+      .count();
 }
 
 std::string NewRequestId() {
@@ -98,7 +100,8 @@ template <class Stream>
 class Connection : public std::enable_shared_from_this<Connection<Stream>> {
  public:
   template <class... Args>
-  Connection(StatePtr state, Args&&... args) : state_(std::move(state)), stream_(std::forward<Args>(args)...) {}
+  Connection(StatePtr state, Args&&... args)
+      : state_(std::move(state)), stream_(std::forward<Args>(args)...) {}
 
   ~Connection() {
     {
@@ -113,10 +116,11 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
   void Start() {
     if constexpr (kTls) {
       Lowest().expires_after(state_->options.limits.readTimeout);
-      stream_.async_handshake(ssl::stream_base::server, [self = this->shared_from_this()](beast::error_code ec) {
-        if (ec) return self->Close();
-        self->AwaitRequest();
-      });
+      stream_.async_handshake(ssl::stream_base::server,
+                              [self = this->shared_from_this()](beast::error_code ec) {
+                                if (ec) return self->Close();
+                                self->AwaitRequest();
+                              });
     } else {
       AwaitRequest();
     }
@@ -141,11 +145,12 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
   void AwaitRequest() {
     if (buffer_.size() > 0) return ReadRequest();
     Lowest().expires_after(limits().idleTimeout);
-    stream_.async_read_some(buffer_.prepare(4096), [self = this->shared_from_this()](beast::error_code ec, std::size_t n) {
-      if (ec) return self->Close();
-      self->buffer_.commit(n);
-      self->ReadRequest();
-    });
+    stream_.async_read_some(buffer_.prepare(4096),
+                            [self = this->shared_from_this()](beast::error_code ec, std::size_t n) {
+                              if (ec) return self->Close();
+                              self->buffer_.commit(n);
+                              self->ReadRequest();
+                            });
   }
 
   void ReadRequest() {
@@ -153,15 +158,17 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
     parser_->header_limit(static_cast<std::uint32_t>(limits().headerBytes));
     parser_->body_limit(limits().bodyBytes);
     Lowest().expires_after(limits().readTimeout);
-    http::async_read(stream_, buffer_, *parser_, [self = this->shared_from_this()](beast::error_code ec, std::size_t) {
-      self->OnRead(ec);
-    });
+    http::async_read(
+        stream_, buffer_, *parser_,
+        [self = this->shared_from_this()](beast::error_code ec, std::size_t) { self->OnRead(ec); });
   }
 
   void OnRead(beast::error_code ec) {
-    if (ec == http::error::body_limit) return Refuse(http::status::payload_too_large, "The body is larger than this server takes.");
+    if (ec == http::error::body_limit)
+      return Refuse(http::status::payload_too_large, "The body is larger than this server takes.");
     if (ec == http::error::header_limit) {
-      return Refuse(http::status::request_header_fields_too_large, "The header is larger than this server takes.");
+      return Refuse(http::status::request_header_fields_too_large,
+                    "The header is larger than this server takes.");
     }
     if (ec == beast::error::timeout || ec == http::error::end_of_stream || ec == net::error::eof ||
         ec == net::error::operation_aborted || ec == net::error::connection_reset) {
@@ -170,8 +177,10 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
     if (ec) return Refuse(http::status::bad_request, "The request is not HTTP/1.1.");
     auto const& request = parser_->get();
     keepAlive_ = request.keep_alive();
-    if (request.target() != kEndpoint) return Respond(http::status::not_found, "No such endpoint; JSON-RPC is served at /rpc.", false);
-    if (request.method() != http::verb::post) return Respond(http::status::method_not_allowed, "Use POST.", false);
+    if (request.target() != kEndpoint)
+      return Respond(http::status::not_found, "No such endpoint; JSON-RPC is served at /rpc.", false);
+    if (request.method() != http::verb::post)
+      return Respond(http::status::method_not_allowed, "Use POST.", false);
     if (state_->options.dropRequest && state_->options.dropRequest()) return Close();
 
     RequestContext context;
@@ -180,13 +189,15 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
     context.localizer = Localize(request);
     // The body stays in the parser until the reply is written: nothing reads the next request
     // before then, so the dispatcher may read it in place.
-    state_->dispatcher->Handle(request.body(), context, [self = this->shared_from_this()](std::string&& reply) {
-      auto& state = *self->state_;
-      state.Post(self->executor(), [self, reply = std::move(reply)]() mutable {
-        if (reply.empty()) return self->Respond(http::status::no_content, std::string(), true);
-        self->Respond(http::status::ok, std::move(reply), true);
-      });
-    });
+    state_->dispatcher->Handle(request.body(), context,
+                               [self = this->shared_from_this()](std::string&& reply) {
+                                 auto& state = *self->state_;
+                                 state.Post(self->executor(), [self, reply = std::move(reply)]() mutable {
+                                   if (reply.empty())
+                                     return self->Respond(http::status::no_content, std::string(), true);
+                                   self->Respond(http::status::ok, std::move(reply), true);
+                                 });
+                               });
   }
 
   std::shared_ptr<Session const> FindSession(http::request<http::string_body> const& request) {
@@ -209,7 +220,8 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
 
   static std::string RequestId(http::request<http::string_body> const& request) {
     auto const header = request.find(kRequestIdHeader);
-    if (header == request.end() || header->value().empty() || header->value().size() > 128) return NewRequestId();
+    if (header == request.end() || header->value().empty() || header->value().size() > 128)
+      return NewRequestId();
     return std::string(header->value());
   }
 
@@ -220,7 +232,8 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
     auto const preference = L10n::LocaleHelpers::MakeLanguagePreference(
         boost::string_view(header->value().data(), header->value().size()), error);
     if (error) return L10n::RequestLocalizer();
-    return state_->localizer->ForRequest(preference, L10n::TimezoneSpec(std::string(L10n::LocaleHelpers::defaultTimezone())));
+    return state_->localizer->ForRequest(
+        preference, L10n::TimezoneSpec(std::string(L10n::LocaleHelpers::defaultTimezone())));
   }
 
   // An HTTP-level refusal: answered, then the connection is closed, since what follows on it
@@ -234,17 +247,19 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
     response_.set(http::field::server, "opax-rpc");
     bool const ok = status == http::status::ok || status == http::status::no_content;
     if (!ok) keepAlive_ = false;
-    if (!body.empty()) response_.set(http::field::content_type, json ? "application/json" : "text/plain; charset=utf-8");
+    if (!body.empty())
+      response_.set(http::field::content_type, json ? "application/json" : "text/plain; charset=utf-8");
     response_.body() = std::move(body);
     response_.keep_alive(keepAlive_);
     response_.prepare_payload();
     Lowest().expires_after(limits().readTimeout);
-    http::async_write(stream_, response_, [self = this->shared_from_this()](beast::error_code ec, std::size_t) {
-      if (ec) return self->Close();
-      if (!self->keepAlive_) return self->Shutdown();
-      self->parser_.reset();
-      self->AwaitRequest();
-    });
+    http::async_write(stream_, response_,
+                      [self = this->shared_from_this()](beast::error_code ec, std::size_t) {
+                        if (ec) return self->Close();
+                        if (!self->keepAlive_) return self->Shutdown();
+                        self->parser_.reset();
+                        self->AwaitRequest();
+                      });
   }
 
   void Shutdown() {
@@ -287,22 +302,23 @@ void Launch(StatePtr const& state, Args&&... args) {
 }
 
 void Accept(StatePtr const& state) {
-  state->acceptor.async_accept(net::make_strand(state->io), [state](beast::error_code ec, tcp::socket socket) {
-    if (ec == net::error::operation_aborted || !state->acceptor.is_open()) return;
-    if (!ec) {
-      if (state->connections.fetch_add(1) >= state->options.limits.connections) {
-        // Over the limit: closed at once, before anything of it is read.
-        state->connections.fetch_sub(1);
-        beast::error_code ignored;
-        socket.close(ignored);
-      } else if (state->options.tls) {
-        Launch<beast::ssl_stream<beast::tcp_stream>>(state, std::move(socket), state->tlsContext);
-      } else {
-        Launch<beast::tcp_stream>(state, std::move(socket));
-      }
-    }
-    Accept(state);
-  });
+  state->acceptor.async_accept(
+      net::make_strand(state->io), [state](beast::error_code ec, tcp::socket socket) {
+        if (ec == net::error::operation_aborted || !state->acceptor.is_open()) return;
+        if (!ec) {
+          if (state->connections.fetch_add(1) >= state->options.limits.connections) {
+            // Over the limit: closed at once, before anything of it is read.
+            state->connections.fetch_sub(1);
+            beast::error_code ignored;
+            socket.close(ignored);
+          } else if (state->options.tls) {
+            Launch<beast::ssl_stream<beast::tcp_stream>>(state, std::move(socket), state->tlsContext);
+          } else {
+            Launch<beast::tcp_stream>(state, std::move(socket));
+          }
+        }
+        Accept(state);
+      });
 }
 
 }  // namespace
@@ -350,12 +366,17 @@ bool RpcServer::Start(std::list<BaseMessage>& messages) {
   State& state = *state_;
   beast::error_code ec;
   if (state.options.tls) {
-    state.tlsContext.set_options(ssl::context::default_workarounds | ssl::context::no_sslv2 | ssl::context::no_sslv3 |
-                                 ssl::context::no_tlsv1 | ssl::context::no_tlsv1_1);
+    state.tlsContext.set_options(ssl::context::default_workarounds | ssl::context::no_sslv2 |
+                                 ssl::context::no_sslv3 | ssl::context::no_tlsv1 | ssl::context::no_tlsv1_1);
     state.tlsContext.use_certificate_chain_file(state.options.tls->certificateChain, ec);
-    if (ec) return messages.push_back(BaseMessage::Make(MessageIds::kRpcTlsSetup, {"certificate chain", ec.message()})), false;
+    if (ec)
+      return messages.push_back(
+                 BaseMessage::Make(MessageIds::kRpcTlsSetup, {"certificate chain", ec.message()})),
+             false;
     state.tlsContext.use_private_key_file(state.options.tls->privateKey, ssl::context::pem, ec);
-    if (ec) return messages.push_back(BaseMessage::Make(MessageIds::kRpcTlsSetup, {"private key", ec.message()})), false;
+    if (ec)
+      return messages.push_back(BaseMessage::Make(MessageIds::kRpcTlsSetup, {"private key", ec.message()})),
+             false;
   }
   std::string const where = state.options.address + ":" + std::to_string(state.options.port);
   auto const address = net::ip::make_address(state.options.address, ec);
@@ -366,7 +387,8 @@ bool RpcServer::Start(std::list<BaseMessage>& messages) {
     if (!ec) state.acceptor.bind(endpoint, ec);
     if (!ec) state.acceptor.listen(net::socket_base::max_listen_connections, ec);
   }
-  if (ec) return messages.push_back(BaseMessage::Make(MessageIds::kRpcListenFailed, {where, ec.message()})), false;
+  if (ec)
+    return messages.push_back(BaseMessage::Make(MessageIds::kRpcListenFailed, {where, ec.message()})), false;
   state.port = state.acceptor.local_endpoint().port();
   Accept(state_);
   unsigned const threads = std::max(1u, state.options.threads);

@@ -2,10 +2,10 @@
 
 #include <opax/cis/tasks.h>
 #include <opax/core/message/error_ids.h>
-#include <runtime/service_catalog.h>
 #include <opax/core/message/message_ids.h>
 #include <opax/json/json.h>
 #include <opax/rpc/tasks/task_service.h>
+#include <runtime/service_catalog.h>
 
 #include <algorithm>
 #include <future>

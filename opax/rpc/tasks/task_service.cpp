@@ -15,7 +15,6 @@ using Registry = Provider::TaskRegistry;
 template <class T>
 using Result = AsyncResult<T, AsyncResultTerminateCbPolicy>;
 
-
 std::shared_ptr<Data::ErrorValue const> Refusal(char const* error, char const* messageId,
                                                 std::vector<std::string> args) {
   return Data::ErrorValue::GetInstance(error, {BaseMessage::Make(messageId, std::move(args))});

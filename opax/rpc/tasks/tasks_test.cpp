@@ -6,13 +6,13 @@
 #include <opax/rpc/tasks/task_service.h>
 
 #include <opax/cis/tasks.h>
-#include <runtime/service_catalog.h>
-#include <runtime/testing/definition_only.h>
 #include <opax/core/data/list_value.h>
 #include <opax/core/data/optional_value.h>
 #include <opax/core/message/error_ids.h>
 #include <opax/core/provider/in_process_provider.h>
 #include <opax/json/json.h>
+#include <runtime/service_catalog.h>
+#include <runtime/testing/definition_only.h>
 
 #include <gtest/gtest.h>
 
@@ -66,14 +66,18 @@ std::shared_ptr<DataDefinition const> NotFoundDef() {
 template <std::shared_ptr<DataDefinition const> (*Make)()>
 using Only = Binding::Testing::DefinitionOnly<Make>;
 Binding::TypeEntry const* const kErrors[] = {&Only<&NotFoundDef>::entry};
-Binding::OperationDescriptor const kBuildOp{kJobs, "build", "build", false, true, &Only<&NoInput>::entry, nullptr,
-                                           &Only<&BuiltDef>::entry, kErrors, 1};
-Binding::OperationDescriptor const kStampsOp{kJobs, "stamps", "stamps", false, true, &Only<&NoInput>::entry, nullptr,
-                                           &Only<&StampsDef>::entry, kErrors, 1};
-Binding::OperationDescriptor const kCountOp{kJobs, "count", "count", false, true, &Only<&NoInput>::entry, nullptr,
-                                           &Only<&CountDef>::entry, kErrors, 1};
-Binding::OperationDescriptor const kNothingOp{kJobs, "nothing", "nothing", false, true, &Only<&NoInput>::entry, nullptr,
-                                           &Only<&VoidDef>::entry, kErrors, 1};
+Binding::OperationDescriptor const kBuildOp{
+    kJobs,   "build", "build", false, true, &Only<&NoInput>::entry, nullptr, &Only<&BuiltDef>::entry,
+    kErrors, 1};
+Binding::OperationDescriptor const kStampsOp{
+    kJobs,   "stamps", "stamps", false, true, &Only<&NoInput>::entry, nullptr, &Only<&StampsDef>::entry,
+    kErrors, 1};
+Binding::OperationDescriptor const kCountOp{
+    kJobs,   "count", "count", false, true, &Only<&NoInput>::entry, nullptr, &Only<&CountDef>::entry,
+    kErrors, 1};
+Binding::OperationDescriptor const kNothingOp{
+    kJobs,   "nothing", "nothing", false, true, &Only<&NoInput>::entry, nullptr, &Only<&VoidDef>::entry,
+    kErrors, 1};
 Binding::OperationDescriptor const* const kOperations[] = {&kBuildOp, &kStampsOp, &kCountOp, &kNothingOp};
 Catalog::ServiceEntry const kJobsEntry{kJobs, "JobsSvc", nullptr, kOperations, std::size(kOperations)};
 Catalog::Registration const kRegistration(&kJobsEntry);

@@ -20,7 +20,8 @@ struct CallArguments {
 
 int RunCall(CallArguments const& arguments, CommandContext const& context) {
   OperationChoice choice;
-  if (!FindOperation(arguments.service, arguments.operation, arguments.task, choice, std::cerr)) return kExitUsage;
+  if (!FindOperation(arguments.service, arguments.operation, arguments.task, choice, std::cerr))
+    return kExitUsage;
   std::string text;
   if (!ReadInputText(arguments.input, text, std::cerr)) return kExitUsage;
   std::shared_ptr<::Opax::Data::DataValue const> input;
@@ -59,8 +60,10 @@ void AddCallCommand(CLI::App& app, CommandContext& context) {
   auto* command = app.add_subcommand("call", "Call an operation and print its result");
   auto arguments = std::make_shared<CallArguments>();
   command->add_option("service", arguments->service, "Service id")->required();
-  command->add_option("operation", arguments->operation, "Operation name (op$task for the task form)")->required();
-  command->add_option("input", arguments->input, "Input: JSON text, @FILE, or - for standard input (default {})");
+  command->add_option("operation", arguments->operation, "Operation name (op$task for the task form)")
+      ->required();
+  command->add_option("input", arguments->input,
+                      "Input: JSON text, @FILE, or - for standard input (default {})");
   command->add_flag("--task", arguments->task, "Use the task form of an operation that has both");
   command->add_flag("--no-wait", arguments->noWait, "For a task: print the task id and return at once");
   command->callback([arguments, &context] { context.exitCode = RunCall(*arguments, context); });

@@ -10,7 +10,8 @@ namespace {
 
 // Bash asks `nexar __complete` for the candidates of the word being typed, given the words
 // before it; compgen then keeps those that start with what is typed.
-constexpr char kBashScript[] = R"bash(# bash completion for nexar: source it, or put it in /etc/bash_completion.d/nexar
+constexpr char kBashScript[] =
+    R"bash(# bash completion for nexar: source it, or put it in /etc/bash_completion.d/nexar
 _nexar() {
   local current="${COMP_WORDS[COMP_CWORD]}"
   local candidates

@@ -23,7 +23,8 @@ void DescribeOperation(OperationChoice const& choice) {
   auto const& entry = *choice.entry;
   std::cout << choice.service->id << " " << choice.definitions->operation << "\n";
   if (entry.task) {
-    std::cout << (entry.plain ? "  also runs as a task: call it with --task or as " : "  runs as a task only: ")
+    std::cout << (entry.plain ? "  also runs as a task: call it with --task or as "
+                              : "  runs as a task only: ")
               << entry.name << "$task\n";
   }
   std::cout << "\n";
@@ -33,7 +34,8 @@ void DescribeOperation(OperationChoice const& choice) {
   std::cout << "errors:\n";
   for (auto const& error : entry.errorDefs()) {
     auto const* structure = dynamic_cast<::Opax::Data::StructDefinition const*>(error.get());
-    std::cout << "  " << (structure ? structure->name() : ::Opax::Data::DefinitionTypeName(error->type())) << "\n";
+    std::cout << "  " << (structure ? structure->name() : ::Opax::Data::DefinitionTypeName(error->type()))
+              << "\n";
   }
   std::cout << "\nexample input:\n  " << ExampleInput(*input) << "\n";
 }
@@ -41,8 +43,9 @@ void DescribeOperation(OperationChoice const& choice) {
 }  // namespace
 
 void AddDescribeCommand(CLI::App& app, CommandContext& context) {
-  auto* command = app.add_subcommand("describe", "Show a service's operations, or an operation's parameters, result, "
-                                                 "errors and an example input");
+  auto* command = app.add_subcommand("describe",
+                                     "Show a service's operations, or an operation's parameters, result, "
+                                     "errors and an example input");
   auto service = std::make_shared<std::string>();
   auto operation = std::make_shared<std::string>();
   command->add_option("service", *service, "Service id")->required();

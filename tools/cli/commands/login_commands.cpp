@@ -30,7 +30,8 @@ std::shared_ptr<::Opax::Data::StructValue> EmptyInput(::Opax::Rpc::OperationDefi
 
 int RunLogin(LoginArguments const& arguments, CommandContext const& context) {
   if (NamedServer(context.connection).empty()) {
-    std::cout << "Nothing to do: without --server (or NEXAR_SERVER) nexar calls its embedded simulator, which needs no "
+    std::cout << "Nothing to do: without --server (or NEXAR_SERVER) nexar calls its embedded simulator, "
+                 "which needs no "
                  "login.\n";
     return kExitOk;
   }
@@ -50,8 +51,7 @@ int RunLogin(LoginArguments const& arguments, CommandContext const& context) {
   input->SetField("password", ::Opax::Data::DataValue::Create(password));
   auto connection = Connection::Open(context.connection, std::cerr);
   if (!connection) return kExitUnreachable;
-  auto const result = InvokeAndWait(connection->client(), create, input,
-                                    connection->timeout());
+  auto const result = InvokeAndWait(connection->client(), create, input, connection->timeout());
   if (!result->success()) return ReportError(std::cerr, *result);
   SavedSession session{connection->url(), {}};
   std::list<::Opax::BaseMessage> messages;
@@ -70,7 +70,8 @@ int RunLogin(LoginArguments const& arguments, CommandContext const& context) {
 
 int RunLogout(CommandContext const& context) {
   if (NamedServer(context.connection).empty()) {
-    std::cout << "Nothing to do: without --server (or NEXAR_SERVER) nexar calls its embedded simulator, which needs no "
+    std::cout << "Nothing to do: without --server (or NEXAR_SERVER) nexar calls its embedded simulator, "
+                 "which needs no "
                  "login.\n";
     return kExitOk;
   }
@@ -86,9 +87,11 @@ int RunLogout(CommandContext const& context) {
   int code = kExitOk;
   if (connection) {
     auto const& remove = SessionOperation("delete");
-    auto const result = InvokeAndWait(connection->client(), remove, EmptyInput(remove), connection->timeout());
+    auto const result =
+        InvokeAndWait(connection->client(), remove, EmptyInput(remove), connection->timeout());
     // A session the server already forgot is as good as deleted.
-    if (!result->success() && ExitCodeOf(*result->error()) != kExitUnauthenticated) code = ReportError(std::cerr, *result);
+    if (!result->success() && ExitCodeOf(*result->error()) != kExitUnauthenticated)
+      code = ReportError(std::cerr, *result);
   } else {
     code = kExitUnreachable;
   }

@@ -8,8 +8,8 @@ namespace {
 constexpr char kTaskSuffix[] = "$task";
 }
 
-bool FindOperation(std::string const& service, std::string const& operation, bool wantTask, OperationChoice& out,
-                   std::ostream& err) {
+bool FindOperation(std::string const& service, std::string const& operation, bool wantTask,
+                   OperationChoice& out, std::ostream& err) {
   auto const& catalog = ::Opax::Catalog::ServiceCatalog::Instance();
   out.service = catalog.Find(service);
   if (!out.service) {
@@ -21,8 +21,8 @@ bool FindOperation(std::string const& service, std::string const& operation, boo
   if (suffixed) name.resize(name.size() - 5);
   out.entry = ::Opax::Catalog::ServiceCatalog::FindOperation(*out.service, name);
   if (!out.entry) {
-    err << "nexar: service '" << service << "' has no operation '" << operation << "' (see: nexar describe " << service
-        << ")\n";
+    err << "nexar: service '" << service << "' has no operation '" << operation << "' (see: nexar describe "
+        << service << ")\n";
     return false;
   }
   out.task = suffixed || wantTask || !out.entry->plain;

@@ -7,7 +7,8 @@
 namespace Cli {
 
 void AddServicesCommand(CLI::App& app, CommandContext& context) {
-  auto* command = app.add_subcommand("services", "List the services (id and operation count), filtered by substring");
+  auto* command =
+      app.add_subcommand("services", "List the services (id and operation count), filtered by substring");
   auto filter = std::make_shared<std::string>();
   command->add_option("filter", *filter, "Show only services whose id contains this text");
   command->callback([filter, &context] {

@@ -39,7 +39,9 @@ int WaitForTask(std::string const& id, CommandContext const& context) {
   return kExitOk;
 }
 
-std::string TaskInput(std::string const& id) { return boost::json::serialize(boost::json::object{{"task", id}}); }
+std::string TaskInput(std::string const& id) {
+  return boost::json::serialize(boost::json::object{{"task", id}});
+}
 
 }  // namespace
 
@@ -50,7 +52,8 @@ void AddTaskCommand(CLI::App& app, CommandContext& context) {
   auto* get = task->add_subcommand("get", "Show a task: state, progress, result or error");
   get->add_option("id", *id, "Task id")->required();
   get->callback([id, &context] { context.exitCode = CallTaskService("get", TaskInput(*id), context); });
-  auto* wait = task->add_subcommand("wait", "Wait for a task to end, showing its progress, and print its result");
+  auto* wait =
+      task->add_subcommand("wait", "Wait for a task to end, showing its progress, and print its result");
   wait->add_option("id", *id, "Task id")->required();
   wait->callback([id, &context] { context.exitCode = WaitForTask(*id, context); });
   auto* list = task->add_subcommand("list", "List the tasks the server still holds");

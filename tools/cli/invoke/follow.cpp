@@ -4,8 +4,8 @@
 
 #include <opax/rpc/tasks/follow_task.h>
 
-#include <iostream>
 #include <unistd.h>
+#include <iostream>
 
 namespace Cli {
 

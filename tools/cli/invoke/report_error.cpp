@@ -14,8 +14,9 @@ namespace {
 // service_unavailable a transport failure rather than the operation's answer.
 bool IsTransportMessage(std::string const& id) {
   namespace Ids = ::Opax::MessageIds;
-  static std::set<std::string> const ids{Ids::kRpcConnectFailed, Ids::kRpcConnectionLost, Ids::kRpcTlsUnverified,
-                                         Ids::kRpcClientClosed, Ids::kRpcHttpStatus, Ids::kRpcReplyInvalid};
+  static std::set<std::string> const ids{Ids::kRpcConnectFailed, Ids::kRpcConnectionLost,
+                                         Ids::kRpcTlsUnverified, Ids::kRpcClientClosed,
+                                         Ids::kRpcHttpStatus,    Ids::kRpcReplyInvalid};
   return ids.count(id) > 0;
 }
 
@@ -33,7 +34,8 @@ ExitCode ExitCodeOf(::Opax::Data::ErrorValue const& error) {
   if (error.name() == Std::kUnverifiedPeer) return kExitUnreachable;
   auto const messages = error.messages();
   bool const fromClient = !messages.empty() && IsTransportMessage(messages.front().id());
-  if (error.name() == Std::kTimedOut && !messages.empty() && messages.front().id() == ::Opax::MessageIds::kRpcTimedOut) {
+  if (error.name() == Std::kTimedOut && !messages.empty() &&
+      messages.front().id() == ::Opax::MessageIds::kRpcTimedOut) {
     return kExitTimedOut;
   }
   if (fromClient) return kExitUnreachable;

@@ -57,7 +57,8 @@ std::string CaseNote(StructDefinition const& owner, UnionCaseDefinition const& u
 
 }  // namespace
 
-void WriteDefinitionTree(std::ostream& out, std::string const& label, DataDefinition const& definition, int indent) {
+void WriteDefinitionTree(std::ostream& out, std::string const& label, DataDefinition const& definition,
+                         int indent) {
   std::set<std::string> expanded;
   std::vector<Line> pending{{indent, label, &definition, std::string()}};
   while (!pending.empty()) {

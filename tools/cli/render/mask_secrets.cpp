@@ -22,7 +22,8 @@ bool IsCompound(Kind kind) { return kind == Kind::Structure || kind == Kind::Err
 template <class Visit>
 void ForEachChild(DataValue const& value, Visit&& visit) {
   if (IsCompound(value.kind())) {
-    for (auto const& field : static_cast<CompoundValue const&>(value).fields().inOrder()) visit(field.value());
+    for (auto const& field : static_cast<CompoundValue const&>(value).fields().inOrder())
+      visit(field.value());
   } else if (value.kind() == Kind::List) {
     auto const& list = static_cast<ListValue const&>(value);
     if (!list.isTyped()) {
@@ -61,7 +62,8 @@ std::shared_ptr<DataValue const> MaskSecrets(std::shared_ptr<DataValue const> co
     if (node->kind() == Kind::Secret) {
       *slot = DataValue::Create(::Opax::SecretString(kSecretMask));
     } else if (IsCompound(node->kind())) {
-      for (auto& field : static_cast<CompoundValue*>(node)->fields().inOrder()) pending.push_back(&field.value());
+      for (auto& field : static_cast<CompoundValue*>(node)->fields().inOrder())
+        pending.push_back(&field.value());
     } else if (node->kind() == Kind::List && !static_cast<ListValue*>(node)->isTyped()) {
       for (auto& element : static_cast<ListValue*>(node)->values()) pending.push_back(&element);
     } else if (node->kind() == Kind::Optional) {

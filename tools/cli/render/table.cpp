@@ -80,7 +80,8 @@ void WriteTable(std::ostream& out, ::Opax::Data::ListValue const& list) {
   std::vector<std::string> header;
   for (auto const& column : columns) {
     std::string upper = column;
-    std::transform(upper.begin(), upper.end(), upper.begin(), [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+    std::transform(upper.begin(), upper.end(), upper.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
     header.push_back(upper);
   }
   writeRow(header);

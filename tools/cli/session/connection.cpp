@@ -27,7 +27,8 @@ std::unique_ptr<Connection> Connection::Open(ConnectionOptions const& options, s
     simulated.server.port = 0;
     connection->simulator_ = std::make_unique<::Sim::Simulator>(simulated);
     if (!connection->simulator_->Start(messages)) {
-      for (auto const& message : messages) err << "nexar: embedded simulator: " << message.defaultMessage() << "\n";
+      for (auto const& message : messages)
+        err << "nexar: embedded simulator: " << message.defaultMessage() << "\n";
       return nullptr;
     }
     connection->url_ = connection->simulator_->url();

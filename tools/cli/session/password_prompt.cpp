@@ -1,8 +1,8 @@
 #include "session/password_prompt.h"
 
-#include <iostream>
 #include <termios.h>
 #include <unistd.h>
+#include <iostream>
 
 namespace Cli {
 

@@ -1,12 +1,12 @@
 #include "session/session_file.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <fstream>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace Cli {
 namespace {
@@ -20,7 +20,7 @@ std::string ConfigDirectory() {
 
 // mkdir -p, with the last directory made (or narrowed to) 0700.
 bool MakePrivateDirectory(std::string const& path, std::string& error) {
-  for (std::size_t slash = path.find('/', 1); ; slash = path.find('/', slash + 1)) {
+  for (std::size_t slash = path.find('/', 1);; slash = path.find('/', slash + 1)) {
     std::string const part = path.substr(0, slash);
     if (::mkdir(part.c_str(), 0700) != 0 && errno != EEXIST) {
       error = "cannot create " + part + ": " + std::strerror(errno);
@@ -43,7 +43,8 @@ std::optional<SavedSession> LoadSession() {
   std::ifstream in(SessionFilePath());
   SavedSession session;
   std::string token;
-  if (!std::getline(in, session.server) || !std::getline(in, token) || session.server.empty() || token.empty()) {
+  if (!std::getline(in, session.server) || !std::getline(in, token) || session.server.empty() ||
+      token.empty()) {
     return std::nullopt;
   }
   session.token = ::Opax::SecretString(std::move(token));
@@ -63,7 +64,8 @@ bool SaveSession(SavedSession const& session, std::string& error) {
   // Held as a secret, so that the token's copy is wiped once written.
   ::Opax::SecretString const text(session.server + "\n" + session.token.reveal() + "\n");
   std::string const& bytes = text.reveal();
-  bool ok = ::fchmod(fd, 0600) == 0 && ::write(fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
+  bool ok = ::fchmod(fd, 0600) == 0 &&
+            ::write(fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
   ok = ::close(fd) == 0 && ok;
   if (!ok || ::rename(temporary.c_str(), path.c_str()) != 0) {
     error = "cannot write " + path + ": " + std::strerror(errno);

@@ -39,9 +39,9 @@ class ControlServer : public Control::AsyncServiceInterface {
 
   void GetFaults(Activation const&, Result<std::shared_ptr<Control::Faults const>> const& result) override {
     FaultSettings const settings = faults_->Get();
-    result.SetResult(std::make_shared<Control::Faults const>(settings.latency.count(), settings.failureRate,
-                                                             Errors::ErrorType::FromText(EnumText(settings.error)),
-                                                             settings.dropRate));
+    result.SetResult(std::make_shared<Control::Faults const>(
+        settings.latency.count(), settings.failureRate, Errors::ErrorType::FromText(EnumText(settings.error)),
+        settings.dropRate));
   }
 
   void SetFaults(std::shared_ptr<Control::Faults const> const& faults, Activation const&,
@@ -67,7 +67,8 @@ class ControlServer : public Control::AsyncServiceInterface {
     });
   }
 
-  void RestoreSnapshot(std::string const& name, Activation const&, Result<::Opax::Void> const& result) override {
+  void RestoreSnapshot(std::string const& name, Activation const&,
+                       Result<::Opax::Void> const& result) override {
     state_->Run([name, result](Store& store) {
       if (!store.RestoreSnapshot(name)) return result.SetError(NotFound("snapshot", name));
       result.SetResult(::Opax::Void());
@@ -83,8 +84,9 @@ class ControlServer : public Control::AsyncServiceInterface {
 
  private:
   static ErrorPtr BadName(std::string const& name) {
-    return InvalidArgument(Say("nexar.sim.snapshot.name",
-                               "A snapshot name has 1 to 128 letters, digits, '-', '_' or '.'; '{0}' does not.", {name}));
+    return InvalidArgument(
+        Say("nexar.sim.snapshot.name",
+            "A snapshot name has 1 to 128 letters, digits, '-', '_' or '.'; '{0}' does not.", {name}));
   }
 
   std::shared_ptr<State> state_;
@@ -95,7 +97,8 @@ class ControlServer : public Control::AsyncServiceInterface {
 
 std::shared_ptr<::Opax::Provider::AsyncApiInterface const> BindControl(std::shared_ptr<State> state,
                                                                        std::shared_ptr<Faults> faults) {
-  return Control::AsyncServiceBinder::BindImplementation(std::make_shared<ControlServer>(std::move(state), std::move(faults)));
+  return Control::AsyncServiceBinder::BindImplementation(
+      std::make_shared<ControlServer>(std::move(state), std::move(faults)));
 }
 
 }  // namespace Sim

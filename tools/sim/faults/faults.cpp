@@ -67,7 +67,8 @@ bool Faults::FailThisCall() const { return Roll(failurePpm_.load(std::memory_ord
 bool Faults::DropThisRequest() const { return Roll(dropPpm_.load(std::memory_order_relaxed)); }
 char const* Faults::errorId() const { return error_.load(std::memory_order_relaxed); }
 
-FaultyProvider::FaultyProvider(std::shared_ptr<::Opax::Provider::ApiProvider> inner, std::shared_ptr<Faults const> faults)
+FaultyProvider::FaultyProvider(std::shared_ptr<::Opax::Provider::ApiProvider> inner,
+                               std::shared_ptr<Faults const> faults)
     : inner_(std::move(inner)), faults_(std::move(faults)) {
   thread_ = std::make_unique<std::thread>([this] {
     auto work = boost::asio::make_work_guard(timers_);
@@ -99,7 +100,8 @@ void FaultyProvider::InvokeAsync(std::shared_ptr<::Opax::Core::MethodIdentifier 
   };
   // The simulator's own services stay reachable, so that faults can always be turned off again.
   auto const& service = method->interfaceIdentifier();
-  if (service && service->name().rfind("com.quarn.sim.", 0) == 0) return inner_->InvokeAsync(method, input, activation, callback);
+  if (service && service->name().rfind("com.quarn.sim.", 0) == 0)
+    return inner_->InvokeAsync(method, input, activation, callback);
   auto const latency = faults_->latency();
   if (latency.count() == 0) return run();
   auto timer = std::make_shared<boost::asio::steady_timer>(timers_, latency);

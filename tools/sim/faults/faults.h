@@ -35,7 +35,9 @@ class Faults {
   bool Set(FaultSettings const& settings, std::string& problem);
   FaultSettings Get() const;
 
-  std::chrono::milliseconds latency() const { return std::chrono::milliseconds(latencyMs_.load(std::memory_order_relaxed)); }
+  std::chrono::milliseconds latency() const {
+    return std::chrono::milliseconds(latencyMs_.load(std::memory_order_relaxed));
+  }
   // Whether this call or request is the one to fail or to drop.
   bool FailThisCall() const;
   bool DropThisRequest() const;
@@ -52,7 +54,8 @@ class Faults {
 };
 
 // The provider that the server hosts: delays and fails calls of the catalogue as `faults` say,
-// then hands them to `inner`; the simulator's own services are never delayed or failed. Delays wait on a timer of its own thread, never on an I/O thread.
+// then hands them to `inner`; the simulator's own services are never delayed or failed. Delays wait on a
+// timer of its own thread, never on an I/O thread.
 class FaultyProvider : public ::Opax::Provider::ApiProvider {
  public:
   FaultyProvider(std::shared_ptr<::Opax::Provider::ApiProvider> inner, std::shared_ptr<Faults const> faults);

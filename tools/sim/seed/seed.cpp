@@ -21,7 +21,8 @@ namespace json = boost::json;
 constexpr std::chrono::seconds kCallTimeout{60};
 
 ::Opax::BaseMessage Problem(std::string const& origin, std::size_t index, std::string const& what) {
-  return ::Opax::BaseMessage("nexar.sim.seed.call", "Seed " + origin + ", call " + std::to_string(index + 1) + ": " + what,
+  return ::Opax::BaseMessage("nexar.sim.seed.call",
+                             "Seed " + origin + ", call " + std::to_string(index + 1) + ": " + what,
                              {origin, std::to_string(index + 1), what});
 }
 
@@ -36,7 +37,8 @@ std::vector<std::string_view> Split(std::string_view text, char separator) {
 }
 
 // The value "name.member.member" names among the results so far, or null.
-json::value const* Resolve(std::map<std::string, json::value, std::less<>> const& results, std::string_view reference) {
+json::value const* Resolve(std::map<std::string, json::value, std::less<>> const& results,
+                           std::string_view reference) {
   auto const parts = Split(reference, '.');
   auto const found = results.find(parts.front());
   if (found == results.end()) return nullptr;
@@ -50,7 +52,8 @@ json::value const* Resolve(std::map<std::string, json::value, std::less<>> const
 
 // Replaces every "${...}" string of `input` by the value it names, walking the tree with a stack of
 // its own. False with `missing` set to the first reference that names nothing.
-bool Substitute(json::value& input, std::map<std::string, json::value, std::less<>> const& results, std::string& missing) {
+bool Substitute(json::value& input, std::map<std::string, json::value, std::less<>> const& results,
+                std::string& missing) {
   std::vector<json::value*> pending{&input};
   while (!pending.empty()) {
     json::value* at = pending.back();
@@ -83,19 +86,23 @@ std::string Describe(std::shared_ptr<::Opax::Core::MethodResult const> const& re
 using Results = std::map<std::string, json::value, std::less<>>;
 
 bool RunOne(std::string_view text, std::string const& origin, ::Opax::Rpc::OperationTable const& operations,
-            Results& results, ::Opax::Provider::ApiProvider& provider, std::list<::Opax::BaseMessage>& messages) {
+            Results& results, ::Opax::Provider::ApiProvider& provider,
+            std::list<::Opax::BaseMessage>& messages) {
   boost::system::error_code ec;
   json::value seed = json::parse(json::string_view(text.data(), text.size()), ec);
   if (ec || !seed.is_array()) {
-    messages.push_back(::Opax::BaseMessage("nexar.sim.seed.syntax", "Seed " + origin + " is not a JSON array of calls.", {origin}));
+    messages.push_back(::Opax::BaseMessage("nexar.sim.seed.syntax",
+                                           "Seed " + origin + " is not a JSON array of calls.", {origin}));
     return false;
   }
   json::array& calls = seed.as_array();
   for (std::size_t i = 0; i < calls.size(); ++i) {
     json::object* call = calls[i].if_object();
-    json::string const* name = call ? call->if_contains("call") ? (*call)["call"].if_string() : nullptr : nullptr;
+    json::string const* name =
+        call ? call->if_contains("call") ? (*call)["call"].if_string() : nullptr : nullptr;
     if (!name) {
-      messages.push_back(Problem(origin, i, "a call is an object with a \"call\" member naming the operation."));
+      messages.push_back(
+          Problem(origin, i, "a call is an object with a \"call\" member naming the operation."));
       return false;
     }
     auto const* operation = operations.Find(std::string_view(*name));
@@ -112,15 +119,17 @@ bool RunOne(std::string_view text, std::string const& origin, ::Opax::Rpc::Opera
     std::shared_ptr<::Opax::Data::DataValue const> value;
     std::list<::Opax::BaseMessage> faults;
     if (!::Opax::Json::Decode(json::serialize(input), *operation->input, value, faults)) {
-      messages.push_back(Problem(origin, i, "the input does not fit the operation: " +
-                                                (faults.empty() ? std::string() : faults.front().defaultMessage())));
+      messages.push_back(Problem(origin, i,
+                                 "the input does not fit the operation: " +
+                                     (faults.empty() ? std::string() : faults.front().defaultMessage())));
       return false;
     }
     auto promise = std::make_shared<std::promise<std::shared_ptr<::Opax::Core::MethodResult const>>>();
     auto future = promise->get_future();
     provider.InvokeAsync(operation->method, value, ::Opax::Core::AsyncActivation::GetInstance(),
                          ::Opax::Core::AsyncApiResultCb::GetInstance(
-                             [promise](std::shared_ptr<::Opax::Core::MethodResult const> const& result, ::Opax::Progress const&) {
+                             [promise](std::shared_ptr<::Opax::Core::MethodResult const> const& result,
+                                       ::Opax::Progress const&) {
                                if (result) promise->set_value(result);
                              }));
     if (future.wait_for(kCallTimeout) != std::future_status::ready) {
@@ -134,7 +143,8 @@ bool RunOne(std::string_view text, std::string const& origin, ::Opax::Rpc::Opera
     }
     if (json::string const* as = call->if_contains("as") ? (*call)["as"].if_string() : nullptr) {
       std::string output;
-      if (result->output() && ::Opax::Json::Encode(*result->output(), operation->output.get(), output, faults)) {
+      if (result->output() &&
+          ::Opax::Json::Encode(*result->output(), operation->output.get(), output, faults)) {
         results[std::string(*as)] = json::parse(output);
       }
     }

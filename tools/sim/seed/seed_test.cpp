@@ -37,7 +37,8 @@ class Seed : public ::testing::Test {
   }
 
   std::shared_ptr<State> state_;
-  std::shared_ptr<::Opax::Core::InProcessProvider> provider_ = std::make_shared<::Opax::Core::InProcessProvider>();
+  std::shared_ptr<::Opax::Core::InProcessProvider> provider_ =
+      std::make_shared<::Opax::Core::InProcessProvider>();
 };
 
 TEST_F(Seed, ReferencesReachEarlierResultsAndTheirMembers) {
@@ -46,7 +47,8 @@ TEST_F(Seed, ReferencesReachEarlierResultsAndTheirMembers) {
     {"call": "com.quarn.sim.control/save_snapshot", "input": {"name": "${faults.error}"}},
     {"call": "com.quarn.sim.control/list_snapshots", "as": "names"},
     {"call": "com.quarn.sim.control/save_snapshot", "input": {"name": "second"}}
-  ])"), "");
+  ])"),
+            "");
   EXPECT_EQ(Snapshots(), (std::vector<std::string>{"SERVICE_UNAVAILABLE", "second"}));
 }
 
@@ -71,7 +73,8 @@ TEST_F(Seed, TheFirstFaultStopsTheSeedAndNamesTheCall) {
     std::string const message = Run(c.seed);
     EXPECT_NE(message.find(c.says), std::string::npos) << c.seed << "\n said: " << message;
   }
-  EXPECT_EQ(Snapshots(), std::vector<std::string>{"a"}) << "calls before the fault stay done, none after it runs";
+  EXPECT_EQ(Snapshots(), std::vector<std::string>{"a"})
+      << "calls before the fault stay done, none after it runs";
 }
 
 }  // namespace

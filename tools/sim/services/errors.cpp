@@ -10,23 +10,28 @@ namespace Sim {
 }
 
 ErrorPtr NotFound(std::string const& what, std::string const& id) {
-  return StandardError<Errors::NotFound>(Errors::ErrorType::NOT_FOUND,
-                                         {Say("nexar.sim.not_found", "The {0} '{1}' does not exist.", {what, id})});
+  return StandardError<Errors::NotFound>(
+      Errors::ErrorType::NOT_FOUND,
+      {Say("nexar.sim.not_found", "The {0} '{1}' does not exist.", {what, id})});
 }
 
 ErrorPtr AlreadyExists(std::string const& what, std::string const& name) {
   return StandardError<Errors::AlreadyExists>(
-      Errors::ErrorType::ALREADY_EXISTS, {Say("nexar.sim.already_exists", "A {0} named '{1}' exists already.", {what, name})});
+      Errors::ErrorType::ALREADY_EXISTS,
+      {Say("nexar.sim.already_exists", "A {0} named '{1}' exists already.", {what, name})});
 }
 
 ErrorPtr InvalidArgument(std::list<::Opax::BaseMessage> const& messages) {
   return StandardError<Errors::InvalidArgument>(Errors::ErrorType::INVALID_ARGUMENT, messages);
 }
 
-ErrorPtr InvalidArgument(::Opax::BaseMessage const& message) { return InvalidArgument(std::list<::Opax::BaseMessage>{message}); }
+ErrorPtr InvalidArgument(::Opax::BaseMessage const& message) {
+  return InvalidArgument(std::list<::Opax::BaseMessage>{message});
+}
 
 ErrorPtr NotAllowedInCurrentState(::Opax::BaseMessage const& message) {
-  return StandardError<Errors::NotAllowedInCurrentState>(Errors::ErrorType::NOT_ALLOWED_IN_CURRENT_STATE, {message});
+  return StandardError<Errors::NotAllowedInCurrentState>(Errors::ErrorType::NOT_ALLOWED_IN_CURRENT_STATE,
+                                                         {message});
 }
 
 ErrorPtr AlreadyInDesiredState(::Opax::BaseMessage const& message) {
@@ -42,7 +47,8 @@ ErrorPtr ResourceInUse(::Opax::BaseMessage const& message) {
 }
 
 ErrorPtr UnableToAllocateResource(::Opax::BaseMessage const& message) {
-  return StandardError<Errors::UnableToAllocateResource>(Errors::ErrorType::UNABLE_TO_ALLOCATE_RESOURCE, {message});
+  return StandardError<Errors::UnableToAllocateResource>(Errors::ErrorType::UNABLE_TO_ALLOCATE_RESOURCE,
+                                                         {message});
 }
 
 ErrorPtr Unsupported(::Opax::BaseMessage const& message) {

@@ -4,15 +4,15 @@
 // Kinds of managed objects are their resource types; per-machine settings are kept under the id of
 // their service, one document per machine, with the machine's id as their own.
 //
-// | kind                                   | id           | parent        | document                         |
+// | kind                                   | id           | parent        | document |
 // |----------------------------------------|--------------|---------------|----------------------------------|
-// | "VirtualMachine"                       | "vm-N"       | its folder    | the machine's own record (vm/)   |
-// | "com.quarn.nexar.vm.power"             | machine's id | machine's id  | Vm::PowerSvc::Info               |
-// | "com.quarn.nexar.vm.hardware.cpu"      | machine's id | machine's id  | Vm::Hardware::CpuSvc::Info       |
-// | "com.quarn.nexar.vm.hardware.memory"   | machine's id | machine's id  | Vm::Hardware::MemorySvc::Info    |
-// | "com.quarn.nexar.vm.hardware.boot"     | machine's id | machine's id  | Vm::Hardware::BootSvc::Info      |
-// | device resource types (kDeviceKinds)   | per device   | machine's id  | the device service's Info        |
-// | inventory resource types (inventory/)  | "<prefix>-N" | its container | the inventory area's records     |
+// | "VirtualMachine"                       | "vm-N"       | its folder    | the machine's own record (vm/) |
+// | "com.quarn.nexar.vm.power"             | machine's id | machine's id  | Vm::PowerSvc::Info | |
+// "com.quarn.nexar.vm.hardware.cpu"      | machine's id | machine's id  | Vm::Hardware::CpuSvc::Info       |
+// | "com.quarn.nexar.vm.hardware.memory"   | machine's id | machine's id  | Vm::Hardware::MemorySvc::Info |
+// | "com.quarn.nexar.vm.hardware.boot"     | machine's id | machine's id  | Vm::Hardware::BootSvc::Info | |
+// device resource types (kDeviceKinds)   | per device   | machine's id  | the device service's Info        |
+// | inventory resource types (inventory/)  | "<prefix>-N" | its container | the inventory area's records |
 //
 // Every area reads the others' documents only through the functions they publish
 // (hardware/devices.h, inventory/placement.h) or the kinds and ids here.
@@ -35,8 +35,8 @@ constexpr char kSerial[] = "com.quarn.nexar.vm.hardware.SerialPort";
 constexpr char kNvmeAdapter[] = "com.quarn.nexar.vm.hardware.NvmeAdapter";
 constexpr char kSataAdapter[] = "com.quarn.nexar.vm.hardware.SataAdapter";
 constexpr char kScsiAdapter[] = "com.quarn.nexar.vm.hardware.ScsiAdapter";
-constexpr char const* kDeviceKinds[] = {kCdrom, kDisk, kEthernet, kFloppy, kParallel, kSerial,
-                                        kNvmeAdapter, kSataAdapter, kScsiAdapter};
+constexpr char const* kDeviceKinds[] = {kCdrom,  kDisk,        kEthernet,    kFloppy,     kParallel,
+                                        kSerial, kNvmeAdapter, kSataAdapter, kScsiAdapter};
 
 constexpr char kDatacenter[] = "Datacenter";
 constexpr char kFolder[] = "Folder";

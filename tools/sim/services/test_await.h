@@ -4,9 +4,9 @@
 // so a test waits on a future, bounded so that a service that never answers fails the test
 // instead of hanging it.
 
+#include "../testing/await.h"
 #include "errors.h"
 #include "result.h"
-#include "../testing/await.h"
 
 #include <boost/optional.hpp>
 

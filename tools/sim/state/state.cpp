@@ -3,7 +3,9 @@
 namespace Sim {
 
 State::State(std::unique_ptr<Store> store)
-    : store_(std::move(store)), work_(boost::asio::make_work_guard(context_)), thread_([this] { context_.run(); }) {}
+    : store_(std::move(store)),
+      work_(boost::asio::make_work_guard(context_)),
+      thread_([this] { context_.run(); }) {}
 
 State::~State() {
   work_.reset();

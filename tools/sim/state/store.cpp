@@ -23,7 +23,8 @@ CREATE TABLE IF NOT EXISTS snapshot_names(name TEXT PRIMARY KEY) WITHOUT ROWID;
 
 std::string Text(sqlite3_stmt* statement, int column) {
   auto const* text = reinterpret_cast<char const*>(sqlite3_column_text(statement, column));
-  return text ? std::string(text, static_cast<std::size_t>(sqlite3_column_bytes(statement, column))) : std::string();
+  return text ? std::string(text, static_cast<std::size_t>(sqlite3_column_bytes(statement, column)))
+              : std::string();
 }
 
 // Binds text parameters 1..n and resets the statement when it goes out of scope.
@@ -33,7 +34,8 @@ class Call {
       : db_(db), statement_(statement) {
     int index = 1;
     for (std::string const* arg : args) {
-      if (sqlite3_bind_text(statement_, index++, arg->data(), static_cast<int>(arg->size()), SQLITE_STATIC) != SQLITE_OK)
+      if (sqlite3_bind_text(statement_, index++, arg->data(), static_cast<int>(arg->size()), SQLITE_STATIC) !=
+          SQLITE_OK)
         Fail(db_);
     }
   }
@@ -63,9 +65,10 @@ std::unique_ptr<Store> Store::Open(std::string const& path, std::list<Opax::Base
   sqlite3* db = nullptr;
   int const flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
   if (sqlite3_open_v2(path.c_str(), &db, flags, nullptr) != SQLITE_OK) {
-    messages.push_back(Opax::BaseMessage("nexar.sim.state.open", "Cannot open the state file '" + path + "': " +
-                                             (db ? sqlite3_errmsg(db) : "out of memory") + ".",
-                                         {path}));
+    messages.push_back(Opax::BaseMessage(
+        "nexar.sim.state.open",
+        "Cannot open the state file '" + path + "': " + (db ? sqlite3_errmsg(db) : "out of memory") + ".",
+        {path}));
     sqlite3_close(db);
     return nullptr;
   }
@@ -76,8 +79,8 @@ std::unique_ptr<Store> Store::Open(std::string const& path, std::list<Opax::Base
     store->Execute("PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL; PRAGMA foreign_keys=OFF;");
     store->Execute(kSchema);
   } catch (std::exception const& e) {
-    messages.push_back(Opax::BaseMessage("nexar.sim.state.schema",
-                                         "The state file '" + path + "' cannot be used: " + e.what() + ".", {path}));
+    messages.push_back(Opax::BaseMessage(
+        "nexar.sim.state.schema", "The state file '" + path + "' cannot be used: " + e.what() + ".", {path}));
     return nullptr;
   }
   return store;
@@ -103,7 +106,8 @@ sqlite3_stmt* Store::Prepared(char const* sql) {
     if (entry.first == sql) return entry.second;
   }
   sqlite3_stmt* statement = nullptr;
-  if (sqlite3_prepare_v3(db_, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) != SQLITE_OK) Fail(db_);
+  if (sqlite3_prepare_v3(db_, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) != SQLITE_OK)
+    Fail(db_);
   statements_.emplace_back(sql, statement);
   return statement;
 }
@@ -112,7 +116,8 @@ namespace {
 constexpr char kPut[] = "INSERT OR REPLACE INTO objects(kind, id, parent, doc) VALUES(?1, ?2, ?3, ?4)";
 constexpr char kGet[] = "SELECT kind, id, parent, doc FROM objects WHERE kind = ?1 AND id = ?2";
 constexpr char kList[] = "SELECT kind, id, parent, doc FROM objects WHERE kind = ?1 ORDER BY id";
-constexpr char kChildren[] = "SELECT kind, id, parent, doc FROM objects WHERE kind = ?1 AND parent = ?2 ORDER BY id";
+constexpr char kChildren[] =
+    "SELECT kind, id, parent, doc FROM objects WHERE kind = ?1 AND parent = ?2 ORDER BY id";
 constexpr char kRemove[] = "DELETE FROM objects WHERE kind = ?1 AND id = ?2";
 constexpr char kNextId[] =
     "INSERT INTO counters(prefix, last) VALUES(?1, 1) ON CONFLICT(prefix) DO UPDATE SET last = last + 1 "
@@ -213,7 +218,9 @@ bool Store::RestoreSnapshot(std::string const& name) {
   // The counters stay: ids handed out after the snapshot are not handed out again.
   Execute("DELETE FROM objects");
   {
-    Call copy(db_, Prepared("INSERT INTO objects SELECT kind, id, parent, doc FROM snapshots WHERE name = ?1"), {&name});
+    Call copy(db_,
+              Prepared("INSERT INTO objects SELECT kind, id, parent, doc FROM snapshots WHERE name = ?1"),
+              {&name});
     copy.Next();
   }
   transaction.Commit();

@@ -4,9 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
 #include <cstdio>
 #include <string>
-#include <unistd.h>
 
 namespace Sim {
 namespace {
@@ -31,7 +31,7 @@ TEST(Store, RowsByKindIdAndParent) {
   store->Put({"Disk", "d-2", "vm-1", "{\"b\":2}"});
   store->Put({"Disk", "d-1", "vm-1", "{\"a\":1}"});
   store->Put({"Disk", "d-3", "vm-2", "{}"});
-  store->Put({"Cdrom", "d-1", "vm-1", "{}"});  // ids are per kind
+  store->Put({"Cdrom", "d-1", "vm-1", "{}"});        // ids are per kind
   store->Put({"Disk", "d-1", "vm-1", "{\"a\":3}"});  // replaces
 
   ASSERT_TRUE(store->Get("Disk", "d-1"));

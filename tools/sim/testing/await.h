@@ -30,22 +30,27 @@ struct Reply {
   std::string outcome;
 };
 
-inline std::string ShortName(ErrorPtr const& error) { return error->name().substr(error->name().rfind('.') + 1); }
+inline std::string ShortName(ErrorPtr const& error) {
+  return error->name().substr(error->name().rfind('.') + 1);
+}
 
 // Calls `start(result)` with a plain operation's result object and waits for its final outcome.
 template <class T, class Start>
 Reply<T> Await(Start&& start) {
   using Result = ::Opax::AsyncResult<T, ::Opax::AsyncResultTerminateCbPolicy>;
   auto promise = std::make_shared<std::promise<Reply<T>>>();
-  Result result(typename Result::Callback([promise](boost::optional<T> const& value, ErrorPtr const& error,
-                                                    ::Opax::Progress const&) {
-    // The result object delivers one final outcome at most; progress carries neither.
-    if (error) promise->set_value(Reply<T>{boost::none, error, ShortName(error)});
-    else if (value) promise->set_value(Reply<T>{value, nullptr, "ok"});
-  }));
+  Result result(typename Result::Callback(
+      [promise](boost::optional<T> const& value, ErrorPtr const& error, ::Opax::Progress const&) {
+        // The result object delivers one final outcome at most; progress carries neither.
+        if (error)
+          promise->set_value(Reply<T>{boost::none, error, ShortName(error)});
+        else if (value)
+          promise->set_value(Reply<T>{value, nullptr, "ok"});
+      }));
   auto future = promise->get_future();
   start(result);
-  if (future.wait_for(kReplyTimeout) != std::future_status::ready) return Reply<T>{boost::none, nullptr, "no reply"};
+  if (future.wait_for(kReplyTimeout) != std::future_status::ready)
+    return Reply<T>{boost::none, nullptr, "no reply"};
   return future.get();
 }
 

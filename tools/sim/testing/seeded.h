@@ -17,7 +17,8 @@ namespace Testing {
 
 struct Seeded {
   std::shared_ptr<State> state;
-  std::shared_ptr<::Opax::Core::InProcessProvider> provider = std::make_shared<::Opax::Core::InProcessProvider>();
+  std::shared_ptr<::Opax::Core::InProcessProvider> provider =
+      std::make_shared<::Opax::Core::InProcessProvider>();
   // The first fault of the seed, or "" when it loaded.
   std::string fault;
 };

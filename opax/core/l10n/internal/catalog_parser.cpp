@@ -98,7 +98,8 @@ class Parser {
     Place const at{path_, number};
     if (!raw.empty() && raw.back() == '\r') raw.remove_suffix(1);  // written on a system with CRLF lines
     if (raw.size() > MessageCatalog::kMaxLineBytes) {
-      return Fault(at.Report(MessageIds::kCatalogLineTooLong, {std::to_string(MessageCatalog::kMaxLineBytes)}));
+      return Fault(
+          at.Report(MessageIds::kCatalogLineTooLong, {std::to_string(MessageCatalog::kMaxLineBytes)}));
     }
     if (!IsValidUtf8(raw)) return Fault(at.Report(MessageIds::kCatalogUtf8));
     std::string_view const line = Trim(raw);
@@ -106,7 +107,8 @@ class Parser {
 
     std::size_t const equals = line.find('=');
     std::string_view const id = equals == std::string_view::npos ? line : Trim(line.substr(0, equals));
-    std::string_view const written = equals == std::string_view::npos ? std::string_view() : Trim(line.substr(equals + 1));
+    std::string_view const written =
+        equals == std::string_view::npos ? std::string_view() : Trim(line.substr(equals + 1));
     if (!IsId(id) || written.empty()) return Fault(at.Report(MessageIds::kCatalogLineMalformed));
     std::string text;
     if (!Unescape(written, text)) return Fault(at.Report(MessageIds::kCatalogEscape));
@@ -142,8 +144,8 @@ class Parser {
 
 }  // namespace
 
-bool ParseCatalog(std::string const& content, std::string const& path, std::map<std::string, std::string>& texts,
-                  std::list<BaseMessage>& messages) {
+bool ParseCatalog(std::string const& content, std::string const& path,
+                  std::map<std::string, std::string>& texts, std::list<BaseMessage>& messages) {
   std::string_view rest(content);
   constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";  // some editors write one
   if (rest.substr(0, kByteOrderMark.size()) == kByteOrderMark) rest.remove_prefix(kByteOrderMark.size());

@@ -1,5 +1,5 @@
-#include "create.h"
 #include "connectable_service.h"
+#include "create.h"
 #include "services.h"
 
 #include <boost/algorithm/string/predicate.hpp>
@@ -8,7 +8,8 @@ namespace Sim {
 namespace Hardware {
 namespace {
 
-ErrorPtr ResolveBacking(CdromSvc::BackingSpec const& spec, std::shared_ptr<CdromSvc::BackingInfo const>& backing) {
+ErrorPtr ResolveBacking(CdromSvc::BackingSpec const& spec,
+                        std::shared_ptr<CdromSvc::BackingInfo const>& backing) {
   CdromSvc::BackingInfo info(spec.type());
   switch (spec.type()) {
     case CdromSvc::BackingType::ISO_FILE:
@@ -34,7 +35,8 @@ ErrorPtr ResolveBacking(CdromSvc::BackingSpec const& spec, std::shared_ptr<Cdrom
 bool IdeHasRoom(Store& store, std::string const& vm) {
   StorageAddress address;
   bool addAdapter = false;
-  return !AllocateAddress(store, vm, AddressRequest{StorageBus::IDE, boost::none, boost::none}, false, address, addAdapter);
+  return !AllocateAddress(store, vm, AddressRequest{StorageBus::IDE, boost::none, boost::none}, false,
+                          address, addAdapter);
 }
 
 }  // namespace
@@ -65,7 +67,8 @@ ErrorPtr CreateCdrom(Store& store, std::string const& vm, CdromSvc::CreateSpec c
     info.sata(std::make_shared<Hw::SataAddressInfo const>(address.adapter, address.unit));
   }
   std::shared_ptr<CdromSvc::BackingInfo const> backing;
-  auto const backingSpec = spec.backing() ? *spec.backing() : CdromSvc::BackingSpec(CdromSvc::BackingType::CLIENT_DEVICE);
+  auto const backingSpec =
+      spec.backing() ? *spec.backing() : CdromSvc::BackingSpec(CdromSvc::BackingType::CLIENT_DEVICE);
   if (ErrorPtr error = ResolveBacking(backingSpec, backing)) return error;
   info.backing(backing);
   info.label(NextLabel<CdromSvc::Info>(store, kCdromKind, vm));
@@ -81,35 +84,38 @@ namespace {
 
 class CdromService final : public ConnectableService<CdromSvc> {
  public:
-  explicit CdromService(std::shared_ptr<State> state) : ConnectableService(std::move(state), kCdromKind, true) {}
+  explicit CdromService(std::shared_ptr<State> state)
+      : ConnectableService(std::move(state), kCdromKind, true) {}
 
-  void Create(std::string const& vm, std::shared_ptr<CdromSvc::CreateSpec const> const& spec, Activation const&,
-              Result<std::string> const& result) override {
+  void Create(std::string const& vm, std::shared_ptr<CdromSvc::CreateSpec const> const& spec,
+              Activation const&, Result<std::string> const& result) override {
     CreateDevice<CdromSvc::CreateSpec>(*state_, vm, spec, &CreateCdrom, result);
   }
   // Changing the medium is what a running machine's drive is for, so the backing may change any time.
-  void Update(std::string const& vm, std::string const& id, std::shared_ptr<CdromSvc::UpdateSpec const> const& spec,
-              Activation const&, Result<Void> const& result) override {
-    UpdateDevice<CdromSvc::Info>(*state_, kCdromKind, vm, id,
-                                 [spec](Store&, CdromSvc::Info& info) -> ErrorPtr {
-                                   if (!spec) return nullptr;
-                                   if (spec->backing()) {
-                                     std::shared_ptr<CdromSvc::BackingInfo const> backing;
-                                     if (ErrorPtr error = ResolveBacking(*spec->backing(), backing)) return error;
-                                     info.backing(backing);
-                                   }
-                                   ApplyConnectionUpdate(*spec, info);
-                                   return nullptr;
-                                 },
-                                 result);
+  void Update(std::string const& vm, std::string const& id,
+              std::shared_ptr<CdromSvc::UpdateSpec const> const& spec, Activation const&,
+              Result<Void> const& result) override {
+    UpdateDevice<CdromSvc::Info>(
+        *state_, kCdromKind, vm, id,
+        [spec](Store&, CdromSvc::Info& info) -> ErrorPtr {
+          if (!spec) return nullptr;
+          if (spec->backing()) {
+            std::shared_ptr<CdromSvc::BackingInfo const> backing;
+            if (ErrorPtr error = ResolveBacking(*spec->backing(), backing)) return error;
+            info.backing(backing);
+          }
+          ApplyConnectionUpdate(*spec, info);
+          return nullptr;
+        },
+        result);
   }
 };
 
 }  // namespace
 
 void BindCdrom(Services const& services, Bound& bound) {
-  bound.push_back(CdromSvc::AsyncServiceBinder::BindImplementation(std::make_shared<CdromService>(services.state),
-                                                                   services.localizer));
+  bound.push_back(CdromSvc::AsyncServiceBinder::BindImplementation(
+      std::make_shared<CdromService>(services.state), services.localizer));
 }
 
 }  // namespace Hardware

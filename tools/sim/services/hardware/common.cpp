@@ -18,7 +18,9 @@ PowerSvc::State PowerState(Store& store, std::string const& vm) {
   return power ? power->state() : PowerSvc::State(PowerSvc::State::POWERED_OFF);
 }
 
-bool Running(Store& store, std::string const& vm) { return PowerState(store, vm) != PowerSvc::State::POWERED_OFF; }
+bool Running(Store& store, std::string const& vm) {
+  return PowerState(store, vm) != PowerSvc::State::POWERED_OFF;
+}
 
 ErrorPtr NeedsPoweredOff(Store& store, std::string const& vm, std::string const& action) {
   if (!Running(store, vm)) return nullptr;

@@ -3,10 +3,10 @@
 // What every device service of this area shares: the generated types, the machine's state as the
 // device rules need it, and running an operation as one job with its writes in one transaction.
 
+#include "../../state/document.h"
 #include "../errors.h"
 #include "../kinds.h"
 #include "../module.h"
-#include "../../state/document.h"
 
 #include <boost/optional.hpp>
 
@@ -78,7 +78,8 @@ ErrorPtr NeedsPoweredOff(Store& store, std::string const& vm, std::string const&
 std::string FirstFreeLabel(DeviceKind const& kind, std::set<std::string> const& taken);
 
 template <class Info>
-boost::optional<Info> LoadDevice(Store& store, DeviceKind const& kind, std::string const& vm, std::string const& id) {
+boost::optional<Info> LoadDevice(Store& store, DeviceKind const& kind, std::string const& vm,
+                                 std::string const& id) {
   std::string machine;
   auto info = Load<Info>(store, kind.kind, id, &machine);
   if (!info || machine != vm) return boost::none;
@@ -86,7 +87,8 @@ boost::optional<Info> LoadDevice(Store& store, DeviceKind const& kind, std::stri
 }
 
 template <class Info>
-void SaveDevice(Store& store, DeviceKind const& kind, std::string const& vm, std::string const& id, Info const& info) {
+void SaveDevice(Store& store, DeviceKind const& kind, std::string const& vm, std::string const& id,
+                Info const& info) {
   store.Put({kind.kind, id, vm, ToDocument(info)});
 }
 

@@ -18,24 +18,31 @@ class ConnectableService : public Svc::AsyncServiceInterface {
   ConnectableService(std::shared_ptr<State> state, DeviceKind const& kind, bool removeNeedsPoweredOff)
       : state_(std::move(state)), kind_(kind), removeNeedsPoweredOff_(removeNeedsPoweredOff) {}
 
-  void List(std::string const& vm, Activation const&, Result<std::list<std::shared_ptr<Summary const>>> const& result) override {
+  void List(std::string const& vm, Activation const&,
+            Result<std::list<std::shared_ptr<Summary const>>> const& result) override {
     ListDevices<Summary>(*state_, kind_, vm, result);
   }
-  void Get(std::string const& vm, std::string const& id, Activation const&, Result<std::shared_ptr<Info const>> const& result) override {
+  void Get(std::string const& vm, std::string const& id, Activation const&,
+           Result<std::shared_ptr<Info const>> const& result) override {
     GetDevice<Info>(*state_, kind_, vm, id, result);
   }
-  void Delete(std::string const& vm, std::string const& id, Activation const&, Result<Void> const& result) override {
+  void Delete(std::string const& vm, std::string const& id, Activation const&,
+              Result<Void> const& result) override {
     RemovalRule<Info> rule;
     if (removeNeedsPoweredOff_) {
       std::string const action = std::string("remove a ") + kind_.what;
-      rule = [action](Store& store, std::string const& machine, Info const&) { return NeedsPoweredOff(store, machine, action); };
+      rule = [action](Store& store, std::string const& machine, Info const&) {
+        return NeedsPoweredOff(store, machine, action);
+      };
     }
     DeleteDevice<Info>(*state_, kind_, vm, id, rule, result);
   }
-  void Connect(std::string const& vm, std::string const& id, Activation const&, Result<Void> const& result) override {
+  void Connect(std::string const& vm, std::string const& id, Activation const&,
+               Result<Void> const& result) override {
     SetConnected<Info>(*state_, kind_, vm, id, true, result);
   }
-  void Disconnect(std::string const& vm, std::string const& id, Activation const&, Result<Void> const& result) override {
+  void Disconnect(std::string const& vm, std::string const& id, Activation const&,
+                  Result<Void> const& result) override {
     SetConnected<Info>(*state_, kind_, vm, id, false, result);
   }
 

@@ -15,7 +15,8 @@ namespace Hardware {
 template <class Info, class = void>
 struct Connectable : std::false_type {};
 template <class Info>
-struct Connectable<Info, decltype(void(std::declval<Info&>().state(Hw::ConnectionState())))> : std::true_type {};
+struct Connectable<Info, decltype(void(std::declval<Info&>().state(Hw::ConnectionState())))>
+    : std::true_type {};
 
 // What a device's connection is as a client sees it: nothing is connected in a machine that is
 // not running, whatever its document last recorded.
@@ -32,7 +33,8 @@ Info AsReported(Store& store, std::string const& vm, Info info) {
 template <class Info>
 void SetInitialConnection(Store& store, std::string const& vm, Info& info) {
   bool const on = PowerState(store, vm) == PowerSvc::State::POWERED_ON;
-  info.state(on && info.startConnected() ? Hw::ConnectionState::CONNECTED : Hw::ConnectionState::NOT_CONNECTED);
+  info.state(on && info.startConnected() ? Hw::ConnectionState::CONNECTED
+                                         : Hw::ConnectionState::NOT_CONNECTED);
 }
 
 // Decides whether a device may go: null to allow, else the error. Runs inside the transaction.
@@ -42,21 +44,24 @@ using RemovalRule = std::function<ErrorPtr(Store&, std::string const& vm, Info c
 template <class Summary>
 void ListDevices(State& state, DeviceKind const& kind, std::string const& vm,
                  Result<std::list<std::shared_ptr<Summary const>>> const& result) {
-  ReadOnMachine(state, vm, result, [&kind, vm](Store& store, std::list<std::shared_ptr<Summary const>>& out) -> ErrorPtr {
-    for (auto const& row : store.Children(kind.kind, vm)) out.push_back(std::make_shared<Summary const>(row.id));
-    return nullptr;
-  });
+  ReadOnMachine(state, vm, result,
+                [&kind, vm](Store& store, std::list<std::shared_ptr<Summary const>>& out) -> ErrorPtr {
+                  for (auto const& row : store.Children(kind.kind, vm))
+                    out.push_back(std::make_shared<Summary const>(row.id));
+                  return nullptr;
+                });
 }
 
 template <class Info>
 void GetDevice(State& state, DeviceKind const& kind, std::string const& vm, std::string const& id,
                Result<std::shared_ptr<Info const>> const& result) {
-  ReadOnMachine(state, vm, result, [&kind, vm, id](Store& store, std::shared_ptr<Info const>& out) -> ErrorPtr {
-    auto info = LoadDevice<Info>(store, kind, vm, id);
-    if (!info) return NotFound(kind.what, id);
-    out = std::make_shared<Info const>(AsReported(store, vm, std::move(*info)));
-    return nullptr;
-  });
+  ReadOnMachine(state, vm, result,
+                [&kind, vm, id](Store& store, std::shared_ptr<Info const>& out) -> ErrorPtr {
+                  auto info = LoadDevice<Info>(store, kind, vm, id);
+                  if (!info) return NotFound(kind.what, id);
+                  out = std::make_shared<Info const>(AsReported(store, vm, std::move(*info)));
+                  return nullptr;
+                });
 }
 
 template <class Info>
@@ -76,22 +81,24 @@ void DeleteDevice(State& state, DeviceKind const& kind, std::string const& vm, s
 // Connecting is only meaningful while the machine runs; asking for the state a device is in
 // already is refused so that a client learns its picture was out of date.
 template <class Info>
-void SetConnected(State& state, DeviceKind const& kind, std::string const& vm, std::string const& id, bool connect,
-                  Result<Void> const& result) {
+void SetConnected(State& state, DeviceKind const& kind, std::string const& vm, std::string const& id,
+                  bool connect, Result<Void> const& result) {
   RunOnMachine(state, vm, result, [&kind, vm, id, connect](Store& store, Void&) -> ErrorPtr {
     auto info = LoadDevice<Info>(store, kind, vm, id);
     if (!info) return NotFound(kind.what, id);
     if (PowerState(store, vm) != PowerSvc::State::POWERED_ON) {
-      return NotAllowedInCurrentState(Say("nexar.sim.hardware.connection.not_running",
-                                          "The {0} '{1}' can only be connected or disconnected while its virtual machine runs.",
-                                          {kind.what, id}));
+      return NotAllowedInCurrentState(
+          Say("nexar.sim.hardware.connection.not_running",
+              "The {0} '{1}' can only be connected or disconnected while its virtual machine runs.",
+              {kind.what, id}));
     }
     auto const wanted = connect ? Hw::ConnectionState::CONNECTED : Hw::ConnectionState::NOT_CONNECTED;
     if (info->state() == wanted) {
-      return AlreadyInDesiredState(Say(connect ? "nexar.sim.hardware.connection.already_connected"
-                                               : "nexar.sim.hardware.connection.already_disconnected",
-                                       connect ? "The {0} '{1}' is connected already." : "The {0} '{1}' is not connected.",
-                                       {kind.what, id}));
+      return AlreadyInDesiredState(
+          Say(connect ? "nexar.sim.hardware.connection.already_connected"
+                      : "nexar.sim.hardware.connection.already_disconnected",
+              connect ? "The {0} '{1}' is connected already." : "The {0} '{1}' is not connected.",
+              {kind.what, id}));
     }
     info->state(wanted);
     SaveDevice(store, kind, vm, id, *info);
@@ -103,8 +110,8 @@ template <class Spec>
 using Creator = ErrorPtr (*)(Store&, std::string const&, Spec const&, std::string&);
 
 template <class Spec>
-void CreateDevice(State& state, std::string const& vm, std::shared_ptr<Spec const> const& spec, Creator<Spec> create,
-                  Result<std::string> const& result) {
+void CreateDevice(State& state, std::string const& vm, std::shared_ptr<Spec const> const& spec,
+                  Creator<Spec> create, Result<std::string> const& result) {
   RunOnMachine(state, vm, result, [vm, spec, create](Store& store, std::string& id) -> ErrorPtr {
     return create(store, vm, spec ? *spec : Spec(), id);
   });
@@ -112,8 +119,8 @@ void CreateDevice(State& state, std::string const& vm, std::shared_ptr<Spec cons
 
 // Loads the device, lets `change` edit it (or refuse), and stores what it made.
 template <class Info, class Change>
-void UpdateDevice(State& state, DeviceKind const& kind, std::string const& vm, std::string const& id, Change change,
-                  Result<Void> const& result) {
+void UpdateDevice(State& state, DeviceKind const& kind, std::string const& vm, std::string const& id,
+                  Change change, Result<Void> const& result) {
   RunOnMachine(state, vm, result, [&kind, vm, id, change](Store& store, Void&) -> ErrorPtr {
     auto info = LoadDevice<Info>(store, kind, vm, id);
     if (!info) return NotFound(kind.what, id);

@@ -10,8 +10,8 @@ namespace {
 using namespace ::Sim::Hardware;
 
 template <class Spec>
-ErrorPtr AddAll(Store& store, std::string const& vm, boost::optional<std::list<std::shared_ptr<Spec const>>> const& specs,
-                Creator<Spec> create) {
+ErrorPtr AddAll(Store& store, std::string const& vm,
+                boost::optional<std::list<std::shared_ptr<Spec const>>> const& specs, Creator<Spec> create) {
   if (!specs) return nullptr;
   std::string id;
   for (auto const& spec : *specs) {
@@ -39,7 +39,9 @@ void CopyDiskFile(Store&, std::string const& target, DiskSvc::Info& info) {
   auto const close = path.find("] ");
   auto const slash = path.rfind('/');
   std::string const datastore = close == std::string::npos ? "[datastore]" : path.substr(0, close + 1);
-  std::string const file = slash == std::string::npos ? path.substr(close == std::string::npos ? 0 : close + 2) : path.substr(slash + 1);
+  std::string const file = slash == std::string::npos
+                               ? path.substr(close == std::string::npos ? 0 : close + 2)
+                               : path.substr(slash + 1);
   info.backing(std::make_shared<DiskSvc::BackingInfo const>(
       DiskSvc::BackingInfo(DiskSvc::BackingType::VMDK_FILE).vmdkFile(datastore + " " + target + "/" + file)));
 }
@@ -52,7 +54,8 @@ void RenewMac(Store& store, std::string const&, EthernetSvc::Info& info) {
 
 }  // namespace
 
-ErrorPtr AddFromSpec(Store& store, std::string const& vm, ::Com::Quarn::Nexar::VmSvc::CreateSpec const& spec) {
+ErrorPtr AddFromSpec(Store& store, std::string const& vm,
+                     ::Com::Quarn::Nexar::VmSvc::CreateSpec const& spec) {
   // Adapters first, so that disks asking for their buses find them rather than adding defaults.
   if (ErrorPtr error = AddAll(store, vm, spec.sataAdapters(), &CreateSataAdapter)) return error;
   if (ErrorPtr error = AddAll(store, vm, spec.scsiAdapters(), &CreateScsiAdapter)) return error;
@@ -65,7 +68,8 @@ ErrorPtr AddFromSpec(Store& store, std::string const& vm, ::Com::Quarn::Nexar::V
   return AddAll(store, vm, spec.parallelPorts(), &CreateParallel);
 }
 
-ErrorPtr Copy(Store& store, std::string const& source, std::string const& target, std::set<std::string> const& disksToRemove) {
+ErrorPtr Copy(Store& store, std::string const& source, std::string const& target,
+              std::set<std::string> const& disksToRemove) {
   for (auto const& disk : disksToRemove) {
     auto const row = store.Get(Kinds::kDisk, disk);
     if (!row || row->parent != source) return NotFound("disk", disk);

@@ -4,8 +4,8 @@
 // spec, a clone's copies of its source's devices, and their removal with the machine. All on the
 // state thread, inside the calling operation's transaction.
 
-#include "../errors.h"
 #include "../../state/store.h"
+#include "../errors.h"
 
 #include <bindings/vm.h>
 

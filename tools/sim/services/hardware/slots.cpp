@@ -8,10 +8,14 @@ namespace {
 
 char const* BusName(StorageBus bus) {
   switch (bus) {
-    case StorageBus::IDE: return "IDE";
-    case StorageBus::SATA: return "SATA";
-    case StorageBus::SCSI: return "SCSI";
-    case StorageBus::NVME: return "NVMe";
+    case StorageBus::IDE:
+      return "IDE";
+    case StorageBus::SATA:
+      return "SATA";
+    case StorageBus::SCSI:
+      return "SCSI";
+    case StorageBus::NVME:
+      return "NVMe";
   }
   return "";
 }
@@ -20,7 +24,10 @@ char const* BusName(StorageBus bus) {
 // the adapter's own.
 std::vector<int64_t> Units(StorageBus bus) {
   std::vector<int64_t> units;
-  int64_t const count = bus == StorageBus::IDE ? 2 : bus == StorageBus::SATA ? 30 : bus == StorageBus::SCSI ? 16 : 15;
+  int64_t const count = bus == StorageBus::IDE    ? 2
+                        : bus == StorageBus::SATA ? 30
+                        : bus == StorageBus::SCSI ? 16
+                                                  : 15;
   for (int64_t unit = 0; unit < count; ++unit) {
     if (bus != StorageBus::SCSI || unit != 7) units.push_back(unit);
   }
@@ -31,13 +38,15 @@ int64_t AdapterLimit(StorageBus bus) { return bus == StorageBus::IDE ? 2 : kMaxA
 
 template <class Info>
 void AddAddress(Info const& info, std::set<StorageAddress>& taken) {
-  if (info.ide()) taken.insert({StorageBus::IDE, info.ide()->primary() ? 0 : 1, info.ide()->master() ? 0 : 1});
+  if (info.ide())
+    taken.insert({StorageBus::IDE, info.ide()->primary() ? 0 : 1, info.ide()->master() ? 0 : 1});
   if (info.sata()) taken.insert({StorageBus::SATA, info.sata()->bus(), info.sata()->unit()});
 }
 
 std::set<StorageAddress> TakenAddresses(Store& store, std::string const& vm) {
   std::set<StorageAddress> taken;
-  for (auto const& row : store.Children(Kinds::kCdrom, vm)) AddAddress(FromDocument<CdromSvc::Info>(row.doc), taken);
+  for (auto const& row : store.Children(Kinds::kCdrom, vm))
+    AddAddress(FromDocument<CdromSvc::Info>(row.doc), taken);
   for (auto const& row : store.Children(Kinds::kDisk, vm)) {
     auto const disk = FromDocument<DiskSvc::Info>(row.doc);
     AddAddress(disk, taken);
@@ -74,11 +83,14 @@ std::set<int64_t> AdapterBuses(Store& store, std::string const& vm, StorageBus b
   std::set<int64_t> buses;
   if (bus == StorageBus::IDE) return {0, 1};
   if (bus == StorageBus::SATA) {
-    for (auto const& row : store.Children(Kinds::kSataAdapter, vm)) buses.insert(FromDocument<SataSvc::Info>(row.doc).bus());
+    for (auto const& row : store.Children(Kinds::kSataAdapter, vm))
+      buses.insert(FromDocument<SataSvc::Info>(row.doc).bus());
   } else if (bus == StorageBus::SCSI) {
-    for (auto const& row : store.Children(Kinds::kScsiAdapter, vm)) buses.insert(FromDocument<ScsiSvc::Info>(row.doc).scsi()->bus());
+    for (auto const& row : store.Children(Kinds::kScsiAdapter, vm))
+      buses.insert(FromDocument<ScsiSvc::Info>(row.doc).scsi()->bus());
   } else {
-    for (auto const& row : store.Children(Kinds::kNvmeAdapter, vm)) buses.insert(FromDocument<NvmeSvc::Info>(row.doc).bus());
+    for (auto const& row : store.Children(Kinds::kNvmeAdapter, vm))
+      buses.insert(FromDocument<NvmeSvc::Info>(row.doc).bus());
   }
   return buses;
 }
@@ -107,11 +119,11 @@ ErrorPtr AllocateAddress(Store& store, std::string const& vm, AddressRequest con
   if (request.adapter) {
     auto const unit = FreeUnit(taken, bus, *request.adapter, request.unit);
     if (!unit) {
-      auto const message = request.unit
-                               ? Say("nexar.sim.hardware.address.taken", "{0} bus {1} unit {2} is taken.",
-                                     {busName, std::to_string(*request.adapter), std::to_string(*request.unit)})
-                               : Say("nexar.sim.hardware.address.bus_full", "{0} bus {1} has no free unit.",
-                                     {busName, std::to_string(*request.adapter)});
+      auto const message =
+          request.unit ? Say("nexar.sim.hardware.address.taken", "{0} bus {1} unit {2} is taken.",
+                             {busName, std::to_string(*request.adapter), std::to_string(*request.unit)})
+                       : Say("nexar.sim.hardware.address.bus_full", "{0} bus {1} has no free unit.",
+                             {busName, std::to_string(*request.adapter)});
       return request.unit ? Taken(takenInUse, message) : UnableToAllocateResource(message);
     }
     address = {bus, *request.adapter, *unit};
@@ -131,13 +143,13 @@ ErrorPtr AllocateAddress(Store& store, std::string const& vm, AddressRequest con
     addAdapter = true;
     return nullptr;
   }
-  return UnableToAllocateResource(
-      Say("nexar.sim.hardware.address.none_free", "The virtual machine '{0}' has no free {1} slot and no room for another {1} adapter.",
-          {vm, busName}));
+  return UnableToAllocateResource(Say(
+      "nexar.sim.hardware.address.none_free",
+      "The virtual machine '{0}' has no free {1} slot and no room for another {1} adapter.", {vm, busName}));
 }
 
-ErrorPtr AllocateAdapterBus(Store& store, std::string const& vm, StorageBus bus, boost::optional<int64_t> wanted,
-                            int64_t& chosen) {
+ErrorPtr AllocateAdapterBus(Store& store, std::string const& vm, StorageBus bus,
+                            boost::optional<int64_t> wanted, int64_t& chosen) {
   std::string const busName = BusName(bus);
   auto const present = AdapterBuses(store, vm, bus);
   if (wanted) {
@@ -163,8 +175,8 @@ ErrorPtr AllocateAdapterBus(Store& store, std::string const& vm, StorageBus bus,
                                       {vm, std::to_string(kMaxAdapters), busName}));
 }
 
-ErrorPtr AllocatePciSlot(Store& store, std::string const& vm, boost::optional<int64_t> wanted, bool takenInUse,
-                         int64_t& slot) {
+ErrorPtr AllocatePciSlot(Store& store, std::string const& vm, boost::optional<int64_t> wanted,
+                         bool takenInUse, int64_t& slot) {
   std::set<int64_t> used;
   for (auto const& row : store.Children(Kinds::kEthernet, vm)) {
     if (auto const s = FromDocument<EthernetSvc::Info>(row.doc).pciSlotNumber()) used.insert(*s);
@@ -180,10 +192,12 @@ ErrorPtr AllocatePciSlot(Store& store, std::string const& vm, boost::optional<in
   }
   if (wanted) {
     if (*wanted < 0) {
-      return InvalidArgument(Say("nexar.sim.hardware.pci.range", "There is no PCI slot {0}.", {std::to_string(*wanted)}));
+      return InvalidArgument(
+          Say("nexar.sim.hardware.pci.range", "There is no PCI slot {0}.", {std::to_string(*wanted)}));
     }
     if (used.count(*wanted)) {
-      return Taken(takenInUse, Say("nexar.sim.hardware.pci.taken", "PCI slot {0} is taken.", {std::to_string(*wanted)}));
+      return Taken(takenInUse,
+                   Say("nexar.sim.hardware.pci.taken", "PCI slot {0} is taken.", {std::to_string(*wanted)}));
     }
     slot = *wanted;
     return nullptr;
@@ -195,7 +209,8 @@ ErrorPtr AllocatePciSlot(Store& store, std::string const& vm, boost::optional<in
       return nullptr;
     }
   }
-  return UnableToAllocateResource(Say("nexar.sim.hardware.pci.none_free", "The virtual machine '{0}' has no free PCI slot.", {vm}));
+  return UnableToAllocateResource(
+      Say("nexar.sim.hardware.pci.none_free", "The virtual machine '{0}' has no free PCI slot.", {vm}));
 }
 
 }  // namespace Hardware

@@ -48,13 +48,13 @@ constexpr int64_t kMaxAdapters = 4;
 
 // A free adapter bus number, or the one asked for when it is free: out of range is
 // InvalidArgument, taken is ResourceInUse, none left is UnableToAllocateResource.
-ErrorPtr AllocateAdapterBus(Store& store, std::string const& vm, StorageBus bus, boost::optional<int64_t> wanted,
-                            int64_t& chosen);
+ErrorPtr AllocateAdapterBus(Store& store, std::string const& vm, StorageBus bus,
+                            boost::optional<int64_t> wanted, int64_t& chosen);
 
 // A free PCI slot number, or the one asked for when it is free (taken: ResourceInUse when
 // `takenInUse`, else InvalidArgument).
-ErrorPtr AllocatePciSlot(Store& store, std::string const& vm, boost::optional<int64_t> wanted, bool takenInUse,
-                         int64_t& slot);
+ErrorPtr AllocatePciSlot(Store& store, std::string const& vm, boost::optional<int64_t> wanted,
+                         bool takenInUse, int64_t& slot);
 
 }  // namespace Hardware
 }  // namespace Sim

@@ -43,13 +43,15 @@ class Clusters : public ClusterSvc::AsyncServiceInterface {
           if (filter->balancingEnabled() && *filter->balancingEnabled() != balancing) continue;
           if (filter->failoverEnabled() && *filter->failoverEnabled() != info.failoverEnabled()) continue;
         }
-        found.push_back(std::make_shared<ClusterSvc::Summary const>(row.id, info.name(), balancing, info.failoverEnabled()));
+        found.push_back(std::make_shared<ClusterSvc::Summary const>(row.id, info.name(), balancing,
+                                                                    info.failoverEnabled()));
       }
       result.SetResult(found);
     });
   }
 
-  void Get(std::string const& cluster, Activation const&, Result<std::shared_ptr<ClusterSvc::Info const>> const& result) override {
+  void Get(std::string const& cluster, Activation const&,
+           Result<std::shared_ptr<ClusterSvc::Info const>> const& result) override {
     state_->Run([cluster, result](Store& store) {
       auto info = Load<ClusterSvc::Info>(store, Kinds::kCluster, cluster);
       if (!info) return result.SetError(NotFound("cluster", cluster));
@@ -63,17 +65,20 @@ class Clusters : public ClusterSvc::AsyncServiceInterface {
       auto folder = Load<FolderSvc::Info>(store, Kinds::kFolder, spec->folder());
       if (!folder) return result.SetError(NotFound("folder", spec->folder()));
       if (folder->type() != FolderSvc::Type::HOST || !folder->datacenter()) {
-        return result.SetError(InvalidArgument(Say("nexar.sim.inventory.folder.not_for_hosts",
-                                                   "The folder '{0}' does not hold hosts.", {spec->folder()})));
+        return result.SetError(
+            InvalidArgument(Say("nexar.sim.inventory.folder.not_for_hosts",
+                                "The folder '{0}' does not hold hosts.", {spec->folder()})));
       }
-      if (NameTaken(store, spec->folder(), spec->name())) return result.SetError(AlreadyExists("cluster", spec->name()));
+      if (NameTaken(store, spec->folder(), spec->name()))
+        return result.SetError(AlreadyExists("cluster", spec->name()));
       Store::Transaction transaction(store);
       std::string const id = store.NewId(Prefix::kCluster);
       ClusterSvc::Info info;
       info.name(spec->name()).datacenter(*folder->datacenter()).resourcePool(AddRootPool(store, id));
       info.failoverEnabled(spec->failoverEnabled().value_or(false));
       if (auto const& balancing = spec->balancing()) {
-        ClusterSvc::Balancing on(balancing->automation().value_or(ClusterSvc::BalancingAutomation::FULLY_AUTOMATED));
+        ClusterSvc::Balancing on(
+            balancing->automation().value_or(ClusterSvc::BalancingAutomation::FULLY_AUTOMATED));
         on.migrationThreshold(balancing->migrationThreshold().value_or(3));
         info.balancing(std::make_shared<ClusterSvc::Balancing const>(on));
       }
@@ -88,7 +93,8 @@ class Clusters : public ClusterSvc::AsyncServiceInterface {
       auto row = store.Get(Kinds::kCluster, cluster);
       if (!row) return result.SetError(NotFound("cluster", cluster));
       if (!store.Children(Kinds::kHost, cluster).empty()) {
-        return result.SetError(ResourceInUse(Say("nexar.sim.inventory.cluster.in_use", "The cluster '{0}' still has hosts.", {cluster})));
+        return result.SetError(ResourceInUse(
+            Say("nexar.sim.inventory.cluster.in_use", "The cluster '{0}' still has hosts.", {cluster})));
       }
       Store::Transaction transaction(store);
       for (auto const& below : Descendants(store, cluster)) RemoveObject(store, below);
@@ -105,7 +111,8 @@ class Clusters : public ClusterSvc::AsyncServiceInterface {
 }  // namespace
 
 BoundService BindClusters(Services const& services) {
-  return ClusterSvc::AsyncServiceBinder::BindImplementation(std::make_shared<Clusters>(services.state), services.localizer);
+  return ClusterSvc::AsyncServiceBinder::BindImplementation(std::make_shared<Clusters>(services.state),
+                                                            services.localizer);
 }
 
 }  // namespace Inventory

@@ -31,7 +31,8 @@ std::string RootPoolOf(Store& store, std::string const& owner) {
 int64_t ConnectedHosts(Store& store, std::string const& cluster) {
   int64_t count = 0;
   for (auto const& row : store.Children(Kinds::kHost, cluster)) {
-    if (FromDocument<HostSvc::Summary>(row.doc).connectionState() == HostSvc::ConnectionState::CONNECTED) ++count;
+    if (FromDocument<HostSvc::Summary>(row.doc).connectionState() == HostSvc::ConnectionState::CONNECTED)
+      ++count;
   }
   return count;
 }

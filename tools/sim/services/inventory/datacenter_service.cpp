@@ -15,7 +15,8 @@ using ::Com::Quarn::Nexar::DatacenterSvc;
 using ::Com::Quarn::Nexar::FolderSvc;
 using SummaryList = std::list<std::shared_ptr<DatacenterSvc::Summary const>>;
 
-std::string AddFolder(Store& store, std::string const& datacenter, std::string const& name, FolderSvc::Type type) {
+std::string AddFolder(Store& store, std::string const& datacenter, std::string const& name,
+                      FolderSvc::Type type) {
   std::string const id = store.NewId(Prefix::kFolder);
   Save(store, Kinds::kFolder, id, datacenter, FolderSvc::Info(name, type).datacenter(datacenter));
   return id;
@@ -43,7 +44,8 @@ class Datacenters : public DatacenterSvc::AsyncServiceInterface {
         return result.SetError(InvalidArgument(Say("nexar.sim.inventory.folder.not_for_datacenters",
                                                    "The folder '{0}' does not hold datacenters.", {folder})));
       }
-      if (NameTaken(store, folder, spec->name())) return result.SetError(AlreadyExists("datacenter", spec->name()));
+      if (NameTaken(store, folder, spec->name()))
+        return result.SetError(AlreadyExists("datacenter", spec->name()));
       std::string const id = store.NewId(Prefix::kDatacenter);
       DatacenterSvc::Info info;
       info.name(spec->name()).parent(folder);
@@ -65,9 +67,9 @@ class Datacenters : public DatacenterSvc::AsyncServiceInterface {
       if (!row) return result.SetError(NotFound("datacenter", datacenter));
       auto const below = Descendants(store, datacenter);
       if (!forced && HoldsHostsOrMachines(below)) {
-        return result.SetError(ResourceInUse(Say("nexar.sim.inventory.datacenter.in_use",
-                                                 "The datacenter '{0}' still holds hosts or virtual machines.",
-                                                 {datacenter})));
+        return result.SetError(
+            ResourceInUse(Say("nexar.sim.inventory.datacenter.in_use",
+                              "The datacenter '{0}' still holds hosts or virtual machines.", {datacenter})));
       }
       Store::Transaction transaction(store);
       for (auto const& child : below) RemoveObject(store, child);

@@ -21,8 +21,8 @@ ErrorPtr CheckHosts(Store& store, std::set<std::string> const& hosts, std::strin
   for (auto const& host : hosts) {
     if (!store.Exists(Kinds::kHost, host)) return NotFound("host", host);
     if (DatacenterOf(store, host) != datacenter) {
-      return InvalidArgument(Say("nexar.sim.inventory.host.elsewhere", "The host '{0}' is not in the datacenter '{1}'.",
-                                 {host, datacenter}));
+      return InvalidArgument(Say("nexar.sim.inventory.host.elsewhere",
+                                 "The host '{0}' is not in the datacenter '{1}'.", {host, datacenter}));
     }
   }
   return nullptr;
@@ -36,11 +36,13 @@ class Discoveries : public InventorySvc::AsyncServiceInterface {
                     Result<std::string> const& result) override {
     state_->Run([spec, result](Store& store) {
       if (spec->capacity() < 0 || spec->freeSpace() < 0 || spec->freeSpace() > spec->capacity()) {
-        return result.SetError(InvalidArgument(Say("nexar.sim.inventory.datastore.space",
-                                                   "A datastore's free space lies between 0 and its capacity.")));
+        return result.SetError(
+            InvalidArgument(Say("nexar.sim.inventory.datastore.space",
+                                "A datastore's free space lies between 0 and its capacity.")));
       }
       std::string folder;
-      if (auto error = Folder(store, spec->datacenter(), spec->name(), folder, true)) return result.SetError(error);
+      if (auto error = Folder(store, spec->datacenter(), spec->name(), folder, true))
+        return result.SetError(error);
       if (auto error = CheckHosts(store, spec->hosts(), spec->datacenter())) return result.SetError(error);
       Add(store, Kinds::kDatastore, Prefix::kDatastore, folder, *spec, result);
     });
@@ -50,25 +52,29 @@ class Discoveries : public InventorySvc::AsyncServiceInterface {
                   Result<std::string> const& result) override {
     state_->Run([spec, result](Store& store) {
       std::string folder;
-      if (auto error = Folder(store, spec->datacenter(), spec->name(), folder, false)) return result.SetError(error);
+      if (auto error = Folder(store, spec->datacenter(), spec->name(), folder, false))
+        return result.SetError(error);
       bool const portGroup = spec->type() == NetworkSvc::Type::DISTRIBUTED_PORTGROUP;
       auto const& dvs = spec->distributedSwitch();
       if (portGroup != static_cast<bool>(dvs)) {
-        return result.SetError(InvalidArgument(Say("nexar.sim.inventory.network.switch",
-                                                   "A distributed port group names its switch, and no other network does.")));
+        return result.SetError(
+            InvalidArgument(Say("nexar.sim.inventory.network.switch",
+                                "A distributed port group names its switch, and no other network does.")));
       }
-      if (dvs && (!store.Exists(Kinds::kDistributedSwitch, *dvs) || DatacenterOf(store, *dvs) != spec->datacenter())) {
+      if (dvs && (!store.Exists(Kinds::kDistributedSwitch, *dvs) ||
+                  DatacenterOf(store, *dvs) != spec->datacenter())) {
         return result.SetError(NotFound("distributed switch", *dvs));
       }
       Add(store, Kinds::kNetwork, portGroup ? Prefix::kPortGroup : Prefix::kNetwork, folder, *spec, result);
     });
   }
 
-  void AddDistributedSwitch(std::shared_ptr<InventorySvc::DistributedSwitchSpec const> const& spec, Activation const&,
-                            Result<std::string> const& result) override {
+  void AddDistributedSwitch(std::shared_ptr<InventorySvc::DistributedSwitchSpec const> const& spec,
+                            Activation const&, Result<std::string> const& result) override {
     state_->Run([spec, result](Store& store) {
       std::string folder;
-      if (auto error = Folder(store, spec->datacenter(), spec->name(), folder, false)) return result.SetError(error);
+      if (auto error = Folder(store, spec->datacenter(), spec->name(), folder, false))
+        return result.SetError(error);
       if (auto error = CheckHosts(store, spec->hosts(), spec->datacenter())) return result.SetError(error);
       Add(store, Kinds::kDistributedSwitch, Prefix::kDistributedSwitch, folder, *spec, result);
     });
@@ -76,7 +82,8 @@ class Discoveries : public InventorySvc::AsyncServiceInterface {
 
  private:
   // The datacenter's datastore or network folder, where `name` must still be free.
-  static ErrorPtr Folder(Store& store, std::string const& datacenter, std::string const& name, std::string& folder, bool storage) {
+  static ErrorPtr Folder(Store& store, std::string const& datacenter, std::string const& name,
+                         std::string& folder, bool storage) {
     auto info = Load<DatacenterSvc::Info>(store, Kinds::kDatacenter, datacenter);
     if (!info) return NotFound("datacenter", datacenter);
     folder = storage ? info->datastoreFolder() : info->networkFolder();
@@ -85,8 +92,8 @@ class Discoveries : public InventorySvc::AsyncServiceInterface {
   }
 
   template <class Spec>
-  static void Add(Store& store, char const* kind, char const* prefix, std::string const& folder, Spec const& spec,
-                  Result<std::string> const& result) {
+  static void Add(Store& store, char const* kind, char const* prefix, std::string const& folder,
+                  Spec const& spec, Result<std::string> const& result) {
     Store::Transaction transaction(store);
     std::string const id = store.NewId(prefix);
     Save(store, kind, id, folder, spec);
@@ -100,7 +107,8 @@ class Discoveries : public InventorySvc::AsyncServiceInterface {
 }  // namespace
 
 BoundService BindDiscoveries(Services const& services) {
-  return InventorySvc::AsyncServiceBinder::BindImplementation(std::make_shared<Discoveries>(services.state), services.localizer);
+  return InventorySvc::AsyncServiceBinder::BindImplementation(std::make_shared<Discoveries>(services.state),
+                                                              services.localizer);
 }
 
 }  // namespace Inventory

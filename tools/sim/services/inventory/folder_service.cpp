@@ -31,7 +31,8 @@ class Folders : public FolderSvc::AsyncServiceInterface {
     });
   }
 
-  void Get(std::string const& folder, Activation const&, Result<std::shared_ptr<FolderSvc::Info const>> const& result) override {
+  void Get(std::string const& folder, Activation const&,
+           Result<std::shared_ptr<FolderSvc::Info const>> const& result) override {
     state_->Run([folder, result](Store& store) {
       RootFolder(store);
       auto info = Load<FolderSvc::Info>(store, Kinds::kFolder, folder);
@@ -47,7 +48,8 @@ class Folders : public FolderSvc::AsyncServiceInterface {
       RootFolder(store);
       auto parent = Load<FolderSvc::Info>(store, Kinds::kFolder, spec->parent());
       if (!parent) return result.SetError(NotFound("folder", spec->parent()));
-      if (NameTaken(store, spec->parent(), spec->name())) return result.SetError(AlreadyExists("folder", spec->name()));
+      if (NameTaken(store, spec->parent(), spec->name()))
+        return result.SetError(AlreadyExists("folder", spec->name()));
       std::string const id = store.NewId(Prefix::kFolder);
       FolderSvc::Info info(spec->name(), parent->type());
       info.parent(spec->parent()).datacenter(parent->datacenter());
@@ -62,12 +64,13 @@ class Folders : public FolderSvc::AsyncServiceInterface {
       auto row = store.Get(Kinds::kFolder, folder);
       if (!row) return result.SetError(NotFound("folder", folder));
       if (row->parent.empty() || store.Exists(Kinds::kDatacenter, row->parent)) {
-        return result.SetError(Unsupported(Say("nexar.sim.inventory.folder.owned",
-                                               "The folder '{0}' belongs to its datacenter or the inventory and cannot be deleted.",
-                                               {folder})));
+        return result.SetError(Unsupported(Say(
+            "nexar.sim.inventory.folder.owned",
+            "The folder '{0}' belongs to its datacenter or the inventory and cannot be deleted.", {folder})));
       }
       if (!Descendants(store, folder).empty()) {
-        return result.SetError(ResourceInUse(Say("nexar.sim.inventory.folder.in_use", "The folder '{0}' is not empty.", {folder})));
+        return result.SetError(ResourceInUse(
+            Say("nexar.sim.inventory.folder.in_use", "The folder '{0}' is not empty.", {folder})));
       }
       Store::Transaction transaction(store);
       RemoveObject(store, *row);
@@ -77,11 +80,14 @@ class Folders : public FolderSvc::AsyncServiceInterface {
   }
 
  private:
-  static bool Matches(FolderSvc::FilterSpec const& filter, Store::Row const& row, FolderSvc::Info const& info) {
+  static bool Matches(FolderSvc::FilterSpec const& filter, Store::Row const& row,
+                      FolderSvc::Info const& info) {
     if (!Admits(filter.folders(), row.id) || !Admits(filter.names(), info.name())) return false;
     if (filter.type() && *filter.type() != info.type()) return false;
-    if (filter.parentFolders() && (!info.parent() || !filter.parentFolders()->count(*info.parent()))) return false;
-    if (filter.datacenters() && (!info.datacenter() || !filter.datacenters()->count(*info.datacenter()))) return false;
+    if (filter.parentFolders() && (!info.parent() || !filter.parentFolders()->count(*info.parent())))
+      return false;
+    if (filter.datacenters() && (!info.datacenter() || !filter.datacenters()->count(*info.datacenter())))
+      return false;
     return true;
   }
 
@@ -91,7 +97,8 @@ class Folders : public FolderSvc::AsyncServiceInterface {
 }  // namespace
 
 BoundService BindFolders(Services const& services) {
-  return FolderSvc::AsyncServiceBinder::BindImplementation(std::make_shared<Folders>(services.state), services.localizer);
+  return FolderSvc::AsyncServiceBinder::BindImplementation(std::make_shared<Folders>(services.state),
+                                                           services.localizer);
 }
 
 }  // namespace Inventory

@@ -54,7 +54,8 @@ ErrorPtr CheckParent(Store& store, std::string const& parent, boost::optional<st
   }
   return StandardError<Errors::InvalidElementType>(
       Errors::ErrorType::INVALID_ELEMENT_TYPE,
-      {Say("nexar.sim.inventory.host.parent", "A host goes into a host folder or a cluster; '{0}' is neither.", {parent})});
+      {Say("nexar.sim.inventory.host.parent",
+           "A host goes into a host folder or a cluster; '{0}' is neither.", {parent})});
 }
 
 class Hosts : public HostSvc::AsyncServiceInterface {
@@ -63,11 +64,13 @@ class Hosts : public HostSvc::AsyncServiceInterface {
 
   // The credentials are only checked for presence by the binder: no simulated host refuses them,
   // and they are not kept.
-  void Create(std::shared_ptr<HostSvc::CreateSpec const> const& spec, Activation const&, Result<std::string> const& result) override {
+  void Create(std::shared_ptr<HostSvc::CreateSpec const> const& spec, Activation const&,
+              Result<std::string> const& result) override {
     state_->Run([spec, result](Store& store) {
       boost::optional<std::string> cluster;
       if (auto error = CheckParent(store, spec->parent(), cluster)) return result.SetError(error);
-      if (HostnameTaken(store, spec->hostname())) return result.SetError(AlreadyExists("host", spec->hostname()));
+      if (HostnameTaken(store, spec->hostname()))
+        return result.SetError(AlreadyExists("host", spec->hostname()));
       Store::Transaction transaction(store);
       std::string const id = store.NewId(Prefix::kHost);
       HostSvc::Summary summary(id, spec->hostname(), HostSvc::ConnectionState::DISCONNECTED);
@@ -88,9 +91,9 @@ class Hosts : public HostSvc::AsyncServiceInterface {
       // A simulated host has no maintenance mode; a disconnected one stands in for it, having
       // nothing running that the cluster would have to move.
       if (summary.cluster() && summary.connectionState() == HostSvc::ConnectionState::CONNECTED) {
-        return result.SetError(NotAllowedInCurrentState(Say("nexar.sim.inventory.host.clustered",
-                                                            "The host '{0}' is a connected member of a cluster; disconnect it first.",
-                                                            {host})));
+        return result.SetError(NotAllowedInCurrentState(
+            Say("nexar.sim.inventory.host.clustered",
+                "The host '{0}' is a connected member of a cluster; disconnect it first.", {host})));
       }
       Store::Transaction transaction(store);
       for (auto const& below : Descendants(store, host)) RemoveObject(store, below);
@@ -100,7 +103,8 @@ class Hosts : public HostSvc::AsyncServiceInterface {
     });
   }
 
-  void List(::Opax::OptionalPtr<HostSvc::FilterSpec const> const& filter, Activation const&, Result<SummaryList> const& result) override {
+  void List(::Opax::OptionalPtr<HostSvc::FilterSpec const> const& filter, Activation const&,
+            Result<SummaryList> const& result) override {
     state_->Run([filter, result](Store& store) {
       SummaryList found;
       for (auto const& row : store.List(Kinds::kHost)) {
@@ -120,11 +124,13 @@ class Hosts : public HostSvc::AsyncServiceInterface {
   }
 
  private:
-  static bool Matches(Store& store, HostSvc::FilterSpec const& filter, std::string const& id, HostSvc::Summary const& summary) {
+  static bool Matches(Store& store, HostSvc::FilterSpec const& filter, std::string const& id,
+                      HostSvc::Summary const& summary) {
     if (!Admits(filter.hosts(), id) || !Admits(filter.names(), summary.name()) ||
         !Admits(filter.connectionStates(), summary.connectionState()))
       return false;
-    if (filter.clusters() && (!summary.cluster() || !filter.clusters()->count(*summary.cluster()))) return false;
+    if (filter.clusters() && (!summary.cluster() || !filter.clusters()->count(*summary.cluster())))
+      return false;
     if (filter.standalone() && *filter.standalone() == static_cast<bool>(summary.cluster())) return false;
     return !filter.datacenters() || filter.datacenters()->count(DatacenterOf(store, id)) > 0;
   }
@@ -137,8 +143,10 @@ class Hosts : public HostSvc::AsyncServiceInterface {
       bool const connected = summary.connectionState() == HostSvc::ConnectionState::CONNECTED;
       if (connected == connect) {
         return result.SetError(AlreadyInDesiredState(
-            connect ? Say("nexar.sim.inventory.host.connected", "The host '{0}' is connected already.", {host})
-                    : Say("nexar.sim.inventory.host.disconnected", "The host '{0}' is disconnected already.", {host})));
+            connect
+                ? Say("nexar.sim.inventory.host.connected", "The host '{0}' is connected already.", {host})
+                : Say("nexar.sim.inventory.host.disconnected", "The host '{0}' is disconnected already.",
+                      {host})));
       }
       Store::Transaction transaction(store);
       Save(store, Kinds::kHost, host, row->parent, connect ? Connected(summary) : Disconnected(summary));
@@ -153,7 +161,8 @@ class Hosts : public HostSvc::AsyncServiceInterface {
 }  // namespace
 
 BoundService BindHosts(Services const& services) {
-  return HostSvc::AsyncServiceBinder::BindImplementation(std::make_shared<Hosts>(services.state), services.localizer);
+  return HostSvc::AsyncServiceBinder::BindImplementation(std::make_shared<Hosts>(services.state),
+                                                         services.localizer);
 }
 
 }  // namespace Inventory

@@ -23,13 +23,13 @@ using ::Com::Quarn::Nexar::ResourcePoolSvc;
 using ::Com::Quarn::Sim::InventorySvc;
 
 ErrorPtr Mismatch(std::string const& part, std::string const& other) {
-  return InvalidArgument(Say("nexar.sim.inventory.placement.mismatch", "The placement's '{0}' does not belong with '{1}'.",
-                             {part, other}));
+  return InvalidArgument(Say("nexar.sim.inventory.placement.mismatch",
+                             "The placement's '{0}' does not belong with '{1}'.", {part, other}));
 }
 
 ErrorPtr NoHost(std::string const& where) {
-  return UnableToAllocateResource(
-      Say("nexar.sim.inventory.placement.no_host", "No connected host in '{0}' can take the machine.", {where}));
+  return UnableToAllocateResource(Say("nexar.sim.inventory.placement.no_host",
+                                      "No connected host in '{0}' can take the machine.", {where}));
 }
 
 // The first connected host below `container` (a cluster, or a datacenter's host folder).
@@ -71,7 +71,8 @@ ErrorPtr ResolveCompute(Store& store, PlacementRequest const& request, Placement
   }
   placement.host = host;
   placement.cluster = cluster;
-  if (placement.resourcePool.empty()) placement.resourcePool = RootPoolOf(store, cluster.empty() ? host : cluster);
+  if (placement.resourcePool.empty())
+    placement.resourcePool = RootPoolOf(store, cluster.empty() ? host : cluster);
   return nullptr;
 }
 
@@ -83,10 +84,11 @@ ErrorPtr ResolveFolder(Store& store, PlacementRequest const& request, Placement&
   auto folder = Load<FolderSvc::Info>(store, Kinds::kFolder, *request.folder);
   if (!folder) return NotFound("folder", *request.folder);
   if (folder->type() != FolderSvc::Type::VIRTUAL_MACHINE) {
-    return InvalidArgument(Say("nexar.sim.inventory.placement.folder", "The folder '{0}' does not hold virtual machines.",
-                               {*request.folder}));
+    return InvalidArgument(Say("nexar.sim.inventory.placement.folder",
+                               "The folder '{0}' does not hold virtual machines.", {*request.folder}));
   }
-  if (folder->datacenter().value_or("") != placement.datacenter) return Mismatch(*request.folder, placement.host);
+  if (folder->datacenter().value_or("") != placement.datacenter)
+    return Mismatch(*request.folder, placement.host);
   placement.folder = *request.folder;
   return nullptr;
 }

@@ -3,8 +3,8 @@
 // What the other areas ask of the inventory: where a machine goes, which networks exist, and which
 // containers hold what. All on the state thread.
 
-#include "../errors.h"
 #include "../../state/store.h"
+#include "../errors.h"
 
 #include <boost/optional.hpp>
 
@@ -46,7 +46,7 @@ bool FolderWithin(Store& store, std::string const& folder, std::string const& an
 // A network that an Ethernet adapter may be backed by.
 struct NetworkFacts {
   std::string name;
-  bool distributed = false;        // a distributed port group, else a standard port group
+  bool distributed = false;           // a distributed port group, else a standard port group
   std::string distributedSwitchUuid;  // for a distributed port group
 };
 boost::optional<NetworkFacts> FindNetwork(Store& store, std::string const& network);

@@ -16,7 +16,8 @@ using ::Com::Quarn::Nexar::ResourcePoolSvc;
 using Allocation = std::shared_ptr<ResourcePoolSvc::ResourceAllocationInfo const>;
 using SummaryList = std::list<std::shared_ptr<ResourcePoolSvc::Summary const>>;
 
-Allocation Apply(Allocation const& current, ::Opax::OptionalPtr<ResourcePoolSvc::ResourceAllocationSpec const> const& spec) {
+Allocation Apply(Allocation const& current,
+                 ::Opax::OptionalPtr<ResourcePoolSvc::ResourceAllocationSpec const> const& spec) {
   if (!spec) return current;
   ResourcePoolSvc::ResourceAllocationInfo next = *current;
   next.reservation(spec->reservation().value_or(current->reservation()));
@@ -29,8 +30,9 @@ Allocation Apply(Allocation const& current, ::Opax::OptionalPtr<ResourcePoolSvc:
 ErrorPtr CheckAllocation(Allocation const& allocation, std::string const& resource) {
   if (allocation->reservation() < 0 || allocation->limit() < -1 ||
       (allocation->limit() != -1 && allocation->limit() < allocation->reservation())) {
-    return InvalidArgument(Say("nexar.sim.inventory.pool.allocation",
-                               "The {0} reservation must be 0 or more and the limit -1 or at least the reservation.", {resource}));
+    return InvalidArgument(Say(
+        "nexar.sim.inventory.pool.allocation",
+        "The {0} reservation must be 0 or more and the limit -1 or at least the reservation.", {resource}));
   }
   return nullptr;
 }
@@ -50,7 +52,8 @@ bool Covers(Store& store, std::string parent, std::string const& except, int64_t
     }
     int64_t capacity = allocation->reservation();
     if (!info->parent()) {
-      int64_t const hosts = store.Exists(Kinds::kCluster, info->owner()) ? ConnectedHosts(store, info->owner()) : 1;
+      int64_t const hosts =
+          store.Exists(Kinds::kCluster, info->owner()) ? ConnectedHosts(store, info->owner()) : 1;
       capacity = hosts * (cpu ? kHostCpuMhz : kHostMemoryMib);
     }
     int64_t const missing = wanted - (capacity - reserved);
@@ -62,13 +65,15 @@ bool Covers(Store& store, std::string parent, std::string const& except, int64_t
   return false;
 }
 
-ErrorPtr CheckFits(Store& store, std::string const& parent, std::string const& pool, ResourcePoolSvc::Info const& info) {
+ErrorPtr CheckFits(Store& store, std::string const& parent, std::string const& pool,
+                   ResourcePoolSvc::Info const& info) {
   if (auto error = CheckAllocation(info.cpuAllocation(), "CPU")) return error;
   if (auto error = CheckAllocation(info.memoryAllocation(), "memory")) return error;
   if (!Covers(store, parent, pool, info.cpuAllocation()->reservation(), true) ||
       !Covers(store, parent, pool, info.memoryAllocation()->reservation(), false)) {
     return UnableToAllocateResource(Say("nexar.sim.inventory.pool.reservation",
-                                        "The resource pool '{0}' cannot cover the reservations asked for.", {parent}));
+                                        "The resource pool '{0}' cannot cover the reservations asked for.",
+                                        {parent}));
   }
   return nullptr;
 }
@@ -77,7 +82,8 @@ class ResourcePools : public ResourcePoolSvc::AsyncServiceInterface {
  public:
   explicit ResourcePools(std::shared_ptr<State> state) : state_(std::move(state)) {}
 
-  void Get(std::string const& pool, Activation const&, Result<std::shared_ptr<ResourcePoolSvc::Info const>> const& result) override {
+  void Get(std::string const& pool, Activation const&,
+           Result<std::shared_ptr<ResourcePoolSvc::Info const>> const& result) override {
     state_->Run([pool, result](Store& store) {
       auto info = Load<ResourcePoolSvc::Info>(store, Kinds::kResourcePool, pool);
       if (!info) return result.SetError(NotFound("resource pool", pool));
@@ -107,10 +113,12 @@ class ResourcePools : public ResourcePoolSvc::AsyncServiceInterface {
       auto parent = Load<ResourcePoolSvc::Info>(store, Kinds::kResourcePool, spec->parent());
       if (!parent) return result.SetError(NotFound("resource pool", spec->parent()));
       auto const defaults = std::make_shared<ResourcePoolSvc::ResourceAllocationInfo const>(
-          0, true, -1, std::make_shared<ResourcePoolSvc::SharesInfo const>(ResourcePoolSvc::SharesLevel::NORMAL));
+          0, true, -1,
+          std::make_shared<ResourcePoolSvc::SharesInfo const>(ResourcePoolSvc::SharesLevel::NORMAL));
       ResourcePoolSvc::Info info;
       info.name(spec->name()).owner(parent->owner()).parent(spec->parent());
-      info.cpuAllocation(Apply(defaults, spec->cpuAllocation())).memoryAllocation(Apply(defaults, spec->memoryAllocation()));
+      info.cpuAllocation(Apply(defaults, spec->cpuAllocation()))
+          .memoryAllocation(Apply(defaults, spec->memoryAllocation()));
       if (auto error = CheckFits(store, spec->parent(), "", info)) return result.SetError(error);
       Store::Transaction transaction(store);
       std::string const id = store.NewId(Prefix::kResourcePool);
@@ -140,8 +148,8 @@ class ResourcePools : public ResourcePoolSvc::AsyncServiceInterface {
     });
   }
 
-  void Update(std::string const& pool, std::shared_ptr<ResourcePoolSvc::UpdateSpec const> const& spec, Activation const&,
-              Result<::Opax::Void> const& result) override {
+  void Update(std::string const& pool, std::shared_ptr<ResourcePoolSvc::UpdateSpec const> const& spec,
+              Activation const&, Result<::Opax::Void> const& result) override {
     state_->Run([pool, spec, result](Store& store) {
       auto row = store.Get(Kinds::kResourcePool, pool);
       if (!row) return result.SetError(NotFound("resource pool", pool));
@@ -160,13 +168,17 @@ class ResourcePools : public ResourcePoolSvc::AsyncServiceInterface {
 
  private:
   static ErrorPtr RootPool(std::string const& pool) {
-    return Unsupported(Say("nexar.sim.inventory.pool.root",
-                           "The resource pool '{0}' is the root pool of its host or cluster, which follows its owner.", {pool}));
+    return Unsupported(Say(
+        "nexar.sim.inventory.pool.root",
+        "The resource pool '{0}' is the root pool of its host or cluster, which follows its owner.", {pool}));
   }
 
-  static bool Matches(Store& store, ResourcePoolSvc::FilterSpec const& filter, std::string const& id, ResourcePoolSvc::Info const& info) {
+  static bool Matches(Store& store, ResourcePoolSvc::FilterSpec const& filter, std::string const& id,
+                      ResourcePoolSvc::Info const& info) {
     if (!Admits(filter.resourcePools(), id) || !Admits(filter.names(), info.name())) return false;
-    if (filter.parentResourcePools() && (!info.parent() || !filter.parentResourcePools()->count(*info.parent()))) return false;
+    if (filter.parentResourcePools() &&
+        (!info.parent() || !filter.parentResourcePools()->count(*info.parent())))
+      return false;
     if (filter.clusters() && !filter.clusters()->count(info.owner())) return false;
     if (!filter.hosts()) return true;
     if (filter.hosts()->count(info.owner())) return true;
@@ -183,8 +195,8 @@ class ResourcePools : public ResourcePoolSvc::AsyncServiceInterface {
 }  // namespace
 
 BoundService BindResourcePools(Services const& services) {
-  return ResourcePoolSvc::AsyncServiceBinder::BindImplementation(std::make_shared<ResourcePools>(services.state),
-                                                                 services.localizer);
+  return ResourcePoolSvc::AsyncServiceBinder::BindImplementation(
+      std::make_shared<ResourcePools>(services.state), services.localizer);
 }
 
 }  // namespace Inventory

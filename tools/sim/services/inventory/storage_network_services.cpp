@@ -35,7 +35,8 @@ class Datastores : public DatastoreSvc::AsyncServiceInterface {
  public:
   explicit Datastores(std::shared_ptr<State> state) : state_(std::move(state)) {}
 
-  void Get(std::string const& datastore, Activation const&, Result<std::shared_ptr<DatastoreSvc::Info const>> const& result) override {
+  void Get(std::string const& datastore, Activation const&,
+           Result<std::shared_ptr<DatastoreSvc::Info const>> const& result) override {
     state_->Run([datastore, result](Store& store) {
       auto spec = Load<InventorySvc::DatastoreSpec>(store, Kinds::kDatastore, datastore);
       if (!spec) return result.SetError(NotFound("datastore", datastore));
@@ -49,8 +50,9 @@ class Datastores : public DatastoreSvc::AsyncServiceInterface {
       std::list<std::shared_ptr<DatastoreSvc::Summary const>> found;
       for (auto const& row : store.List(Kinds::kDatastore)) {
         auto const spec = FromDocument<InventorySvc::DatastoreSpec>(row.doc);
-        if (filter && (!Admits(filter->datastores(), row.id) || !Admits(filter->names(), spec.name()) ||
-                       !Admits(filter->types(), spec.type()) || !Admits(filter->datacenters(), spec.datacenter())))
+        if (filter &&
+            (!Admits(filter->datastores(), row.id) || !Admits(filter->names(), spec.name()) ||
+             !Admits(filter->types(), spec.type()) || !Admits(filter->datacenters(), spec.datacenter())))
           continue;
         auto const info = InfoOf(spec);
         DatastoreSvc::Summary summary;
@@ -75,11 +77,15 @@ class Networks : public NetworkSvc::AsyncServiceInterface {
       std::list<std::shared_ptr<NetworkSvc::Summary const>> found;
       for (auto const& row : store.List(Kinds::kNetwork)) {
         auto const spec = FromDocument<InventorySvc::NetworkSpec>(row.doc);
-        if (filter && (!Admits(filter->networks(), row.id) || !Admits(filter->names(), spec.name()) ||
-                       !Admits(filter->types(), spec.type()) || !Admits(filter->datacenters(), spec.datacenter())))
+        if (filter &&
+            (!Admits(filter->networks(), row.id) || !Admits(filter->names(), spec.name()) ||
+             !Admits(filter->types(), spec.type()) || !Admits(filter->datacenters(), spec.datacenter())))
           continue;
         NetworkSvc::Summary summary;
-        summary.network(row.id).name(spec.name()).type(spec.type()).distributedSwitch(spec.distributedSwitch());
+        summary.network(row.id)
+            .name(spec.name())
+            .type(spec.type())
+            .distributedSwitch(spec.distributedSwitch());
         found.push_back(std::make_shared<NetworkSvc::Summary const>(summary));
       }
       result.SetResult(found);
@@ -101,15 +107,17 @@ class DistributedSwitches : public DistributedSwitchesSvc::AsyncServiceInterface
  public:
   explicit DistributedSwitches(std::shared_ptr<State> state) : state_(std::move(state)) {}
 
-  void List(::Opax::OptionalPtr<DistributedSwitchesSvc::FilterSpec const> const& filter, Activation const&,
-            Result<std::list<std::shared_ptr<DistributedSwitchesSvc::Summary const>>> const& result) override {
+  void List(
+      ::Opax::OptionalPtr<DistributedSwitchesSvc::FilterSpec const> const& filter, Activation const&,
+      Result<std::list<std::shared_ptr<DistributedSwitchesSvc::Summary const>>> const& result) override {
     state_->Run([filter, result](Store& store) {
       std::list<std::shared_ptr<DistributedSwitchesSvc::Summary const>> found;
       for (auto const& row : store.List(Kinds::kDistributedSwitch)) {
         auto const spec = FromDocument<InventorySvc::DistributedSwitchSpec>(row.doc);
-        if (filter && (!Admits(filter->distributedSwitches(), row.id) || !Admits(filter->names(), spec.name()) ||
-                       !Admits(filter->datacenters(), spec.datacenter()) ||
-                       (filter->hosts() && !HasAll(spec.hosts(), *filter->hosts()))))
+        if (filter &&
+            (!Admits(filter->distributedSwitches(), row.id) || !Admits(filter->names(), spec.name()) ||
+             !Admits(filter->datacenters(), spec.datacenter()) ||
+             (filter->hosts() && !HasAll(spec.hosts(), *filter->hosts()))))
           continue;
         DistributedSwitchesSvc::Summary summary;
         summary.distributedSwitch(row.id).name(spec.name()).version(spec.version().value_or("8.0.0"));
@@ -127,14 +135,16 @@ class DistributedSwitches : public DistributedSwitchesSvc::AsyncServiceInterface
 }  // namespace
 
 BoundService BindDatastores(Services const& services) {
-  return DatastoreSvc::AsyncServiceBinder::BindImplementation(std::make_shared<Datastores>(services.state), services.localizer);
+  return DatastoreSvc::AsyncServiceBinder::BindImplementation(std::make_shared<Datastores>(services.state),
+                                                              services.localizer);
 }
 BoundService BindNetworks(Services const& services) {
-  return NetworkSvc::AsyncServiceBinder::BindImplementation(std::make_shared<Networks>(services.state), services.localizer);
+  return NetworkSvc::AsyncServiceBinder::BindImplementation(std::make_shared<Networks>(services.state),
+                                                            services.localizer);
 }
 BoundService BindDistributedSwitches(Services const& services) {
-  return DistributedSwitchesSvc::AsyncServiceBinder::BindImplementation(std::make_shared<DistributedSwitches>(services.state),
-                                                                        services.localizer);
+  return DistributedSwitchesSvc::AsyncServiceBinder::BindImplementation(
+      std::make_shared<DistributedSwitches>(services.state), services.localizer);
 }
 
 }  // namespace Inventory

@@ -28,17 +28,21 @@ constexpr int kMaxDepth = 256;
 
 // Longest prefixes first, so that "domain-c" is not taken for another kind.
 constexpr std::pair<char const*, char const*> kPrefixes[] = {
-    {Prefix::kDatacenter, Kinds::kDatacenter}, {Prefix::kFolder, Kinds::kFolder},
-    {Prefix::kCluster, Kinds::kCluster},       {Prefix::kHost, Kinds::kHost},
-    {Prefix::kResourcePool, Kinds::kResourcePool}, {Prefix::kDatastore, Kinds::kDatastore},
-    {Prefix::kNetwork, Kinds::kNetwork},       {Prefix::kPortGroup, Kinds::kNetwork},
-    {Prefix::kDistributedSwitch, Kinds::kDistributedSwitch}, {"vm", Kinds::kVirtualMachine}};
+    {Prefix::kDatacenter, Kinds::kDatacenter},
+    {Prefix::kFolder, Kinds::kFolder},
+    {Prefix::kCluster, Kinds::kCluster},
+    {Prefix::kHost, Kinds::kHost},
+    {Prefix::kResourcePool, Kinds::kResourcePool},
+    {Prefix::kDatastore, Kinds::kDatastore},
+    {Prefix::kNetwork, Kinds::kNetwork},
+    {Prefix::kPortGroup, Kinds::kNetwork},
+    {Prefix::kDistributedSwitch, Kinds::kDistributedSwitch},
+    {"vm", Kinds::kVirtualMachine}};
 
 // The kinds that sit below inventory containers.
-constexpr char const* kContained[] = {Kinds::kFolder,       Kinds::kDatacenter, Kinds::kCluster,
-                                      Kinds::kHost,         Kinds::kResourcePool, Kinds::kDatastore,
-                                      Kinds::kNetwork,      Kinds::kDistributedSwitch,
-                                      Kinds::kVirtualMachine};
+constexpr char const* kContained[] = {Kinds::kFolder,  Kinds::kDatacenter,        Kinds::kCluster,
+                                      Kinds::kHost,    Kinds::kResourcePool,      Kinds::kDatastore,
+                                      Kinds::kNetwork, Kinds::kDistributedSwitch, Kinds::kVirtualMachine};
 
 std::string NameOf(Store::Row const& row) {
   if (row.kind == Kinds::kFolder) return FromDocument<FolderSvc::Info>(row.doc).name();
@@ -48,7 +52,8 @@ std::string NameOf(Store::Row const& row) {
   if (row.kind == Kinds::kResourcePool) return FromDocument<ResourcePoolSvc::Info>(row.doc).name();
   if (row.kind == Kinds::kDatastore) return FromDocument<InventorySvc::DatastoreSpec>(row.doc).name();
   if (row.kind == Kinds::kNetwork) return FromDocument<InventorySvc::NetworkSpec>(row.doc).name();
-  if (row.kind == Kinds::kDistributedSwitch) return FromDocument<InventorySvc::DistributedSwitchSpec>(row.doc).name();
+  if (row.kind == Kinds::kDistributedSwitch)
+    return FromDocument<InventorySvc::DistributedSwitchSpec>(row.doc).name();
   return {};  // machines are named by their own area
 }
 
@@ -132,7 +137,8 @@ void RemoveMachine(Store& store, std::string const& vm) {
   for (char const* kind : Kinds::kDeviceKinds) {
     for (auto const& row : store.Children(kind, vm)) store.Remove(kind, row.id);
   }
-  for (char const* kind : {Kinds::kPower, Kinds::kCpu, Kinds::kMemory, Kinds::kBoot, Kinds::kTagAssociation}) {
+  for (char const* kind :
+       {Kinds::kPower, Kinds::kCpu, Kinds::kMemory, Kinds::kBoot, Kinds::kTagAssociation}) {
     for (auto const& row : store.Children(kind, vm)) store.Remove(kind, row.id);
   }
   store.Remove(Kinds::kVirtualMachine, vm);

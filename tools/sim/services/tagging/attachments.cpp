@@ -1,7 +1,7 @@
 #include "attachments.h"
 
-#include "../kinds.h"
 #include "../../state/document.h"
+#include "../kinds.h"
 
 #include <bindings/tagging/associations.h>
 
@@ -39,7 +39,8 @@ std::set<std::string> ObjectsWith(Store& store, std::string const& tag, std::str
   std::set<std::string> objects;
   for (auto const& row : store.List(Kinds::kTagAssociation)) {
     auto const association = FromDocument<AssociationsSvc::Association>(row.doc);
-    if (association.tag() == tag && association.object()->type() == type) objects.insert(association.object()->id());
+    if (association.tag() == tag && association.object()->type() == type)
+      objects.insert(association.object()->id());
   }
   return objects;
 }
@@ -48,7 +49,8 @@ ErrorPtr CheckAttach(Store& store, TagRecord const& tag, std::string const& type
   auto const category = FindCategory(store, tag.category());
   if (!category) return NotFound("tag category", tag.category());
   if (!category->associableTypes().empty() && !category->associableTypes().count(type)) {
-    return InvalidArgument(Say("nexar.sim.tagging.type", "Tags of the category '{0}' cannot be attached to a {1}.",
+    return InvalidArgument(Say("nexar.sim.tagging.type",
+                               "Tags of the category '{0}' cannot be attached to a {1}.",
                                {category->name(), type}));
   }
   if (category->cardinality() == ::Com::Quarn::Nexar::Tagging::CategoriesSvc::Cardinality::SINGLE) {
@@ -56,9 +58,9 @@ ErrorPtr CheckAttach(Store& store, TagRecord const& tag, std::string const& type
       if (other == tag.tag()) return nullptr;
       auto const held = FindTag(store, other);
       if (held && held->category() == tag.category()) {
-        return NotAllowedInCurrentState(Say("nexar.sim.tagging.single",
-                                            "'{0}' carries the tag '{1}' already, and its category allows one tag.",
-                                            {object, held->name()}));
+        return NotAllowedInCurrentState(Say(
+            "nexar.sim.tagging.single",
+            "'{0}' carries the tag '{1}' already, and its category allows one tag.", {object, held->name()}));
       }
     }
   }
@@ -67,13 +69,15 @@ ErrorPtr CheckAttach(Store& store, TagRecord const& tag, std::string const& type
 
 void Attach(Store& store, std::string const& tag, std::string const& type, std::string const& object) {
   if (TagsOf(store, object).count(tag)) return;
-  AssociationsSvc::Association association(tag, std::make_shared<::Com::Quarn::Opax::Std::DynamicID const>(type, object));
+  AssociationsSvc::Association association(
+      tag, std::make_shared<::Com::Quarn::Opax::Std::DynamicID const>(type, object));
   store.Put({Kinds::kTagAssociation, store.NewId(kAttachmentPrefix), object, ToDocument(association)});
 }
 
 void Detach(Store& store, std::string const& tag, std::string const& object) {
   for (auto const& row : store.Children(Kinds::kTagAssociation, object)) {
-    if (FromDocument<AssociationsSvc::Association>(row.doc).tag() == tag) store.Remove(Kinds::kTagAssociation, row.id);
+    if (FromDocument<AssociationsSvc::Association>(row.doc).tag() == tag)
+      store.Remove(Kinds::kTagAssociation, row.id);
   }
 }
 

@@ -3,8 +3,8 @@
 // Which tags are attached to which objects: one row per attachment, kept below the object so
 // that removing the object removes its attachments (see kinds.h).
 
-#include "../errors.h"
 #include "../../state/store.h"
+#include "../errors.h"
 
 #include <bindings/tagging/categories.h>
 #include <bindings/tagging/tags.h>

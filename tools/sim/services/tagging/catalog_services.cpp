@@ -1,8 +1,8 @@
 #include "attachments.h"
 #include "services.h"
 
-#include "../kinds.h"
 #include "../../state/document.h"
+#include "../kinds.h"
 
 #include <bindings/tagging/associations.h>
 #include <sim/tagging.h>
@@ -30,7 +30,8 @@ class Categories : public CategoriesSvc::AsyncServiceInterface {
       std::list<std::shared_ptr<CategoriesSvc::Summary const>> found;
       for (auto const& row : store.List(Kinds::kTagCategory)) {
         auto const category = FromDocument<CategoryRecord>(row.doc);
-        if (filter && (!Admits(filter->categories(), row.id) || !Admits(filter->names(), category.name()))) continue;
+        if (filter && (!Admits(filter->categories(), row.id) || !Admits(filter->names(), category.name())))
+          continue;
         if (filter && filter->associableTypes() && !category.associableTypes().empty() &&
             std::none_of(filter->associableTypes()->begin(), filter->associableTypes()->end(),
                          [&](std::string const& type) { return category.associableTypes().count(type) > 0; }))
@@ -67,7 +68,8 @@ class Tags : public TagsSvc::AsyncServiceInterface {
   std::shared_ptr<State> state_;
 };
 
-bool ObjectListed(AssociationsSvc::FilterSpec const& filter, ::Com::Quarn::Opax::Std::DynamicID const& object) {
+bool ObjectListed(AssociationsSvc::FilterSpec const& filter,
+                  ::Com::Quarn::Opax::Std::DynamicID const& object) {
   if (!filter.objects()) return true;
   return std::any_of(filter.objects()->begin(), filter.objects()->end(), [&](auto const& wanted) {
     return wanted->type() == object.type() && wanted->id() == object.id();
@@ -84,13 +86,15 @@ class Associations : public AssociationsSvc::AsyncServiceInterface {
     int64_t const size = std::min(kPageCap, iteration && iteration->size() ? *iteration->size() : kPageCap);
     boost::optional<std::string> const marker = iteration ? iteration->marker() : boost::none;
     if (size < 1) {
-      return result.SetError(InvalidArgument(Say("nexar.sim.tagging.page_size", "A page holds at least one association.")));
+      return result.SetError(
+          InvalidArgument(Say("nexar.sim.tagging.page_size", "A page holds at least one association.")));
     }
     state_->Run([size, marker, filter, result](Store& store) {
       auto rows = store.List(Kinds::kTagAssociation);
       std::sort(rows.begin(), rows.end(), [](auto const& a, auto const& b) { return a.id < b.id; });
       if (marker && marker->rfind("assoc-", 0) != 0) {
-        return result.SetError(InvalidArgument(Say("nexar.sim.tagging.marker", "The marker '{0}' was not handed out here.", {*marker})));
+        return result.SetError(InvalidArgument(
+            Say("nexar.sim.tagging.marker", "The marker '{0}' was not handed out here.", {*marker})));
       }
       AssociationsSvc::ListResult page;
       std::list<std::shared_ptr<AssociationsSvc::Association const>> found;
@@ -128,7 +132,8 @@ class Creation : public TaggingSvc::AsyncServiceInterface {
                       Result<std::string> const& result) override {
     state_->Run([spec, result](Store& store) {
       for (auto const& row : store.List(Kinds::kTagCategory)) {
-        if (FromDocument<CategoryRecord>(row.doc).name() == spec->name()) return result.SetError(AlreadyExists("tag category", spec->name()));
+        if (FromDocument<CategoryRecord>(row.doc).name() == spec->name())
+          return result.SetError(AlreadyExists("tag category", spec->name()));
       }
       std::string const id = store.NewId("category");
       CategoryRecord record(id, spec->name(), spec->cardinality(), spec->associableTypes());
@@ -138,11 +143,14 @@ class Creation : public TaggingSvc::AsyncServiceInterface {
     });
   }
 
-  void CreateTag(std::shared_ptr<TaggingSvc::TagSpec const> const& spec, Activation const&, Result<std::string> const& result) override {
+  void CreateTag(std::shared_ptr<TaggingSvc::TagSpec const> const& spec, Activation const&,
+                 Result<std::string> const& result) override {
     state_->Run([spec, result](Store& store) {
-      if (!store.Exists(Kinds::kTagCategory, spec->category())) return result.SetError(NotFound("tag category", spec->category()));
+      if (!store.Exists(Kinds::kTagCategory, spec->category()))
+        return result.SetError(NotFound("tag category", spec->category()));
       for (auto const& row : store.Children(Kinds::kTag, spec->category())) {
-        if (FromDocument<TagRecord>(row.doc).name() == spec->name()) return result.SetError(AlreadyExists("tag", spec->name()));
+        if (FromDocument<TagRecord>(row.doc).name() == spec->name())
+          return result.SetError(AlreadyExists("tag", spec->name()));
       }
       std::string const id = store.NewId("tag");
       TagRecord record(id, spec->category(), spec->name());
@@ -159,10 +167,14 @@ class Creation : public TaggingSvc::AsyncServiceInterface {
 }  // namespace
 
 void BindCatalog(Services const& services, Bound& bound) {
-  bound.push_back(CategoriesSvc::AsyncServiceBinder::BindImplementation(std::make_shared<Categories>(services.state), services.localizer));
-  bound.push_back(TagsSvc::AsyncServiceBinder::BindImplementation(std::make_shared<Tags>(services.state), services.localizer));
-  bound.push_back(AssociationsSvc::AsyncServiceBinder::BindImplementation(std::make_shared<Associations>(services.state), services.localizer));
-  bound.push_back(TaggingSvc::AsyncServiceBinder::BindImplementation(std::make_shared<Creation>(services.state), services.localizer));
+  bound.push_back(CategoriesSvc::AsyncServiceBinder::BindImplementation(
+      std::make_shared<Categories>(services.state), services.localizer));
+  bound.push_back(TagsSvc::AsyncServiceBinder::BindImplementation(std::make_shared<Tags>(services.state),
+                                                                  services.localizer));
+  bound.push_back(AssociationsSvc::AsyncServiceBinder::BindImplementation(
+      std::make_shared<Associations>(services.state), services.localizer));
+  bound.push_back(TaggingSvc::AsyncServiceBinder::BindImplementation(
+      std::make_shared<Creation>(services.state), services.localizer));
 }
 
 }  // namespace Tagging

@@ -1,8 +1,8 @@
 #include "services.h"
 
+#include "../../state/document.h"
 #include "../errors.h"
 #include "../kinds.h"
-#include "../../state/document.h"
 
 #include <bindings/host/tags.h>
 
@@ -13,20 +13,24 @@ namespace {
 using LabelSvc = ::Com::Quarn::Nexar::Host::TagsSvc;
 using LabelList = std::list<std::shared_ptr<LabelSvc::Tag const>>;
 
-bool Same(LabelSvc::Tag const& a, LabelSvc::Tag const& b) { return a.category() == b.category() && a.name() == b.name(); }
+bool Same(LabelSvc::Tag const& a, LabelSvc::Tag const& b) {
+  return a.category() == b.category() && a.name() == b.name();
+}
 
 // Free-form labels, one row each below their host (kinds.h), unrelated to the tag catalogue.
 class HostLabels : public LabelSvc::AsyncServiceInterface {
  public:
   explicit HostLabels(std::shared_ptr<State> state) : state_(std::move(state)) {}
 
-  void Add(std::string const& host, LabelList const& labels, Activation const&, Result<::Opax::Void> const& result) override {
+  void Add(std::string const& host, LabelList const& labels, Activation const&,
+           Result<::Opax::Void> const& result) override {
     state_->Run([host, labels, result](Store& store) {
       if (!store.Exists(Kinds::kHost, host)) return result.SetError(NotFound("host", host));
       Store::Transaction transaction(store);
       for (auto const& label : labels) {
         if (label->name().empty()) {
-          return result.SetError(InvalidArgument(Say("nexar.sim.tagging.label.name", "A host label has a name.")));
+          return result.SetError(
+              InvalidArgument(Say("nexar.sim.tagging.label.name", "A host label has a name.")));
         }
         if (Find(store, host, *label)) continue;
         store.Put({Kinds::kHostLabel, store.NewId("label"), host, ToDocument(*label)});
@@ -36,7 +40,8 @@ class HostLabels : public LabelSvc::AsyncServiceInterface {
     });
   }
 
-  void Remove(std::string const& host, LabelList const& labels, Activation const&, Result<::Opax::Void> const& result) override {
+  void Remove(std::string const& host, LabelList const& labels, Activation const&,
+              Result<::Opax::Void> const& result) override {
     state_->Run([host, labels, result](Store& store) {
       if (!store.Exists(Kinds::kHost, host)) return result.SetError(NotFound("host", host));
       Store::Transaction transaction(store);
@@ -60,7 +65,8 @@ class HostLabels : public LabelSvc::AsyncServiceInterface {
   }
 
  private:
-  static boost::optional<std::string> Find(Store& store, std::string const& host, LabelSvc::Tag const& label) {
+  static boost::optional<std::string> Find(Store& store, std::string const& host,
+                                           LabelSvc::Tag const& label) {
     for (auto const& row : store.Children(Kinds::kHostLabel, host)) {
       if (Same(FromDocument<LabelSvc::Tag>(row.doc), label)) return row.id;
     }
@@ -73,7 +79,8 @@ class HostLabels : public LabelSvc::AsyncServiceInterface {
 }  // namespace
 
 BoundService BindHostLabels(Services const& services) {
-  return LabelSvc::AsyncServiceBinder::BindImplementation(std::make_shared<HostLabels>(services.state), services.localizer);
+  return LabelSvc::AsyncServiceBinder::BindImplementation(std::make_shared<HostLabels>(services.state),
+                                                          services.localizer);
 }
 
 }  // namespace Tagging

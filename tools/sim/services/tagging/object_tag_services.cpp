@@ -1,8 +1,8 @@
 #include "attachments.h"
 #include "services.h"
 
-#include "../kinds.h"
 #include "../../state/document.h"
+#include "../kinds.h"
 
 #include <bindings/tag_associations/host.h>
 #include <bindings/tag_associations/vm.h>
@@ -28,7 +28,9 @@ struct Machines {
   using Associations = Nexar::Tags::Vm::AssociationsSvc;
   using FromObjects = Nexar::TagAssociations::VmSvc;
   static auto const& Objects(FromObjects::FilterSpec const& filter) { return filter.vms(); }
-  static void SetObjects(Associations::Info& info, std::set<std::string> const& objects) { info.vms(objects); }
+  static void SetObjects(Associations::Info& info, std::set<std::string> const& objects) {
+    info.vms(objects);
+  }
 };
 struct Hosts {
   static constexpr char const* kKind = Kinds::kHost;
@@ -37,14 +39,17 @@ struct Hosts {
   using Associations = Nexar::Tags::Host::AssociationsSvc;
   using FromObjects = Nexar::TagAssociations::HostSvc;
   static auto const& Objects(FromObjects::FilterSpec const& filter) { return filter.hosts(); }
-  static void SetObjects(Associations::Info& info, std::set<std::string> const& objects) { info.hosts(objects); }
+  static void SetObjects(Associations::Info& info, std::set<std::string> const& objects) {
+    info.hosts(objects);
+  }
 };
 
 MessageList Carried(ErrorPtr const& error) {
   MessageList messages;
   for (auto const& message : error->messages()) {
     messages.push_back(std::make_shared<::Com::Quarn::Opax::Std::LocalizableMessage const>(
-        message.id(), message.defaultMessage(), std::list<std::string>(message.args().begin(), message.args().end())));
+        message.id(), message.defaultMessage(),
+        std::list<std::string>(message.args().begin(), message.args().end())));
   }
   return messages;
 }
@@ -64,7 +69,8 @@ class TagsInUse : public Of::InUse::AsyncServiceInterface {
         auto const tag = FromDocument<TagRecord>(row.doc);
         auto const objects = ObjectsWith(store, row.id, Of::kKind);
         if (objects.empty()) continue;
-        if (filter && (!Admits(filter->tags(), row.id) || !Admits(filter->categories(), tag.category()))) continue;
+        if (filter && (!Admits(filter->tags(), row.id) || !Admits(filter->categories(), tag.category())))
+          continue;
         found.push_back(std::make_shared<typename Svc::Summary const>(row.id, tag.name(), tag.category(),
                                                                       static_cast<int64_t>(objects.size())));
       }
@@ -95,14 +101,17 @@ class TagAssociations : public Of::Associations::AsyncServiceInterface {
  public:
   explicit TagAssociations(std::shared_ptr<State> state) : state_(std::move(state)) {}
 
-  void Add(std::string const& tag, std::set<std::string> const& objects, Activation const&, Result<StatusPtr> const& result) override {
+  void Add(std::string const& tag, std::set<std::string> const& objects, Activation const&,
+           Result<StatusPtr> const& result) override {
     Change(tag, objects, true, result);
   }
-  void Remove(std::string const& tag, std::set<std::string> const& objects, Activation const&, Result<StatusPtr> const& result) override {
+  void Remove(std::string const& tag, std::set<std::string> const& objects, Activation const&,
+              Result<StatusPtr> const& result) override {
     Change(tag, objects, false, result);
   }
 
-  void Get(std::string const& tag, Activation const&, Result<std::shared_ptr<typename Svc::Info const>> const& result) override {
+  void Get(std::string const& tag, Activation const&,
+           Result<std::shared_ptr<typename Svc::Info const>> const& result) override {
     state_->Run([tag, result](Store& store) {
       if (!store.Exists(Kinds::kTag, tag)) return result.SetError(NotFound("tag", tag));
       typename Svc::Info info;
@@ -113,9 +122,11 @@ class TagAssociations : public Of::Associations::AsyncServiceInterface {
 
  private:
   // One object's failure does not stop the others.
-  void Change(std::string const& tag, std::set<std::string> const& objects, bool attach, Result<StatusPtr> const& result) {
+  void Change(std::string const& tag, std::set<std::string> const& objects, bool attach,
+              Result<StatusPtr> const& result) {
     if (objects.empty()) {
-      return result.SetError(InvalidArgument(Say("nexar.sim.tagging.no_objects", "Name at least one {0}.", {Of::kWhat})));
+      return result.SetError(
+          InvalidArgument(Say("nexar.sim.tagging.no_objects", "Name at least one {0}.", {Of::kWhat})));
     }
     state_->Run([tag, objects, attach, result](Store& store) {
       auto const record = FindTag(store, tag);
@@ -158,8 +169,9 @@ class TagsByObject : public Of::FromObjects::AsyncServiceInterface {
         auto const tags = TagsOf(store, row.id);
         if (tags.empty() && !untagged) continue;
         if (filter && !Admits(Of::Objects(*filter), row.id)) continue;
-        if (filter && filter->tags() &&
-            std::none_of(tags.begin(), tags.end(), [&](std::string const& tag) { return filter->tags()->count(tag) > 0; }))
+        if (filter && filter->tags() && std::none_of(tags.begin(), tags.end(), [&](std::string const& tag) {
+              return filter->tags()->count(tag) > 0;
+            }))
           continue;
         found.push_back(std::make_shared<typename Svc::Summary const>(row.id, tags));
       }
@@ -178,14 +190,16 @@ class MachineTags : public MachineTagsSvc::AsyncServiceInterface {
  public:
   explicit MachineTags(std::shared_ptr<State> state) : state_(std::move(state)) {}
 
-  void Add(std::string const& vm, std::set<std::string> const& tags, Activation const&, Result<::Opax::Void> const& result) override {
+  void Add(std::string const& vm, std::set<std::string> const& tags, Activation const&,
+           Result<::Opax::Void> const& result) override {
     state_->Run([vm, tags, result](Store& store) {
       if (!store.Exists(Kinds::kVirtualMachine, vm)) return result.SetError(NotFound("virtual machine", vm));
       Store::Transaction transaction(store);
       for (auto const& tag : tags) {
         auto const record = FindTag(store, tag);
         if (!record) return result.SetError(NotFound("tag", tag));
-        if (auto error = CheckAttach(store, *record, Kinds::kVirtualMachine, vm)) return result.SetError(error);
+        if (auto error = CheckAttach(store, *record, Kinds::kVirtualMachine, vm))
+          return result.SetError(error);
         Attach(store, tag, Kinds::kVirtualMachine, vm);
       }
       transaction.Commit();
@@ -193,7 +207,8 @@ class MachineTags : public MachineTagsSvc::AsyncServiceInterface {
     });
   }
 
-  void Remove(std::string const& vm, std::set<std::string> const& tags, Activation const&, Result<::Opax::Void> const& result) override {
+  void Remove(std::string const& vm, std::set<std::string> const& tags, Activation const&,
+              Result<::Opax::Void> const& result) override {
     state_->Run([vm, tags, result](Store& store) {
       if (!store.Exists(Kinds::kVirtualMachine, vm)) return result.SetError(NotFound("virtual machine", vm));
       Store::Transaction transaction(store);
@@ -203,7 +218,8 @@ class MachineTags : public MachineTagsSvc::AsyncServiceInterface {
     });
   }
 
-  void Get(std::string const& vm, Activation const&, Result<std::shared_ptr<MachineTagsSvc::Info const>> const& result) override {
+  void Get(std::string const& vm, Activation const&,
+           Result<std::shared_ptr<MachineTagsSvc::Info const>> const& result) override {
     state_->Run([vm, result](Store& store) {
       if (!store.Exists(Kinds::kVirtualMachine, vm)) return result.SetError(NotFound("virtual machine", vm));
       std::list<std::shared_ptr<MachineTagsSvc::AttachedTag const>> attached;
@@ -211,7 +227,8 @@ class MachineTags : public MachineTagsSvc::AsyncServiceInterface {
         auto const record = FindTag(store, tag);
         auto const category = record ? FindCategory(store, record->category()) : boost::none;
         if (!category) continue;
-        attached.push_back(std::make_shared<MachineTagsSvc::AttachedTag const>(tag, record->name(), record->category(), category->name()));
+        attached.push_back(std::make_shared<MachineTagsSvc::AttachedTag const>(
+            tag, record->name(), record->category(), category->name()));
       }
       MachineTagsSvc::Info info;
       info.tags(attached);
@@ -225,7 +242,8 @@ class MachineTags : public MachineTagsSvc::AsyncServiceInterface {
 
 template <class Svc, class Impl>
 BoundService Bind(Services const& services) {
-  return Svc::AsyncServiceBinder::BindImplementation(std::make_shared<Impl>(services.state), services.localizer);
+  return Svc::AsyncServiceBinder::BindImplementation(std::make_shared<Impl>(services.state),
+                                                     services.localizer);
 }
 
 }  // namespace

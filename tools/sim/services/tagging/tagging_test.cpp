@@ -1,8 +1,8 @@
+#include "../../seed/seed.h"
+#include "../../testing/seeded.h"
 #include "../module.h"
 #include "../result.h"
 #include "../test_await.h"
-#include "../../testing/seeded.h"
-#include "../../seed/seed.h"
 
 #include <bindings/host.h>
 #include <bindings/host/tags.h>
@@ -38,12 +38,14 @@ class TaggingTest : public ::testing::Test {
     auto stub = Nexar::Tagging::TagsSvc::AsyncServiceStub::GetInstance(channel_);
     auto filter = std::make_shared<Nexar::Tagging::TagsSvc::FilterSpec const>(
         Nexar::Tagging::TagsSvc::FilterSpec().names(std::set<std::string>{name}));
-    auto found = Await<std::list<std::shared_ptr<Nexar::Tagging::TagsSvc::Summary const>>>([&](auto const& r) { stub->List(filter, nullptr, r); });
+    auto found = Await<std::list<std::shared_ptr<Nexar::Tagging::TagsSvc::Summary const>>>(
+        [&](auto const& r) { stub->List(filter, nullptr, r); });
     return found.second && !found.second->empty() ? found.second->front()->tag() : "";
   }
   std::vector<std::string> Hosts() {
     auto stub = Nexar::HostSvc::AsyncServiceStub::GetInstance(channel_);
-    auto found = Await<std::list<std::shared_ptr<Nexar::HostSvc::Summary const>>>([&](auto const& r) { stub->List(boost::none, nullptr, r); });
+    auto found = Await<std::list<std::shared_ptr<Nexar::HostSvc::Summary const>>>(
+        [&](auto const& r) { stub->List(boost::none, nullptr, r); });
     std::vector<std::string> hosts;
     for (auto const& summary : *found.second) hosts.push_back(summary->host());
     return hosts;
@@ -60,7 +62,8 @@ TEST_F(TaggingTest, HostAssociationsKeepCategoryRules) {
   auto const hosts = Hosts();
   ASSERT_EQ(hosts.size(), 6u);
   auto add = [&](std::string const& tag, std::set<std::string> const& objects) {
-    return Await<std::shared_ptr<Associations::Status const>>([&](auto const& r) { stub->Add(tag, objects, nullptr, r); });
+    return Await<std::shared_ptr<Associations::Status const>>(
+        [&](auto const& r) { stub->Add(tag, objects, nullptr, r); });
   };
   struct Case {
     char const* what;
@@ -71,7 +74,11 @@ TEST_F(TaggingTest, HostAssociationsKeepCategoryRules) {
   };
   std::vector<Case> const cases = {
       {"a tag of a category for machines only", Tag("production"), {hosts[0]}, "ok", 0},
-      {"a tag the hosts carry already, and one unknown host", Tag("team-apps"), {hosts[0], "host-999"}, "ok", 1},
+      {"a tag the hosts carry already, and one unknown host",
+       Tag("team-apps"),
+       {hosts[0], "host-999"},
+       "ok",
+       1},
       {"no hosts", Tag("team-apps"), {}, "invalid_argument", 0},
       {"an unknown tag", "tag-999", {hosts[0]}, "not_found", 0},
   };
@@ -83,8 +90,10 @@ TEST_F(TaggingTest, HostAssociationsKeepCategoryRules) {
     }
   }
   auto inUse = Nexar::Tags::HostSvc::AsyncServiceStub::GetInstance(channel_);
-  EXPECT_EQ(Await<::Opax::Void>([&](auto const& r) { inUse->Delete(Tag("team-apps"), nullptr, r); }).first, "ok");
-  EXPECT_EQ(Await<::Opax::Void>([&](auto const& r) { inUse->Delete(Tag("team-apps"), nullptr, r); }).first, "not_found")
+  EXPECT_EQ(Await<::Opax::Void>([&](auto const& r) { inUse->Delete(Tag("team-apps"), nullptr, r); }).first,
+            "ok");
+  EXPECT_EQ(Await<::Opax::Void>([&](auto const& r) { inUse->Delete(Tag("team-apps"), nullptr, r); }).first,
+            "not_found")
       << "a tag on no host";
 }
 
@@ -92,8 +101,10 @@ TEST_F(TaggingTest, AssociationsArePagedWithMarkers) {
   using Associations = Nexar::Tagging::AssociationsSvc;
   auto stub = Associations::AsyncServiceStub::GetInstance(channel_);
   auto page = [&](boost::optional<std::string> marker) {
-    auto iteration = std::make_shared<Associations::IterationSpec const>(Associations::IterationSpec().size(int64_t{1}).marker(marker));
-    return Await<std::shared_ptr<Associations::ListResult const>>([&](auto const& r) { stub->List(iteration, boost::none, nullptr, r); });
+    auto iteration = std::make_shared<Associations::IterationSpec const>(
+        Associations::IterationSpec().size(int64_t{1}).marker(marker));
+    return Await<std::shared_ptr<Associations::ListResult const>>(
+        [&](auto const& r) { stub->List(iteration, boost::none, nullptr, r); });
   };
   auto first = page(boost::none);
   ASSERT_EQ(first.first, "ok");
@@ -112,10 +123,13 @@ TEST_F(TaggingTest, HostLabelsAreASetByCategoryAndName) {
   std::list<std::shared_ptr<Labels::Tag const>> const labels = {
       std::make_shared<Labels::Tag const>(Labels::Tag("gpu")),
       std::make_shared<Labels::Tag const>(Labels::Tag("gpu").category(std::string("hardware")))};
-  for (int i = 0; i < 2; ++i) EXPECT_EQ(Await<::Opax::Void>([&](auto const& r) { stub->Add(host, labels, nullptr, r); }).first, "ok");
+  for (int i = 0; i < 2; ++i)
+    EXPECT_EQ(Await<::Opax::Void>([&](auto const& r) { stub->Add(host, labels, nullptr, r); }).first, "ok");
   using LabelList = std::list<std::shared_ptr<Labels::Tag const>>;
   EXPECT_EQ(Await<LabelList>([&](auto const& r) { stub->Get(host, nullptr, r); }).second->size(), 2u);
-  EXPECT_EQ(Await<::Opax::Void>([&](auto const& r) { stub->Remove(host, {labels.front()}, nullptr, r); }).first, "ok");
+  EXPECT_EQ(
+      Await<::Opax::Void>([&](auto const& r) { stub->Remove(host, {labels.front()}, nullptr, r); }).first,
+      "ok");
   EXPECT_EQ(Await<LabelList>([&](auto const& r) { stub->Get(host, nullptr, r); }).second->size(), 1u);
   EXPECT_EQ(Await<LabelList>([&](auto const& r) { stub->Get("host-999", nullptr, r); }).first, "not_found");
 }

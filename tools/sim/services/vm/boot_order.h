@@ -13,8 +13,8 @@
 namespace Sim {
 namespace Machines {
 
-std::list<std::shared_ptr<Vm::Hardware::Boot::DeviceSvc::Entry const>> BootEntries(Store& store, std::string const& vm,
-                                                                                   std::vector<std::string> const& order);
+std::list<std::shared_ptr<Vm::Hardware::Boot::DeviceSvc::Entry const>> BootEntries(
+    Store& store, std::string const& vm, std::vector<std::string> const& order);
 
 }  // namespace Machines
 }  // namespace Sim

@@ -7,8 +7,8 @@
 namespace Sim {
 namespace Machines {
 
-std::list<std::shared_ptr<Vm::Hardware::Boot::DeviceSvc::Entry const>> BootEntries(Store& store, std::string const& vm,
-                                                                                   std::vector<std::string> const& order) {
+std::list<std::shared_ptr<Vm::Hardware::Boot::DeviceSvc::Entry const>> BootEntries(
+    Store& store, std::string const& vm, std::vector<std::string> const& order) {
   using Entry = Vm::Hardware::Boot::DeviceSvc::Entry;
   std::list<std::shared_ptr<Entry const>> entries;
   for (auto const& text : order) {
@@ -28,14 +28,17 @@ std::list<std::shared_ptr<Vm::Hardware::Boot::DeviceSvc::Entry const>> BootEntri
   return entries;
 }
 
-void BootService::Get(std::string const& vm, Activation const&, PlainResult<std::shared_ptr<BootInfo const>> const& result) {
+void BootService::Get(std::string const& vm, Activation const&,
+                      PlainResult<std::shared_ptr<BootInfo const>> const& result) {
   GetSetting<BootInfo>(*state_, Kinds::kBoot, vm, result);
 }
 
-void BootService::Update(std::string const& vm, std::shared_ptr<Vm::Hardware::BootSvc::UpdateSpec const> const& spec,
+void BootService::Update(std::string const& vm,
+                         std::shared_ptr<Vm::Hardware::BootSvc::UpdateSpec const> const& spec,
                          Activation const&, PlainResult<Void> const& result) {
-  ChangeSetting<BootInfo>(*state_, Kinds::kBoot, vm,
-                          [spec](BootInfo& info, PowerState::EnumType power) { return ApplyBoot(*spec, power, info); }, result);
+  ChangeSetting<BootInfo>(
+      *state_, Kinds::kBoot, vm,
+      [spec](BootInfo& info, PowerState::EnumType power) { return ApplyBoot(*spec, power, info); }, result);
 }
 
 void BootDeviceService::Get(std::string const& vm, Activation const&,
@@ -47,7 +50,8 @@ void BootDeviceService::Get(std::string const& vm, Activation const&,
   });
 }
 
-void BootDeviceService::Set(std::string const& vm, std::list<std::shared_ptr<EntryCreateSpec const>> const& devices,
+void BootDeviceService::Set(std::string const& vm,
+                            std::list<std::shared_ptr<EntryCreateSpec const>> const& devices,
                             Activation const&, PlainResult<Void> const& result) {
   state_->Run([vm, devices, result](Store& store) {
     auto machine = Load(store, vm);

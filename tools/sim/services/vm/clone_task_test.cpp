@@ -12,9 +12,12 @@ class CloneTaskTest : public MachineFixture {
   std::string StartClone(std::string const& source, std::string const& name) {
     using Task = ::Opax::AsyncTaskResult<std::string, ::Opax::AsyncTaskResultTerminateCbPolicy>;
     auto promise = std::make_shared<std::promise<std::string>>();
-    Task result(Task::Callback([promise](::Opax::TaskResult<std::string> const& slot, ErrorPtr const& error, ::Opax::Progress const&) {
-      if (slot.taskId) promise->set_value(*slot.taskId);
-      else if (error) promise->set_value("error " + error->name());
+    Task result(Task::Callback([promise](::Opax::TaskResult<std::string> const& slot, ErrorPtr const& error,
+                                         ::Opax::Progress const&) {
+      if (slot.taskId)
+        promise->set_value(*slot.taskId);
+      else if (error)
+        promise->set_value("error " + error->name());
     }));
     auto spec = std::make_shared<VmSvc::CloneSpec const>(VmSvc::CloneSpec().source(source).name(name));
     auto future = promise->get_future();
@@ -57,12 +60,14 @@ TEST_F(CloneTaskTest, ProgressAdvancesToTheCopyAndTheSourceIsBusyMeanwhile) {
 
   EXPECT_EQ(PlainClone(source, "second"), "resource_busy");
   EXPECT_EQ(Relocate(source, VmSvc::PlacementSpec().folder(std::string("group-v7"))), "resource_busy");
-  EXPECT_EQ(Await<::Opax::Void>([&](auto const& r) { vms_->Delete(source, nullptr, r); }).outcome, "resource_busy");
+  EXPECT_EQ(Await<::Opax::Void>([&](auto const& r) { vms_->Delete(source, nullptr, r); }).outcome,
+            "resource_busy");
 
   std::set<int64_t> seen;
   auto info = provider_->tasks()->Get(task);
   // Bounded: the copy takes four steps of 60 ms.
-  for (int i = 0; i < 500 && info && info->state != TaskState::SUCCEEDED && info->state != TaskState::FAILED; ++i) {
+  for (int i = 0; i < 500 && info && info->state != TaskState::SUCCEEDED && info->state != TaskState::FAILED;
+       ++i) {
     if (info->state == TaskState::RUNNING) seen.insert(info->progress.completed);
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
     info = provider_->tasks()->Get(task);
@@ -71,8 +76,10 @@ TEST_F(CloneTaskTest, ProgressAdvancesToTheCopyAndTheSourceIsBusyMeanwhile) {
   ASSERT_EQ(info->state, TaskState::SUCCEEDED);
   EXPECT_GE(seen.size(), 3u) << "progress is reported step by step";
 
-  EXPECT_EQ(Names(VmSvc::FilterSpec().names(std::set<std::string>{"copy"})), std::vector<std::string>{"copy"});
-  auto const copies = Names(VmSvc::FilterSpec().powerStates(std::set<PowerSvc::State>{PowerState::POWERED_OFF}));
+  EXPECT_EQ(Names(VmSvc::FilterSpec().names(std::set<std::string>{"copy"})),
+            std::vector<std::string>{"copy"});
+  auto const copies =
+      Names(VmSvc::FilterSpec().powerStates(std::set<PowerSvc::State>{PowerState::POWERED_OFF}));
   EXPECT_EQ(copies, std::vector<std::string>{"copy"}) << "a copy is powered off unless asked otherwise";
   // The mark is gone with the copy.
   EXPECT_EQ(PlainClone(source, "copy"), "already_exists");

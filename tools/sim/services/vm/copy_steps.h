@@ -18,19 +18,27 @@ class CopySteps : public std::enable_shared_from_this<CopySteps<T>> {
   using Finish = std::function<void(Store&, MachineService::TaskResult<T> const&)>;
 
   // Marks `machine` busy; `finish` runs once the steps are done, after the mark is gone.
-  static void Start(State& state, CopyTiming timing, std::shared_ptr<std::set<std::string>> busy, std::string machine,
-                    std::string what, MachineService::TaskResult<T> result, Finish finish) {
+  static void Start(State& state, CopyTiming timing, std::shared_ptr<std::set<std::string>> busy,
+                    std::string machine, std::string what, MachineService::TaskResult<T> result,
+                    Finish finish) {
     busy->insert(machine);
-    auto steps = std::shared_ptr<CopySteps>(
-        new CopySteps(state, timing, std::move(busy), std::move(machine), std::move(what), std::move(result), std::move(finish)));
+    auto steps =
+        std::shared_ptr<CopySteps>(new CopySteps(state, timing, std::move(busy), std::move(machine),
+                                                 std::move(what), std::move(result), std::move(finish)));
     steps->Next();
   }
 
  private:
   CopySteps(State& state, CopyTiming timing, std::shared_ptr<std::set<std::string>> busy, std::string machine,
             std::string what, MachineService::TaskResult<T> result, Finish finish)
-      : state_(state), timing_(timing), busy_(std::move(busy)), machine_(std::move(machine)), what_(std::move(what)),
-        result_(std::move(result)), finish_(std::move(finish)), timer_(state.context()) {}
+      : state_(state),
+        timing_(timing),
+        busy_(std::move(busy)),
+        machine_(std::move(machine)),
+        what_(std::move(what)),
+        result_(std::move(result)),
+        finish_(std::move(finish)),
+        timer_(state.context()) {}
 
   void Next() {
     if (done_ == timing_.steps) {

@@ -10,8 +10,9 @@ namespace Sim {
 namespace Machines {
 namespace {
 
-ErrorPtr CheckNicUpdates(Store& store, std::string const& vm,
-                         boost::optional<std::list<std::shared_ptr<VmSvc::NicUpdateSpec const>>> const& nics) {
+ErrorPtr CheckNicUpdates(
+    Store& store, std::string const& vm,
+    boost::optional<std::list<std::shared_ptr<VmSvc::NicUpdateSpec const>>> const& nics) {
   if (!nics) return nullptr;
   for (auto const& nic : *nics) {
     if (auto error = CheckDeviceOf(store, Kinds::kEthernet, "network adapter", vm, nic->nic())) return error;
@@ -27,11 +28,13 @@ ErrorPtr DescribeClone(Store& store, VmSvc::CloneSpec const& spec, Machine const
   if (spec.notes()) copy.record.notes = spec.notes();
   copy.record.bootOrder = source.record.bootOrder;
   Inventory::Placement placement;
-  if (auto error = Inventory::ResolvePlacement(store, RequestFor(spec.placement().get().get(), &source.record), placement)) {
+  if (auto error = Inventory::ResolvePlacement(
+          store, RequestFor(spec.placement().get().get(), &source.record), placement)) {
     return error;
   }
   Place(copy.record, placement);
-  if (NameTaken(store, copy.record.folder, copy.record.name)) return AlreadyExists("virtual machine", copy.record.name);
+  if (NameTaken(store, copy.record.folder, copy.record.name))
+    return AlreadyExists("virtual machine", copy.record.name);
   if (auto error = CheckDiskPlacements(store, source.id, spec.disks())) return error;
   if (auto const& hardware = spec.hardwareCustomization()) {
     if (auto error = CheckNicUpdates(store, source.id, hardware->nics())) return error;
@@ -51,7 +54,8 @@ ErrorPtr DescribeClone(Store& store, VmSvc::CloneSpec const& spec, Machine const
 }
 
 // Gives `copy` its id and files and writes it with copies of `source`'s devices.
-ErrorPtr Materialize(Store& store, std::string const& source, Machine& copy, std::set<std::string> const& disksToRemove,
+ErrorPtr Materialize(Store& store, std::string const& source, Machine& copy,
+                     std::set<std::string> const& disksToRemove,
                      boost::optional<std::string> const& biosUuid) {
   copy.id = store.NewId("vm");
   copy.record.path = ConfigPath(store, copy.record.datastore, copy.record.name, copy.id);
@@ -72,7 +76,8 @@ void MachineService::Clone(std::shared_ptr<VmSvc::CloneSpec const> const& spec, 
     // A running source is copied as it is now, not as it is when the copy is written.
     auto copy = std::make_shared<Machine>();
     std::set<std::string> disksToRemove;
-    if (auto error = DescribeClone(store, *spec, *source, *copy, disksToRemove)) return result.SetError(error);
+    if (auto error = DescribeClone(store, *spec, *source, *copy, disksToRemove))
+      return result.SetError(error);
     CopySteps<std::string>::Start(
         *state, timing, busy, source->id, "Copying virtual machine " + source->record.name, result,
         [copy, disksToRemove, source = source->id](Store& later, TaskResult<std::string> const& done) {
@@ -81,25 +86,28 @@ void MachineService::Clone(std::shared_ptr<VmSvc::CloneSpec const> const& spec, 
             return done.SetError(AlreadyExists("virtual machine", copy->record.name));
           }
           Store::Transaction transaction(later);
-          if (auto error = Materialize(later, source, *copy, disksToRemove, boost::none)) return done.SetError(error);
+          if (auto error = Materialize(later, source, *copy, disksToRemove, boost::none))
+            return done.SetError(error);
           transaction.Commit();
           done.SetResult(copy->id);
         });
   });
 }
 
-void MachineService::Relocate(std::string const& vm, std::shared_ptr<VmSvc::RelocateSpec const> const& spec, Activation const&,
-                              TaskResult<::Opax::Void> const& result) {
+void MachineService::Relocate(std::string const& vm, std::shared_ptr<VmSvc::RelocateSpec const> const& spec,
+                              Activation const&, TaskResult<::Opax::Void> const& result) {
   state_->Run([state = state_.get(), timing = timing_, busy = busy_, vm, spec, result](Store& store) {
     auto machine = Load(store, vm);
     if (!machine) return result.SetError(NotFound("virtual machine", vm));
     if (auto error = BusyError(*busy, vm)) return result.SetError(error);
     Inventory::Placement placement;
-    if (auto error = Inventory::ResolvePlacement(store, RequestFor(spec->placement().get().get(), &machine->record), placement)) {
+    if (auto error = Inventory::ResolvePlacement(
+            store, RequestFor(spec->placement().get().get(), &machine->record), placement)) {
       return result.SetError(error);
     }
     if (auto error = CheckDiskPlacements(store, vm, spec->disks())) return result.SetError(error);
-    CopySteps<::Opax::Void>::Start(*state, timing, busy, vm, "Moving virtual machine " + machine->record.name, result,
+    CopySteps<::Opax::Void>::Start(*state, timing, busy, vm, "Moving virtual machine " + machine->record.name,
+                                   result,
                                    [vm, placement](Store& later, TaskResult<::Opax::Void> const& done) {
                                      // Its power may have changed meanwhile: only the placement moves.
                                      auto moved = Load(later, vm);
@@ -113,22 +121,23 @@ void MachineService::Relocate(std::string const& vm, std::shared_ptr<VmSvc::Relo
   });
 }
 
-void MachineService::InstantClone(std::shared_ptr<VmSvc::InstantCloneSpec const> const& spec, Activation const&,
-                                  Result<std::string> const& result) {
+void MachineService::InstantClone(std::shared_ptr<VmSvc::InstantCloneSpec const> const& spec,
+                                  Activation const&, Result<std::string> const& result) {
   state_->Run([spec, result](Store& store) {
     auto source = Load(store, spec->source());
     if (!source) return result.SetError(NotFound("virtual machine", spec->source()));
     if (source->power.state() != PowerState::POWERED_ON) {
-      return result.SetError(NotAllowedInCurrentState(Say("nexar.sim.vm.instant_clone.not_running",
-                                                          "Virtual machine '{0}' must be running to be instantly cloned.",
-                                                          {source->record.name})));
+      return result.SetError(NotAllowedInCurrentState(
+          Say("nexar.sim.vm.instant_clone.not_running",
+              "Virtual machine '{0}' must be running to be instantly cloned.", {source->record.name})));
     }
     if (auto error = CheckNicUpdates(store, source->id, spec->nicsToUpdate())) return result.SetError(error);
     // It runs from the source's memory, so on the source's host.
     Inventory::PlacementRequest request;
     auto const& wanted = spec->placement();
     request.folder = wanted && wanted->folder() ? wanted->folder() : source->record.folder;
-    request.resourcePool = wanted && wanted->resourcePool() ? wanted->resourcePool() : source->record.resourcePool;
+    request.resourcePool =
+        wanted && wanted->resourcePool() ? wanted->resourcePool() : source->record.resourcePool;
     request.datastore = wanted && wanted->datastore() ? wanted->datastore() : source->record.datastore;
     request.host = source->record.host;
     if (!source->record.cluster.empty()) request.cluster = source->record.cluster;
@@ -142,7 +151,8 @@ void MachineService::InstantClone(std::shared_ptr<VmSvc::InstantCloneSpec const>
     }
     copy.power = PowerInfo(PowerState::POWERED_ON);
     Store::Transaction transaction(store);
-    if (auto error = Materialize(store, source->id, copy, {}, spec->biosUuid())) return result.SetError(error);
+    if (auto error = Materialize(store, source->id, copy, {}, spec->biosUuid()))
+      return result.SetError(error);
     transaction.Commit();
     result.SetResult(copy.id);
   });

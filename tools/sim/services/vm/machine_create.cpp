@@ -13,7 +13,10 @@ constexpr char kDefaultGuest[] = "OTHER_64";
 Vm::Hardware::BootSvc::UpdateSpec AsUpdate(Vm::Hardware::BootSvc::CreateSpec const& spec) {
   Vm::Hardware::BootSvc::UpdateSpec update;
   update.type(spec.type()).efiLegacyBoot(spec.efiLegacyBoot()).networkProtocol(spec.networkProtocol());
-  update.delay(spec.delay()).retry(spec.retry()).retryDelay(spec.retryDelay()).enterSetupMode(spec.enterSetupMode());
+  update.delay(spec.delay())
+      .retry(spec.retry())
+      .retryDelay(spec.retryDelay())
+      .enterSetupMode(spec.enterSetupMode());
   return update;
 }
 
@@ -29,16 +32,20 @@ std::string MadeUpName(Store& store, std::string const& folder, std::string cons
 ErrorPtr Describe(Store& store, VmSvc::CreateSpec const& spec, Machine& machine) {
   Record& record = machine.record;
   Inventory::Placement placement;
-  if (auto error = Inventory::ResolvePlacement(store, RequestFor(spec.placement().get().get(), nullptr), placement)) return error;
+  if (auto error =
+          Inventory::ResolvePlacement(store, RequestFor(spec.placement().get().get(), nullptr), placement))
+    return error;
   Place(record, placement);
   record.guestOs = spec.guestOs().value_or(kDefaultGuest);
   record.name = spec.name() ? *spec.name() : MadeUpName(store, record.folder, record.guestOs);
-  if (record.name.empty()) return InvalidArgument(Say("nexar.sim.vm.name.empty", "A virtual machine's name cannot be empty."));
+  if (record.name.empty())
+    return InvalidArgument(Say("nexar.sim.vm.name.empty", "A virtual machine's name cannot be empty."));
   if (NameTaken(store, record.folder, record.name)) return AlreadyExists("virtual machine", record.name);
   record.notes = spec.notes();
   auto const version = spec.hardwareVersion().value_or(NewestVersion());
   if (version == Vm::HardwareSvc::Version::_UNKNOWN) {
-    return Unsupported(Say("nexar.sim.vm.hardware.version_unknown", "The hosts do not run hardware version '{0}'.", {version.text()}));
+    return Unsupported(Say("nexar.sim.vm.hardware.version_unknown",
+                           "The hosts do not run hardware version '{0}'.", {version.text()}));
   }
   machine.hardware = DefaultHardware(version);
   machine.power = PowerInfo(PowerState::POWERED_OFF);

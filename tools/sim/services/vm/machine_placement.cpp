@@ -35,18 +35,22 @@ void Place(Record& record, Inventory::Placement const& placement) {
   record.datastore = placement.datastore;
 }
 
-ErrorPtr CheckDeviceOf(Store& store, char const* kind, std::string const& what, std::string const& vm, std::string const& id) {
+ErrorPtr CheckDeviceOf(Store& store, char const* kind, std::string const& what, std::string const& vm,
+                       std::string const& id) {
   auto row = store.Get(kind, id);
   if (row && row->parent == vm) return nullptr;
-  return InvalidArgument(Say("nexar.sim.vm.device_elsewhere", "The {0} '{1}' is not a device of virtual machine '{2}'.", {what, id, vm}));
+  return InvalidArgument(Say("nexar.sim.vm.device_elsewhere",
+                             "The {0} '{1}' is not a device of virtual machine '{2}'.", {what, id, vm}));
 }
 
-ErrorPtr CheckDiskPlacements(Store& store, std::string const& vm,
-                             boost::optional<std::list<std::shared_ptr<VmSvc::DiskPlacementSpec const>>> const& disks) {
+ErrorPtr CheckDiskPlacements(
+    Store& store, std::string const& vm,
+    boost::optional<std::list<std::shared_ptr<VmSvc::DiskPlacementSpec const>>> const& disks) {
   if (!disks) return nullptr;
   for (auto const& disk : *disks) {
     if (auto error = CheckDeviceOf(store, Kinds::kDisk, "disk", vm, disk->disk())) return error;
-    if (disk->datastore() && !store.Exists(Kinds::kDatastore, *disk->datastore())) return NotFound("datastore", *disk->datastore());
+    if (disk->datastore() && !store.Exists(Kinds::kDatastore, *disk->datastore()))
+      return NotFound("datastore", *disk->datastore());
   }
   return nullptr;
 }

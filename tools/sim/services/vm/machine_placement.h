@@ -15,10 +15,12 @@ Inventory::PlacementRequest RequestFor(VmSvc::PlacementSpec const* spec, Record 
 void Place(Record& record, Inventory::Placement const& placement);
 
 // Each disk named must be one of `vm`'s and each datastore named must exist.
-ErrorPtr CheckDiskPlacements(Store& store, std::string const& vm,
-                             boost::optional<std::list<std::shared_ptr<VmSvc::DiskPlacementSpec const>>> const& disks);
+ErrorPtr CheckDiskPlacements(
+    Store& store, std::string const& vm,
+    boost::optional<std::list<std::shared_ptr<VmSvc::DiskPlacementSpec const>>> const& disks);
 // The device `id` of `kind` must belong to `vm`.
-ErrorPtr CheckDeviceOf(Store& store, char const* kind, std::string const& what, std::string const& vm, std::string const& id);
+ErrorPtr CheckDeviceOf(Store& store, char const* kind, std::string const& what, std::string const& vm,
+                       std::string const& id);
 
 }  // namespace Machines
 }  // namespace Sim

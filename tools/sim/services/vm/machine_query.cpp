@@ -15,23 +15,24 @@ constexpr int kPoolDepthLimit = 64;
 
 std::shared_ptr<VmSvc::Info const> InfoOf(Store& store, Machine const& machine) {
   Record const& record = machine.record;
-  auto placement = std::make_shared<VmSvc::PlacementInfo>(record.datacenter, record.folder, record.resourcePool,
-                                                          record.host, record.datastore);
+  auto placement = std::make_shared<VmSvc::PlacementInfo>(record.datacenter, record.folder,
+                                                          record.resourcePool, record.host, record.datastore);
   if (!record.cluster.empty()) placement->cluster(record.cluster);
   std::set<std::string> adapters;
   for (char const* kind : {Kinds::kNvmeAdapter, Kinds::kSataAdapter, Kinds::kScsiAdapter}) {
     auto const ids = DeviceIds(store, kind, machine.id);
     adapters.insert(ids.begin(), ids.end());
   }
-  VmSvc::Info info(record.name,
-                   std::make_shared<Vm::IdentitySvc::Info const>(record.name, record.biosUuid, record.instanceUuid),
-                   placement, record.guestOs, std::make_shared<PowerInfo const>(machine.power),
-                   std::make_shared<HardwareInfo const>(machine.hardware), std::make_shared<BootInfo const>(machine.boot),
-                   BootEntries(store, machine.id, machine.record.bootOrder), std::make_shared<CpuInfo const>(machine.cpu),
-                   std::make_shared<MemoryInfo const>(machine.memory), DeviceIds(store, Kinds::kDisk, machine.id),
-                   DeviceIds(store, Kinds::kEthernet, machine.id), DeviceIds(store, Kinds::kCdrom, machine.id),
-                   DeviceIds(store, Kinds::kFloppy, machine.id), DeviceIds(store, Kinds::kSerial, machine.id),
-                   DeviceIds(store, Kinds::kParallel, machine.id), adapters);
+  VmSvc::Info info(
+      record.name,
+      std::make_shared<Vm::IdentitySvc::Info const>(record.name, record.biosUuid, record.instanceUuid),
+      placement, record.guestOs, std::make_shared<PowerInfo const>(machine.power),
+      std::make_shared<HardwareInfo const>(machine.hardware), std::make_shared<BootInfo const>(machine.boot),
+      BootEntries(store, machine.id, machine.record.bootOrder), std::make_shared<CpuInfo const>(machine.cpu),
+      std::make_shared<MemoryInfo const>(machine.memory), DeviceIds(store, Kinds::kDisk, machine.id),
+      DeviceIds(store, Kinds::kEthernet, machine.id), DeviceIds(store, Kinds::kCdrom, machine.id),
+      DeviceIds(store, Kinds::kFloppy, machine.id), DeviceIds(store, Kinds::kSerial, machine.id),
+      DeviceIds(store, Kinds::kParallel, machine.id), adapters);
   info.notes(record.notes);
   return std::make_shared<VmSvc::Info const>(info);
 }
@@ -60,15 +61,21 @@ bool AnyContains(boost::optional<std::set<std::string>> const& containers, Withi
 }
 
 bool Matches(Store& store, VmSvc::FilterSpec const& filter, std::string const& id, Record const& record) {
-  return In(filter.vms(), id) && In(filter.names(), record.name) && In(filter.datacenters(), record.datacenter) &&
-         In(filter.hosts(), record.host) && In(filter.clusters(), record.cluster) &&
-         AnyContains(filter.folders(), [&](std::string const& folder) { return Inventory::FolderWithin(store, record.folder, folder); }) &&
-         AnyContains(filter.resourcePools(), [&](std::string const& pool) { return PoolWithin(store, record.resourcePool, pool); });
+  return In(filter.vms(), id) && In(filter.names(), record.name) &&
+         In(filter.datacenters(), record.datacenter) && In(filter.hosts(), record.host) &&
+         In(filter.clusters(), record.cluster) &&
+         AnyContains(filter.folders(),
+                     [&](std::string const& folder) {
+                       return Inventory::FolderWithin(store, record.folder, folder);
+                     }) &&
+         AnyContains(filter.resourcePools(),
+                     [&](std::string const& pool) { return PoolWithin(store, record.resourcePool, pool); });
 }
 
 }  // namespace
 
-void MachineService::Get(std::string const& vm, Activation const&, Result<std::shared_ptr<VmSvc::Info const>> const& result) {
+void MachineService::Get(std::string const& vm, Activation const&,
+                         Result<std::shared_ptr<VmSvc::Info const>> const& result) {
   state_->Run([vm, result](Store& store) {
     auto machine = Load(store, vm);
     if (!machine) return result.SetError(NotFound("virtual machine", vm));
@@ -90,7 +97,8 @@ void MachineService::List(::Opax::OptionalPtr<VmSvc::FilterSpec const> const& fi
       if (wanted.powerStates() && !wanted.powerStates()->count(machine->power.state())) continue;
       if (summaries.size() == kListLimit) {
         return result.SetError(UnableToAllocateResource(
-            Say("nexar.sim.vm.list.too_many", "More than {0} machines match; narrow the filter.", {std::to_string(kListLimit)})));
+            Say("nexar.sim.vm.list.too_many", "More than {0} machines match; narrow the filter.",
+                {std::to_string(kListLimit)})));
       }
       VmSvc::Summary summary(row.id, record.name, machine->power.state());
       summary.cpuCount(machine->cpu.count()).memorySizeMiB(machine->memory.sizeMiB());

@@ -1,7 +1,7 @@
 #include "machine_record.h"
 
-#include "../kinds.h"
 #include "../../state/document.h"
+#include "../kinds.h"
 
 #include <boost/json.hpp>
 #include <boost/uuid/random_generator.hpp>
@@ -96,7 +96,8 @@ boost::optional<Machine> Load(Store& store, std::string const& id) {
 
 void Save(Store& store, Machine const& machine) {
   std::string const& id = machine.id;
-  store.Put({Kinds::kVirtualMachine, id, machine.record.folder, json::serialize(RecordObject(machine.record))});
+  store.Put(
+      {Kinds::kVirtualMachine, id, machine.record.folder, json::serialize(RecordObject(machine.record))});
   store.Put({Kinds::kPower, id, id, ToDocument(machine.power)});
   store.Put({Kinds::kCpu, id, id, ToDocument(machine.cpu)});
   store.Put({Kinds::kMemory, id, id, ToDocument(machine.memory)});
@@ -105,7 +106,8 @@ void Save(Store& store, Machine const& machine) {
 }
 
 void Erase(Store& store, std::string const& id) {
-  for (char const* kind : {Kinds::kVirtualMachine, Kinds::kPower, Kinds::kCpu, Kinds::kMemory, Kinds::kBoot, kHardware}) {
+  for (char const* kind :
+       {Kinds::kVirtualMachine, Kinds::kPower, Kinds::kCpu, Kinds::kMemory, Kinds::kBoot, kHardware}) {
     store.Remove(kind, id);
   }
 }
@@ -120,7 +122,8 @@ void SaveUnregistered(Store& store, Machine const& machine) {
                       {"memory", json::parse(ToDocument(machine.memory))},
                       {"boot", json::parse(ToDocument(machine.boot))},
                       {"hardware", json::parse(ToDocument(machine.hardware))}};
-  store.Put({kUnregistered, FileKey(machine.record.datastore, machine.record.path), "", json::serialize(bundle)});
+  store.Put(
+      {kUnregistered, FileKey(machine.record.datastore, machine.record.path), "", json::serialize(bundle)});
 }
 
 boost::optional<Machine> LoadUnregistered(Store& store, std::string const& key) {
@@ -153,7 +156,8 @@ bool NameTaken(Store& store, std::string const& folder, std::string const& name)
   return false;
 }
 
-std::string ConfigPath(Store& store, std::string const& datastore, std::string const& name, std::string const& id) {
+std::string ConfigPath(Store& store, std::string const& datastore, std::string const& name,
+                       std::string const& id) {
   std::string const plain = name + "/" + name + ".cfg";
   bool used = store.Exists(kUnregistered, FileKey(datastore, plain));
   for (auto const& row : store.List(Kinds::kVirtualMachine)) {

@@ -77,7 +77,8 @@ Record ReadRecord(std::string const& doc);
 std::string NewUuid();
 bool NameTaken(Store& store, std::string const& folder, std::string const& name);
 // "<name>/<name>.cfg", or with the id appended when another machine uses that path already.
-std::string ConfigPath(Store& store, std::string const& datastore, std::string const& name, std::string const& id);
+std::string ConfigPath(Store& store, std::string const& datastore, std::string const& name,
+                       std::string const& id);
 
 // The ids of `vm`'s devices of `kind`.
 std::set<std::string> DeviceIds(Store& store, char const* kind, std::string const& vm);

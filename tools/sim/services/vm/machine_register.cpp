@@ -46,7 +46,8 @@ void MachineService::Delete(std::string const& vm, Activation const&, Result<::O
 }
 
 // The machine's devices stay where they are, under its id, which `register` gives back to it.
-void MachineService::Unregister(std::string const& vm, Activation const&, Result<::Opax::Void> const& result) {
+void MachineService::Unregister(std::string const& vm, Activation const&,
+                                Result<::Opax::Void> const& result) {
   state_->Run([busy = busy_, vm, result](Store& store) {
     auto machine = Load(store, vm);
     if (!machine) return result.SetError(NotFound("virtual machine", vm));
@@ -67,7 +68,8 @@ void MachineService::Register(std::shared_ptr<VmSvc::RegisterSpec const> const& 
                               Result<std::string> const& result) {
   state_->Run([spec, result](Store& store) {
     if (FileInUse(store, spec->datastore(), spec->path())) {
-      return result.SetError(AlreadyExists("registered virtual machine with the configuration file", spec->path()));
+      return result.SetError(
+          AlreadyExists("registered virtual machine with the configuration file", spec->path()));
     }
     std::string const key = FileKey(spec->datastore(), spec->path());
     auto machine = LoadUnregistered(store, key);

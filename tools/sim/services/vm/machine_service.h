@@ -32,22 +32,26 @@ class MachineService : public VmSvc::AsyncServiceInterface {
   template <class T>
   using TaskResult = ::Opax::AsyncTaskResult<T, ::Opax::AsyncTaskResultTerminateCbPolicy>;
 
-  MachineService(std::shared_ptr<State> state, CopyTiming timing) : state_(std::move(state)), timing_(timing) {}
+  MachineService(std::shared_ptr<State> state, CopyTiming timing)
+      : state_(std::move(state)), timing_(timing) {}
 
-  void Create(std::shared_ptr<VmSvc::CreateSpec const> const& spec, Activation const&, Result<std::string> const& result) override;
+  void Create(std::shared_ptr<VmSvc::CreateSpec const> const& spec, Activation const&,
+              Result<std::string> const& result) override;
   using VmSvc::AsyncServiceInterface::Clone;
   void Clone(std::shared_ptr<VmSvc::CloneSpec const> const& spec, Activation const&,
              TaskResult<std::string> const& result) override;
   using VmSvc::AsyncServiceInterface::Relocate;
-  void Relocate(std::string const& vm, std::shared_ptr<VmSvc::RelocateSpec const> const& spec, Activation const&,
-                TaskResult<::Opax::Void> const& result) override;
+  void Relocate(std::string const& vm, std::shared_ptr<VmSvc::RelocateSpec const> const& spec,
+                Activation const&, TaskResult<::Opax::Void> const& result) override;
   void InstantClone(std::shared_ptr<VmSvc::InstantCloneSpec const> const& spec, Activation const&,
                     Result<std::string> const& result) override;
-  void Get(std::string const& vm, Activation const&, Result<std::shared_ptr<VmSvc::Info const>> const& result) override;
+  void Get(std::string const& vm, Activation const&,
+           Result<std::shared_ptr<VmSvc::Info const>> const& result) override;
   void Delete(std::string const& vm, Activation const&, Result<::Opax::Void> const& result) override;
   void List(::Opax::OptionalPtr<VmSvc::FilterSpec const> const& filter, Activation const&,
             Result<std::list<std::shared_ptr<VmSvc::Summary const>>> const& result) override;
-  void Register(std::shared_ptr<VmSvc::RegisterSpec const> const& spec, Activation const&, Result<std::string> const& result) override;
+  void Register(std::shared_ptr<VmSvc::RegisterSpec const> const& spec, Activation const&,
+                Result<std::string> const& result) override;
   void Unregister(std::string const& vm, Activation const&, Result<::Opax::Void> const& result) override;
 
  private:

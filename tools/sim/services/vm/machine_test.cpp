@@ -17,7 +17,8 @@ class MachineTest : public MachineFixture {
     return Await<std::string>([&](auto const& r) { vms_->Register(shared, nullptr, r); });
   }
   Reply<std::string> InstantClone(std::string const& source, std::string const& name) {
-    auto spec = std::make_shared<VmSvc::InstantCloneSpec const>(VmSvc::InstantCloneSpec().source(source).name(name));
+    auto spec =
+        std::make_shared<VmSvc::InstantCloneSpec const>(VmSvc::InstantCloneSpec().source(source).name(name));
     return Await<std::string>([&](auto const& r) { vms_->InstantClone(spec, nullptr, r); });
   }
 };
@@ -72,11 +73,16 @@ TEST_F(MachineTest, CreateChecksItsSettings) {
     char const* outcome;
   } const cases[] = {
       {"defaults", VmSvc::CreateSpec(), "ok"},
-      {"uneven sockets", VmSvc::CreateSpec().cpu(std::make_shared<CpuSvc::UpdateSpec const>(CpuSvc::UpdateSpec().count(3).coresPerSocket(2))),
+      {"uneven sockets",
+       VmSvc::CreateSpec().cpu(
+           std::make_shared<CpuSvc::UpdateSpec const>(CpuSvc::UpdateSpec().count(3).coresPerSocket(2))),
        "invalid_argument"},
-      {"too little memory", VmSvc::CreateSpec().memory(std::make_shared<MemorySvc::UpdateSpec const>(MemorySvc::UpdateSpec().sizeMiB(2))),
+      {"too little memory",
+       VmSvc::CreateSpec().memory(
+           std::make_shared<MemorySvc::UpdateSpec const>(MemorySvc::UpdateSpec().sizeMiB(2))),
        "invalid_argument"},
-      {"a device twice in the boot order", VmSvc::CreateSpec().bootDevices(std::list<std::shared_ptr<Entry const>>{cdrom, cdrom}),
+      {"a device twice in the boot order",
+       VmSvc::CreateSpec().bootDevices(std::list<std::shared_ptr<Entry const>>{cdrom, cdrom}),
        "invalid_argument"},
       {"an empty name", VmSvc::CreateSpec().name(std::string()), "invalid_argument"},
   };
@@ -88,8 +94,10 @@ TEST_F(MachineTest, GetAssemblesTheWholeMachine) {
   spec.name(std::string("whole")).guestOs(std::string("LINUX_64")).notes(std::string("for tests"));
   spec.cpu(std::make_shared<CpuSvc::UpdateSpec const>(CpuSvc::UpdateSpec().count(4).coresPerSocket(2)));
   spec.bootDevices(std::list<std::shared_ptr<Vm::Hardware::Boot::DeviceSvc::EntryCreateSpec const>>{
-      std::make_shared<Vm::Hardware::Boot::DeviceSvc::EntryCreateSpec const>(BootDeviceType(BootDeviceType::CDROM)),
-      std::make_shared<Vm::Hardware::Boot::DeviceSvc::EntryCreateSpec const>(BootDeviceType(BootDeviceType::DISK))});
+      std::make_shared<Vm::Hardware::Boot::DeviceSvc::EntryCreateSpec const>(
+          BootDeviceType(BootDeviceType::CDROM)),
+      std::make_shared<Vm::Hardware::Boot::DeviceSvc::EntryCreateSpec const>(
+          BootDeviceType(BootDeviceType::DISK))});
   auto const vm = Create(spec);
   ASSERT_EQ(vm.outcome, "ok");
   auto const info = Info(*vm.value);
@@ -110,9 +118,13 @@ TEST_F(MachineTest, ListNarrowsByEverySetGiven) {
   Machine("gamma", PowerState::SUSPENDED);
   using List = std::vector<std::string>;
   EXPECT_EQ(Names(VmSvc::FilterSpec()), (List{"alpha", "beta", "gamma"}));
-  EXPECT_EQ(Names(VmSvc::FilterSpec().powerStates(std::set<PowerSvc::State>{PowerState::POWERED_ON, PowerState::SUSPENDED})),
+  EXPECT_EQ(Names(VmSvc::FilterSpec().powerStates(
+                std::set<PowerSvc::State>{PowerState::POWERED_ON, PowerState::SUSPENDED})),
             (List{"beta", "gamma"}));
-  EXPECT_EQ(Names(VmSvc::FilterSpec().names(std::set<std::string>{"alpha", "beta"}).vms(std::set<std::string>{beta})), (List{"beta"}));
+  EXPECT_EQ(
+      Names(
+          VmSvc::FilterSpec().names(std::set<std::string>{"alpha", "beta"}).vms(std::set<std::string>{beta})),
+      (List{"beta"}));
   EXPECT_EQ(Names(VmSvc::FilterSpec().hosts(std::set<std::string>{"host-elsewhere"})), List{});
 }
 
@@ -122,14 +134,17 @@ TEST_F(MachineTest, UnregisterKeepsWhatRegisterBringsBack) {
   ASSERT_EQ(Unregister(vm), "ok");
   EXPECT_EQ(Info(vm), nullptr);
   std::string const datastore = before->placement()->datastore();
-  EXPECT_EQ(Register(VmSvc::RegisterSpec().datastore(datastore).path("nowhere/nowhere.cfg")).outcome, "not_found");
-  auto const back = Register(VmSvc::RegisterSpec().datastore(datastore).path("roamer/roamer.cfg").name(std::string("returned")));
+  EXPECT_EQ(Register(VmSvc::RegisterSpec().datastore(datastore).path("nowhere/nowhere.cfg")).outcome,
+            "not_found");
+  auto const back = Register(
+      VmSvc::RegisterSpec().datastore(datastore).path("roamer/roamer.cfg").name(std::string("returned")));
   ASSERT_EQ(back.outcome, "ok");
   auto const after = Info(*back.value);
   ASSERT_TRUE(after);
   EXPECT_EQ(after->name(), "returned");
   EXPECT_EQ(after->identity()->instanceUuid(), before->identity()->instanceUuid());
-  EXPECT_EQ(Register(VmSvc::RegisterSpec().datastore(datastore).path("roamer/roamer.cfg")).outcome, "already_exists");
+  EXPECT_EQ(Register(VmSvc::RegisterSpec().datastore(datastore).path("roamer/roamer.cfg")).outcome,
+            "already_exists");
 }
 
 }  // namespace

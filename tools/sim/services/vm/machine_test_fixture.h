@@ -11,8 +11,8 @@
 #include <opax/core/invocation/api_stub.h>
 #include <opax/core/provider/in_process_provider.h>
 
-#include <boost/optional/optional_io.hpp>
 #include "../../testing/await.h"
+#include <boost/optional/optional_io.hpp>
 
 #include <gtest/gtest.h>
 
@@ -33,8 +33,9 @@ using Testing::Reply;
 
 class MachineFixture : public ::testing::Test {
  public:
-  using PowerCall = void (PowerSvc::AsyncServiceStub::*)(std::string const&, std::shared_ptr<::Opax::Core::AsyncActivation> const&,
-                                                         ::Opax::AsyncResult<::Opax::Void, ::Opax::AsyncResultTerminateCbPolicy> const&);
+  using PowerCall = void (PowerSvc::AsyncServiceStub::*)(
+      std::string const&, std::shared_ptr<::Opax::Core::AsyncActivation> const&,
+      ::Opax::AsyncResult<::Opax::Void, ::Opax::AsyncResultTerminateCbPolicy> const&);
 
  protected:
   MachineFixture() {
@@ -84,8 +85,10 @@ class MachineFixture : public ::testing::Test {
   std::vector<std::string> Names(VmSvc::FilterSpec const& filter) {
     auto shared = std::make_shared<VmSvc::FilterSpec const>(filter);
     std::vector<std::string> names;
-    auto reply = Await<std::list<std::shared_ptr<VmSvc::Summary const>>>([&](auto const& r) { vms_->List(shared, nullptr, r); });
-    for (auto const& summary : reply.value.value_or(std::list<std::shared_ptr<VmSvc::Summary const>>())) names.push_back(summary->name());
+    auto reply = Await<std::list<std::shared_ptr<VmSvc::Summary const>>>(
+        [&](auto const& r) { vms_->List(shared, nullptr, r); });
+    for (auto const& summary : reply.value.value_or(std::list<std::shared_ptr<VmSvc::Summary const>>()))
+      names.push_back(summary->name());
     return names;
   }
 
@@ -95,7 +98,9 @@ class MachineFixture : public ::testing::Test {
     auto const seeds = DefaultSeed();
     if (seeds.empty() || seeds.front().text.find('{') == std::string::npos) return;
     std::list<::Opax::BaseMessage> messages;
-    ASSERT_TRUE(RunSeed({seeds.front()}, *provider_, messages)) << (messages.empty() ? std::string("none") : messages.back().id() + ": " + messages.back().defaultMessage());
+    ASSERT_TRUE(RunSeed({seeds.front()}, *provider_, messages))
+        << (messages.empty() ? std::string("none")
+                             : messages.back().id() + ": " + messages.back().defaultMessage());
     std::promise<std::string> cluster;
     state_->Run([&cluster](Store& store) {
       auto const clusters = store.List(Kinds::kCluster);
@@ -118,7 +123,8 @@ class MachineFixture : public ::testing::Test {
   std::string cluster_;
   // Declared before the provider so that it goes after it: jobs still queued run against it.
   std::shared_ptr<State> state_;
-  std::shared_ptr<::Opax::Core::InProcessProvider> provider_ = std::make_shared<::Opax::Core::InProcessProvider>();
+  std::shared_ptr<::Opax::Core::InProcessProvider> provider_ =
+      std::make_shared<::Opax::Core::InProcessProvider>();
   std::shared_ptr<VmSvc::AsyncServiceStub> vms_;
   std::shared_ptr<PowerSvc::AsyncServiceStub> power_;
   std::shared_ptr<CpuSvc::AsyncServiceStub> cpu_;

@@ -17,11 +17,13 @@ TEST(MachinesSeed, BuildsTheMachinesOnTheBuiltInInventory) {
   auto const& provider = seeded.provider;
 
   auto vms = VmSvc::AsyncServiceStub::GetInstance(::Opax::Stub::AsyncApiStub::GetInstance(provider));
-  auto reply = Await<std::list<std::shared_ptr<VmSvc::Summary const>>>([&](auto const& r) { vms->List(boost::none, nullptr, r); });
+  auto reply = Await<std::list<std::shared_ptr<VmSvc::Summary const>>>(
+      [&](auto const& r) { vms->List(boost::none, nullptr, r); });
   ASSERT_TRUE(reply.value);
   EXPECT_GE(reply.value->size(), 20u);
-  auto const running = std::count_if(reply.value->begin(), reply.value->end(),
-                                     [](auto const& summary) { return summary->powerState() == PowerState::POWERED_ON; });
+  auto const running = std::count_if(reply.value->begin(), reply.value->end(), [](auto const& summary) {
+    return summary->powerState() == PowerState::POWERED_ON;
+  });
   EXPECT_GE(running, 5);
 }
 

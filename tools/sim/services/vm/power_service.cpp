@@ -23,36 +23,54 @@ void UpgradeAtPowerOff(Store& store, std::string const& vm) {
   store.Put({kHardware, vm, vm, ToDocument(hardware)});
 }
 
-ErrorPtr Already(char const* id, std::string const& text, std::string const& vm) { return AlreadyInDesiredState(Say(id, text, {vm})); }
-ErrorPtr Refused(char const* id, std::string const& text, std::string const& vm) { return NotAllowedInCurrentState(Say(id, text, {vm})); }
+ErrorPtr Already(char const* id, std::string const& text, std::string const& vm) {
+  return AlreadyInDesiredState(Say(id, text, {vm}));
+}
+ErrorPtr Refused(char const* id, std::string const& text, std::string const& vm) {
+  return NotAllowedInCurrentState(Say(id, text, {vm}));
+}
 
 // The next power state, or the error that the current one answers.
-ErrorPtr Transition(PowerOperation operation, std::string const& vm, PowerState::EnumType current, PowerState::EnumType& next) {
+ErrorPtr Transition(PowerOperation operation, std::string const& vm, PowerState::EnumType current,
+                    PowerState::EnumType& next) {
   switch (operation) {
     case PowerOperation::START:
       next = PowerState::POWERED_ON;
-      return current == PowerState::POWERED_ON ? Already("nexar.sim.vm.power.running", "Virtual machine '{0}' is running already.", vm) : nullptr;
+      return current == PowerState::POWERED_ON
+                 ? Already("nexar.sim.vm.power.running", "Virtual machine '{0}' is running already.", vm)
+                 : nullptr;
     case PowerOperation::STOP:
       next = PowerState::POWERED_OFF;
-      return current == PowerState::POWERED_OFF ? Already("nexar.sim.vm.power.off", "Virtual machine '{0}' is powered off already.", vm) : nullptr;
+      return current == PowerState::POWERED_OFF
+                 ? Already("nexar.sim.vm.power.off", "Virtual machine '{0}' is powered off already.", vm)
+                 : nullptr;
     case PowerOperation::SUSPEND:
       next = PowerState::SUSPENDED;
-      if (current == PowerState::SUSPENDED) return Already("nexar.sim.vm.power.suspended", "Virtual machine '{0}' is suspended already.", vm);
-      return current == PowerState::POWERED_OFF ? Refused("nexar.sim.vm.power.suspend_off", "Virtual machine '{0}' is powered off and cannot be suspended.", vm) : nullptr;
+      if (current == PowerState::SUSPENDED)
+        return Already("nexar.sim.vm.power.suspended", "Virtual machine '{0}' is suspended already.", vm);
+      return current == PowerState::POWERED_OFF
+                 ? Refused("nexar.sim.vm.power.suspend_off",
+                           "Virtual machine '{0}' is powered off and cannot be suspended.", vm)
+                 : nullptr;
     case PowerOperation::RESET:
       next = current;
-      return current != PowerState::POWERED_ON ? Refused("nexar.sim.vm.power.reset_not_running", "Virtual machine '{0}' is not running and cannot be reset.", vm) : nullptr;
+      return current != PowerState::POWERED_ON
+                 ? Refused("nexar.sim.vm.power.reset_not_running",
+                           "Virtual machine '{0}' is not running and cannot be reset.", vm)
+                 : nullptr;
   }
   return nullptr;
 }
 
 }  // namespace
 
-void PowerService::Get(std::string const& vm, Activation const&, PlainResult<std::shared_ptr<PowerInfo const>> const& result) {
+void PowerService::Get(std::string const& vm, Activation const&,
+                       PlainResult<std::shared_ptr<PowerInfo const>> const& result) {
   GetSetting<PowerInfo>(*state_, Kinds::kPower, vm, result);
 }
 
-void PowerService::Change(std::string const& vm, PowerOperation operation, PlainResult<::Opax::Void> const& result) {
+void PowerService::Change(std::string const& vm, PowerOperation operation,
+                          PlainResult<::Opax::Void> const& result) {
   state_->Run([vm, operation, result](Store& store) {
     auto row = store.Get(Kinds::kPower, vm);
     if (!row) return result.SetError(NotFound("virtual machine", vm));

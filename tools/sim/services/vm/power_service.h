@@ -20,7 +20,8 @@ class PowerService : public Vm::PowerSvc::AsyncServiceInterface {
 
   explicit PowerService(std::shared_ptr<State> state) : state_(std::move(state)) {}
 
-  void Get(std::string const& vm, Activation const&, PlainResult<std::shared_ptr<PowerInfo const>> const& result) override;
+  void Get(std::string const& vm, Activation const&,
+           PlainResult<std::shared_ptr<PowerInfo const>> const& result) override;
   void Start(std::string const& vm, Activation const&, PlainResult<::Opax::Void> const& result) override {
     Change(vm, PowerOperation::START, result);
   }

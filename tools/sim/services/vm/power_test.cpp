@@ -25,11 +25,15 @@ TEST_F(PowerTest, StateMachine) {
       {"stop suspended", PowerState::SUSPENDED, &Stub::Stop, "ok", PowerState::POWERED_OFF},
       {"stop off", PowerState::POWERED_OFF, &Stub::Stop, "already_in_desired_state", PowerState::POWERED_OFF},
       {"suspend on", PowerState::POWERED_ON, &Stub::Suspend, "ok", PowerState::SUSPENDED},
-      {"suspend off", PowerState::POWERED_OFF, &Stub::Suspend, "not_allowed_in_current_state", PowerState::POWERED_OFF},
-      {"suspend suspended", PowerState::SUSPENDED, &Stub::Suspend, "already_in_desired_state", PowerState::SUSPENDED},
+      {"suspend off", PowerState::POWERED_OFF, &Stub::Suspend, "not_allowed_in_current_state",
+       PowerState::POWERED_OFF},
+      {"suspend suspended", PowerState::SUSPENDED, &Stub::Suspend, "already_in_desired_state",
+       PowerState::SUSPENDED},
       {"reset on", PowerState::POWERED_ON, &Stub::Reset, "ok", PowerState::POWERED_ON},
-      {"reset off", PowerState::POWERED_OFF, &Stub::Reset, "not_allowed_in_current_state", PowerState::POWERED_OFF},
-      {"reset suspended", PowerState::SUSPENDED, &Stub::Reset, "not_allowed_in_current_state", PowerState::SUSPENDED},
+      {"reset off", PowerState::POWERED_OFF, &Stub::Reset, "not_allowed_in_current_state",
+       PowerState::POWERED_OFF},
+      {"reset suspended", PowerState::SUSPENDED, &Stub::Reset, "not_allowed_in_current_state",
+       PowerState::SUSPENDED},
   };
   int n = 0;
   for (auto const& c : cases) {

@@ -3,9 +3,9 @@
 // Reading and changing one per-machine settings document, the shape every settings operation
 // shares: find the machine, apply the operation's rule in its power state, write, answer.
 
-#include "../errors.h"
 #include "../../state/document.h"
 #include "../../state/state.h"
+#include "../errors.h"
 #include "machine_record.h"
 
 #include <runtime/service.h>
@@ -17,7 +17,8 @@ template <class T>
 using PlainResult = ::Opax::AsyncResult<T, ::Opax::AsyncResultTerminateCbPolicy>;
 
 template <class Info>
-void GetSetting(State& state, char const* kind, std::string const& vm, PlainResult<std::shared_ptr<Info const>> const& result) {
+void GetSetting(State& state, char const* kind, std::string const& vm,
+                PlainResult<std::shared_ptr<Info const>> const& result) {
   state.Run([kind, vm, result](Store& store) {
     auto row = store.Get(kind, vm);
     if (!row) return result.SetError(NotFound("virtual machine", vm));

@@ -25,7 +25,8 @@ ErrorPtr Refused(char const* id, std::string const& text) { return NotAllowedInC
 
 void SetHotAddLimits(MemoryInfo& info) {
   if (info.hotAddEnabled()) {
-    info.hotAddIncrementSizeMiB(kHotAddIncrementMiB).hotAddLimitMiB(std::min(kMaxMemoryMiB, info.sizeMiB() * kHotAddFactor));
+    info.hotAddIncrementSizeMiB(kHotAddIncrementMiB)
+        .hotAddLimitMiB(std::min(kMaxMemoryMiB, info.sizeMiB() * kHotAddFactor));
   } else {
     info.hotAddIncrementSizeMiB(boost::none).hotAddLimitMiB(boost::none);
   }
@@ -65,19 +66,24 @@ ErrorPtr ApplyCpu(CpuSpec const& spec, PowerState::EnumType power, CpuInfo& info
   }
   if (power != PowerState::POWERED_OFF) {
     bool const changed = next.count() != info.count() || next.coresPerSocket() != info.coresPerSocket() ||
-                         next.hotAddEnabled() != info.hotAddEnabled() || next.hotRemoveEnabled() != info.hotRemoveEnabled();
+                         next.hotAddEnabled() != info.hotAddEnabled() ||
+                         next.hotRemoveEnabled() != info.hotRemoveEnabled();
     if (power == PowerState::SUSPENDED && changed) {
-      return Refused("nexar.sim.vm.cpu.suspended", "The processors of a suspended machine cannot be changed.");
+      return Refused("nexar.sim.vm.cpu.suspended",
+                     "The processors of a suspended machine cannot be changed.");
     }
     if (next.hotAddEnabled() != info.hotAddEnabled() || next.hotRemoveEnabled() != info.hotRemoveEnabled() ||
         next.coresPerSocket() != info.coresPerSocket()) {
-      return Refused("nexar.sim.vm.cpu.running", "Hot plugging and the socket layout change only while the machine is off.");
+      return Refused("nexar.sim.vm.cpu.running",
+                     "Hot plugging and the socket layout change only while the machine is off.");
     }
     if (next.count() > info.count() && !info.hotAddEnabled()) {
-      return Refused("nexar.sim.vm.cpu.hot_add", "Processors are added to a running machine only with hot add enabled.");
+      return Refused("nexar.sim.vm.cpu.hot_add",
+                     "Processors are added to a running machine only with hot add enabled.");
     }
     if (next.count() < info.count() && !info.hotRemoveEnabled()) {
-      return Refused("nexar.sim.vm.cpu.hot_remove", "Processors are removed from a running machine only with hot remove enabled.");
+      return Refused("nexar.sim.vm.cpu.hot_remove",
+                     "Processors are removed from a running machine only with hot remove enabled.");
     }
   }
   info = next;
@@ -89,27 +95,32 @@ ErrorPtr ApplyMemory(MemorySpec const& spec, PowerState::EnumType power, MemoryI
   if (spec.sizeMiB()) next.sizeMiB(*spec.sizeMiB());
   if (spec.hotAddEnabled()) next.hotAddEnabled(*spec.hotAddEnabled());
   if (next.sizeMiB() < 4 || next.sizeMiB() > kMaxMemoryMiB || next.sizeMiB() % 4 != 0) {
-    return Invalid("nexar.sim.vm.memory.size", "Memory is a multiple of 4 MiB from 4 MiB to {0} MiB, not {1} MiB.",
+    return Invalid("nexar.sim.vm.memory.size",
+                   "Memory is a multiple of 4 MiB from 4 MiB to {0} MiB, not {1} MiB.",
                    {std::to_string(kMaxMemoryMiB), std::to_string(next.sizeMiB())});
   }
   if (power != PowerState::POWERED_OFF) {
-    if (power == PowerState::SUSPENDED && (next.sizeMiB() != info.sizeMiB() || next.hotAddEnabled() != info.hotAddEnabled())) {
+    if (power == PowerState::SUSPENDED &&
+        (next.sizeMiB() != info.sizeMiB() || next.hotAddEnabled() != info.hotAddEnabled())) {
       return Refused("nexar.sim.vm.memory.suspended", "The memory of a suspended machine cannot be changed.");
     }
     if (next.hotAddEnabled() != info.hotAddEnabled()) {
-      return Refused("nexar.sim.vm.memory.hot_add_setting", "Memory hot add is switched only while the machine is off.");
+      return Refused("nexar.sim.vm.memory.hot_add_setting",
+                     "Memory hot add is switched only while the machine is off.");
     }
     if (next.sizeMiB() < info.sizeMiB()) {
       return Refused("nexar.sim.vm.memory.shrink", "The memory of a running machine cannot shrink.");
     }
     if (next.sizeMiB() > info.sizeMiB()) {
       if (!info.hotAddEnabled()) {
-        return Refused("nexar.sim.vm.memory.hot_add", "Memory is added to a running machine only with hot add enabled.");
+        return Refused("nexar.sim.vm.memory.hot_add",
+                       "Memory is added to a running machine only with hot add enabled.");
       }
-      if ((next.sizeMiB() - info.sizeMiB()) % kHotAddIncrementMiB != 0 || next.sizeMiB() > info.hotAddLimitMiB().value_or(0)) {
-        return Invalid("nexar.sim.vm.memory.hot_add_step",
-                       "Memory is hot added in steps of {0} MiB up to {1} MiB.",
-                       {std::to_string(kHotAddIncrementMiB), std::to_string(info.hotAddLimitMiB().value_or(0))});
+      if ((next.sizeMiB() - info.sizeMiB()) % kHotAddIncrementMiB != 0 ||
+          next.sizeMiB() > info.hotAddLimitMiB().value_or(0)) {
+        return Invalid(
+            "nexar.sim.vm.memory.hot_add_step", "Memory is hot added in steps of {0} MiB up to {1} MiB.",
+            {std::to_string(kHotAddIncrementMiB), std::to_string(info.hotAddLimitMiB().value_or(0))});
       }
       // The limit was fixed when the machine powered on.
       info.sizeMiB(next.sizeMiB());
@@ -130,11 +141,13 @@ ErrorPtr ApplyBoot(BootSpec const& spec, PowerState::EnumType power, BootInfo& i
     next.type(*spec.type());
     bool const efi = next.type() == BootType::EFI;
     next.efiLegacyBoot(efi ? boost::optional<bool>(false) : boost::none);
-    next.networkProtocol(efi ? boost::optional<Vm::Hardware::BootSvc::NetworkProtocol>(Vm::Hardware::BootSvc::NetworkProtocol::IPV4)
+    next.networkProtocol(efi ? boost::optional<Vm::Hardware::BootSvc::NetworkProtocol>(
+                                   Vm::Hardware::BootSvc::NetworkProtocol::IPV4)
                              : boost::none);
   }
   if ((spec.efiLegacyBoot() || spec.networkProtocol()) && next.type() != BootType::EFI) {
-    return Invalid("nexar.sim.vm.boot.efi_only", "Legacy boot and the network protocol are settings of EFI firmware.");
+    return Invalid("nexar.sim.vm.boot.efi_only",
+                   "Legacy boot and the network protocol are settings of EFI firmware.");
   }
   if (spec.efiLegacyBoot()) next.efiLegacyBoot(*spec.efiLegacyBoot());
   if (spec.networkProtocol()) next.networkProtocol(*spec.networkProtocol());

@@ -27,7 +27,8 @@ class SettingsTest : public MachineFixture {
     VmSvc::CreateSpec spec;
     spec.name(name)
         .cpu(std::make_shared<CpuSvc::UpdateSpec const>(CpuSvc::UpdateSpec().count(2).hotAddEnabled(hotAdd)))
-        .memory(std::make_shared<MemorySvc::UpdateSpec const>(MemorySvc::UpdateSpec().sizeMiB(2048).hotAddEnabled(hotAdd)));
+        .memory(std::make_shared<MemorySvc::UpdateSpec const>(
+            MemorySvc::UpdateSpec().sizeMiB(2048).hotAddEnabled(hotAdd)));
     std::string const vm = Create(spec).value.value_or("");
     if (power != PowerState::POWERED_OFF) Power(vm, &PowerSvc::AsyncServiceStub::Start);
     if (power == PowerState::SUSPENDED) Power(vm, &PowerSvc::AsyncServiceStub::Suspend);
@@ -41,7 +42,8 @@ class SettingsTest : public MachineFixture {
     return Await<::Opax::Void>([&](auto const& r) { hardware_->Upgrade(vm, version, nullptr, r); }).outcome;
   }
   std::shared_ptr<HardwareInfo const> Hardware(std::string const& vm) {
-    auto reply = Await<std::shared_ptr<HardwareInfo const>>([&](auto const& r) { hardware_->Get(vm, nullptr, r); });
+    auto reply =
+        Await<std::shared_ptr<HardwareInfo const>>([&](auto const& r) { hardware_->Get(vm, nullptr, r); });
     return reply.value.value_or(nullptr);
   }
 };
@@ -52,20 +54,27 @@ constexpr auto kOn = PowerState::POWERED_ON;
 TEST_F(SettingsTest, ProcessorChanges) {
   CpuCase const cases[] = {
       {"any count while off", kOff, false, CpuSvc::UpdateSpec().count(8).coresPerSocket(4), "ok"},
-      {"cores must divide the count", kOff, false, CpuSvc::UpdateSpec().count(6).coresPerSocket(4), "invalid_argument"},
+      {"cores must divide the count", kOff, false, CpuSvc::UpdateSpec().count(6).coresPerSocket(4),
+       "invalid_argument"},
       {"no processors", kOff, false, CpuSvc::UpdateSpec().count(0), "invalid_argument"},
       {"add while running with hot add", kOn, true, CpuSvc::UpdateSpec().count(4), "ok"},
-      {"add while running without hot add", kOn, false, CpuSvc::UpdateSpec().count(4), "not_allowed_in_current_state"},
-      {"remove while running without hot remove", kOn, true, CpuSvc::UpdateSpec().count(1), "not_allowed_in_current_state"},
-      {"switch hot add while running", kOn, false, CpuSvc::UpdateSpec().hotAddEnabled(true), "not_allowed_in_current_state"},
+      {"add while running without hot add", kOn, false, CpuSvc::UpdateSpec().count(4),
+       "not_allowed_in_current_state"},
+      {"remove while running without hot remove", kOn, true, CpuSvc::UpdateSpec().count(1),
+       "not_allowed_in_current_state"},
+      {"switch hot add while running", kOn, false, CpuSvc::UpdateSpec().hotAddEnabled(true),
+       "not_allowed_in_current_state"},
       {"same count while running", kOn, false, CpuSvc::UpdateSpec().count(2), "ok"},
-      {"add while suspended", PowerState::SUSPENDED, true, CpuSvc::UpdateSpec().count(4), "not_allowed_in_current_state"},
+      {"add while suspended", PowerState::SUSPENDED, true, CpuSvc::UpdateSpec().count(4),
+       "not_allowed_in_current_state"},
   };
   int n = 0;
   for (auto const& c : cases) {
     std::string const vm = Prepared("cpu-" + std::to_string(++n), c.hotAdd, c.power);
     auto spec = std::make_shared<CpuSvc::UpdateSpec const>(c.spec);
-    EXPECT_EQ(Await<::Opax::Void>([&](auto const& r) { cpu_->Update(vm, spec, nullptr, r); }).outcome, c.outcome) << c.name;
+    EXPECT_EQ(Await<::Opax::Void>([&](auto const& r) { cpu_->Update(vm, spec, nullptr, r); }).outcome,
+              c.outcome)
+        << c.name;
   }
 }
 
@@ -74,23 +83,31 @@ TEST_F(SettingsTest, MemoryChanges) {
       {"any size while off", kOff, false, MemorySvc::UpdateSpec().sizeMiB(512), "ok"},
       {"not a multiple of 4", kOff, false, MemorySvc::UpdateSpec().sizeMiB(1022), "invalid_argument"},
       {"grow running with hot add", kOn, true, MemorySvc::UpdateSpec().sizeMiB(4096), "ok"},
-      {"grow running without hot add", kOn, false, MemorySvc::UpdateSpec().sizeMiB(4096), "not_allowed_in_current_state"},
-      {"grow running off the hot add step", kOn, true, MemorySvc::UpdateSpec().sizeMiB(2052), "invalid_argument"},
+      {"grow running without hot add", kOn, false, MemorySvc::UpdateSpec().sizeMiB(4096),
+       "not_allowed_in_current_state"},
+      {"grow running off the hot add step", kOn, true, MemorySvc::UpdateSpec().sizeMiB(2052),
+       "invalid_argument"},
       {"shrink running", kOn, true, MemorySvc::UpdateSpec().sizeMiB(1024), "not_allowed_in_current_state"},
   };
   int n = 0;
   for (auto const& c : cases) {
     std::string const vm = Prepared("memory-" + std::to_string(++n), c.hotAdd, c.power);
     auto spec = std::make_shared<MemorySvc::UpdateSpec const>(c.spec);
-    EXPECT_EQ(Await<::Opax::Void>([&](auto const& r) { memory_->Update(vm, spec, nullptr, r); }).outcome, c.outcome) << c.name;
+    EXPECT_EQ(Await<::Opax::Void>([&](auto const& r) { memory_->Update(vm, spec, nullptr, r); }).outcome,
+              c.outcome)
+        << c.name;
   }
 }
 
 TEST_F(SettingsTest, HardwareVersionsOnlyRise) {
   VmSvc::CreateSpec spec;
-  std::string const vm = Create(spec.name(std::string("old")).hardwareVersion(HardwareSvc::Version(HardwareSvc::Version::V13))).value.value_or("");
+  std::string const vm =
+      Create(spec.name(std::string("old")).hardwareVersion(HardwareSvc::Version(HardwareSvc::Version::V13)))
+          .value.value_or("");
   using Policy = HardwareSvc::UpgradePolicy;
-  EXPECT_EQ(UpdateHardware(vm, HardwareSvc::UpdateSpec().upgradePolicy(Policy(Policy::ALWAYS)).upgradeVersion(HardwareSvc::Version(HardwareSvc::Version::V11))),
+  EXPECT_EQ(UpdateHardware(vm, HardwareSvc::UpdateSpec()
+                                   .upgradePolicy(Policy(Policy::ALWAYS))
+                                   .upgradeVersion(HardwareSvc::Version(HardwareSvc::Version::V11))),
             "invalid_argument");
   EXPECT_EQ(Upgrade(vm, HardwareSvc::Version(HardwareSvc::Version::V12)), "invalid_argument");
   EXPECT_EQ(Upgrade(vm, HardwareSvc::Version(HardwareSvc::Version::V13)), "already_in_desired_state");
@@ -98,7 +115,9 @@ TEST_F(SettingsTest, HardwareVersionsOnlyRise) {
   EXPECT_EQ(Upgrade(vm, boost::none), "not_allowed_in_current_state");
 
   // ALWAYS upgrades at the next power-off, whatever caused it.
-  EXPECT_EQ(UpdateHardware(vm, HardwareSvc::UpdateSpec().upgradePolicy(Policy(Policy::ALWAYS)).upgradeVersion(HardwareSvc::Version(HardwareSvc::Version::V15))),
+  EXPECT_EQ(UpdateHardware(vm, HardwareSvc::UpdateSpec()
+                                   .upgradePolicy(Policy(Policy::ALWAYS))
+                                   .upgradeVersion(HardwareSvc::Version(HardwareSvc::Version::V15))),
             "ok");
   EXPECT_EQ(Hardware(vm)->upgradeStatus(), HardwareSvc::UpgradeStatus::PENDING);
   Power(vm, &PowerSvc::AsyncServiceStub::Stop);
