@@ -6,8 +6,7 @@ import os
 
 from . import naming
 from .errors import ErrorList
-from .cpp import KEYWORDS
-from .model import Enum, Struct
+from .model import Enum, Struct, unit_references
 
 ERRORS_PACKAGE = "com.quarn.opax.std.errors"
 MAX_TAG_VALUES = 63  # union tables keep one bit per tag value
@@ -138,7 +137,7 @@ class Catalog:
                 add(field.line, f"duplicate field '{field.name}' in {struct.name}")
             seen[field.name] = field
             accessor = naming.lower_camel(field.name)
-            if accessor in KEYWORDS:
+            if accessor in naming.KEYWORDS:
                 add(field.line, f"field '{field.name}' would have the C++ keyword '{accessor}' as its accessor")
             if accessor in accessors and accessors[accessor] != field.name:
                 add(field.line, f"fields '{accessors[accessor]}' and '{field.name}' have the same accessor '{accessor}'")
@@ -183,7 +182,7 @@ class Catalog:
                 add(param.line, f"parameter name '{param.name}' is not snake_case")
             if param.name in seen:
                 add(param.line, f"duplicate parameter '{param.name}' of '{op.name}'")
-            if naming.lower_camel(param.name) in KEYWORDS or param.name in ("activation", "result"):
+            if naming.is_reserved_parameter(param.name):
                 add(param.line, f"parameter name '{param.name}' is reserved in the generated C++")
             seen.add(param.name)
             self.check_not_void(param.type, add)
@@ -247,8 +246,6 @@ def load(roots):
 
 def closure(units):
     """`units` and every unit their types, operations and errors refer to, in a stable order."""
-    from .cpp import unit_references  # the same walk the headers' includes come from
-
     seen, order, pending = set(), [], list(units)
     while pending:
         unit = pending.pop()

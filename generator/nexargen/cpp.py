@@ -2,19 +2,7 @@
 templates decide the shape of the output; this module decides every name in it."""
 
 from . import naming
-from .model import Enum, Struct
-
-KEYWORDS = {
-    "alignas", "alignof", "and", "and_eq", "asm", "auto", "bitand", "bitor", "bool", "break", "case", "catch",
-    "char", "class", "compl", "const", "constexpr", "const_cast", "continue", "decltype", "default", "delete",
-    "do", "double", "dynamic_cast", "else", "enum", "explicit", "export", "extern", "false", "float", "for",
-    "friend", "goto", "if", "inline", "int", "long", "mutable", "namespace", "new", "noexcept", "not",
-    "not_eq", "nullptr", "operator", "or", "or_eq", "private", "protected", "public", "register",
-    "reinterpret_cast", "return", "short", "signed", "sizeof", "static", "static_assert", "static_cast",
-    "struct", "switch", "template", "this", "thread_local", "throw", "true", "try", "typedef", "typeid",
-    "typename", "union", "unsigned", "using", "virtual", "void", "volatile", "wchar_t", "while", "xor",
-    "xor_eq",
-}
+from .model import Enum, Struct, unit_references
 
 PRIMITIVE_TYPES = {
     "string": "std::string", "uri": "std::string", "id": "std::string", "long": "int64_t", "bool": "bool",
@@ -158,13 +146,6 @@ def resource_types(t):
     return []
 
 
-def referenced_units(t, found):
-    if t.kind == "ref" and t.target is not None:
-        found.add(t.target.unit)
-    for arg in t.args:
-        referenced_units(arg, found)
-
-
 def definition_name(unit, struct):
     """The interface-definition name that metadata records ("...vt_containers.Mappings.Info")."""
     if unit.kind == "service":
@@ -275,21 +256,6 @@ def operation_view(unit, op, declared):
         "task_name": op.name + naming.TASK_SUFFIX,
         "input": input_view(unit, op, container, scope),
     }
-
-
-def unit_references(unit):
-    """The other units whose types, results or errors `unit` uses: its header's includes."""
-    referenced = set()
-    for struct in unit.structs:
-        for f in struct.fields:
-            referenced_units(f.type, referenced)
-    for op in unit.operations:
-        for p in op.params:
-            referenced_units(p.type, referenced)
-        referenced_units(op.result, referenced)
-        referenced.update(e.unit for e in op.error_targets)
-    referenced.discard(unit)
-    return referenced
 
 
 def unit_view(unit, prefix, declared=None):

@@ -13,6 +13,22 @@ TASK_SUFFIX = "$task"
 # Ids whose last component keeps an upper-case "VM" while the class is VmSvc.
 UPPER_VM = "VM"
 
+# Words an accessor or parameter may not be: the generated C++ would not compile.
+KEYWORDS = {
+    "alignas", "alignof", "and", "and_eq", "asm", "auto", "bitand", "bitor", "bool", "break", "case", "catch",
+    "char", "class", "compl", "const", "constexpr", "const_cast", "continue", "decltype", "default", "delete",
+    "do", "double", "dynamic_cast", "else", "enum", "explicit", "export", "extern", "false", "float", "for",
+    "friend", "goto", "if", "inline", "int", "long", "mutable", "namespace", "new", "noexcept", "not",
+    "not_eq", "nullptr", "operator", "or", "or_eq", "private", "protected", "public", "register",
+    "reinterpret_cast", "return", "short", "signed", "sizeof", "static", "static_assert", "static_cast",
+    "struct", "switch", "template", "this", "thread_local", "throw", "true", "try", "typedef", "typeid",
+    "typename", "union", "unsigned", "using", "virtual", "void", "volatile", "wchar_t", "while", "xor",
+    "xor_eq",
+}
+
+# The parameters that every generated method signature adds after the operation's own.
+SIGNATURE_PARAMETERS = ("activation", "result")
+
 _FIELD_NAME = re.compile(r"^[a-z][a-z0-9]*(_[A-Za-z0-9]+)*$")
 _TYPE_NAME = re.compile(r"^[A-Z][A-Za-z0-9]*$")
 _ENUM_VALUE = re.compile(r"^[A-Z][A-Z0-9]*(_[A-Z0-9]+)*$")
@@ -22,6 +38,11 @@ _ID_COMPONENT = re.compile(r"^[a-z][a-z0-9]*(_[a-z0-9]+)*$")
 def is_field_name(name):
     """snake_case, lower case except where the wire keeps capitals ("size_MiB")."""
     return bool(_FIELD_NAME.match(name))
+
+
+def is_reserved_parameter(name):
+    """A parameter whose C++ name would be a keyword or clash with a parameter the signatures add."""
+    return lower_camel(name) in KEYWORDS or name in SIGNATURE_PARAMETERS
 
 
 def is_type_name(name):
