@@ -8,7 +8,6 @@ from . import naming
 from .errors import ErrorList
 from .model import Enum, Struct, unit_references
 
-ERRORS_PACKAGE = "com.quarn.opax.std.errors"
 MAX_TAG_VALUES = 63  # union tables keep one bit per tag value
 
 
@@ -98,7 +97,7 @@ class Catalog:
 
     def check_service_names(self, unit, add):
         bad = naming.id_breaks_rule(unit.dotted)
-        if not any(unit.dotted.startswith(root + ".") for root in naming.SERVICE_ROOTS):
+        if not any(naming.is_below(unit.dotted, root) for root in naming.SERVICE_ROOTS):
             add(unit.line, f"a service id starts with {' or '.join(repr(root + '.') for root in naming.SERVICE_ROOTS)}")
             return
         if bad:
@@ -136,7 +135,7 @@ class Catalog:
             if field.name in seen:
                 add(field.line, f"duplicate field '{field.name}' in {struct.name}")
             seen[field.name] = field
-            accessor = naming.lower_camel(field.name)
+            accessor = naming.accessor(field.name)
             if accessor in naming.KEYWORDS:
                 add(field.line, f"field '{field.name}' would have the C++ keyword '{accessor}' as its accessor")
             if accessor in accessors and accessors[accessor] != field.name:
@@ -191,7 +190,7 @@ class Catalog:
         op.error_targets = []
         lines = op.error_lines or [op.line] * len(op.errors)
         for name, line in zip(op.errors, lines):
-            target = self.lookup(name, [ERRORS_PACKAGE, ""])
+            target = self.lookup(name, [naming.ERRORS_PACKAGE, ""])
             if not isinstance(target, Struct) or not target.is_error:
                 add(line, f"'{name}' is not a standard error")
                 continue

@@ -11,16 +11,20 @@ PRIMITIVE_TYPES = {
     "dynamic_structure": "::Opax::Data::DynamicStructure", "dynamic_error": "::Opax::Data::DynamicError",
 }
 
+# Initialisers of members whose type would otherwise start indeterminate.
 DEFAULTS = {"long": "0", "bool": "false", "double": "0.0"}
 
 
 def unit_namespace(unit):
+    """The namespaces around a unit's declarations; a service's class is declared inside them."""
     if unit.kind == "service":
         return naming.service_namespace(unit.dotted) + class_path(unit)[:-1]
     return naming.package_namespace(unit.dotted)
 
 
 def class_path(unit):
+    """A service's class path below its root namespace: the one its description writes (checked to
+    be the one its id gives) or the one its id gives."""
     return unit.class_path or naming.service_class_path(unit.dotted)
 
 
@@ -31,17 +35,17 @@ def container_path(unit):
     return naming.package_namespace(unit.dotted)
 
 
-def qualified(entity):
+def type_path(entity):
+    """The C++ path of a structure or enumeration; a structure's enumerations are in its companion."""
     path = container_path(entity.unit)
     if isinstance(entity, Enum) and entity.owner is not None:
-        path = path + [entity.owner.name + "Enumerations"]
-    return "::" + "::".join(path + [entity.name])
+        path = path + [naming.enumerations_class(entity.owner.name)]
+    return path + [entity.name]
 
 
-# Names that generated classes declare inside a service class: a type of the service with one of
-# these names cannot be named relatively where they are in scope.
-SERVICE_MEMBERS = {"Constants", "Input", "Member", "GetInstance", "AsyncServiceInterface", "AsyncServiceStub",
-                   "AsyncServiceBinderHelper", "AsyncServiceBinder"}
+def qualified(entity):
+    """A structure or enumeration named from the global namespace, as code outside any scope must."""
+    return naming.absolute(type_path(entity))
 
 
 def declared_names(units):
@@ -64,7 +68,7 @@ def unit_type_names(unit):
     """The names a unit declares for its types: structures, enumerations and companion classes."""
     found = {e.name for e in unit.enums}
     for struct in unit.structs:
-        found.update({struct.name, struct.name + "Enumerations", struct.name + "Annotations"})
+        found.update({struct.name, naming.enumerations_class(struct.name), naming.annotations_class(struct.name)})
     return found
 
 
@@ -85,30 +89,25 @@ class Scope:
             self.path = container_path(unit)
 
     def name(self, entity):
-        target = container_path(entity.unit)
-        if isinstance(entity, Enum) and entity.owner is not None:
-            target = target + [entity.owner.name + "Enumerations"]
-        target = target + [entity.name]
+        target = type_path(entity)
         inside_class = len(self.path) > len(self.namespace)
         if inside_class and target[:len(self.path)] == self.path and target[len(self.path)] not in self.hidden:
-            return "::".join(target[len(self.path):])
-        # Never shorter than below the root (Com::Quarn::Nexar, Com::Quarn::Opax, ...): a path that
-        # starts with "Opax" would read as the runtime's ::Opax.
-        for depth in range(len(self.namespace), 2, -1):
+            return naming.scoped(target[len(self.path):])
+        for depth in range(len(self.namespace), naming.ROOT_DEPTH - 1, -1):  # never above the root
             if target[:depth] != self.namespace[:depth] or len(target) <= depth:
                 continue
             nearer = set(self.members)
             for inner in range(depth + 1, len(self.namespace) + 1):
                 nearer |= self.declared.get(tuple(self.namespace[:inner]), set())
             if target[depth] not in nearer:
-                return "::".join(target[depth:])
-        return "::" + "::".join(target)
+                return naming.scoped(target[depth:])
+        return naming.absolute(target)
 
 
 def unit_scope(unit, declared):
-    hidden = set(SERVICE_MEMBERS)
+    hidden = set(naming.SERVICE_MEMBERS)
     for op in unit.operations:
-        hidden.update({naming.camel(op.name), naming.camel(op.name) + "Method"})
+        hidden.update({naming.operation_method(op.name), naming.method_class(op.name)})
     return Scope(unit, declared, hidden)
 
 

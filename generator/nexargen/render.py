@@ -3,7 +3,7 @@ unit, and writes only files whose content changed (so a regeneration rebuilds on
 
 import os
 
-from . import cpp, views
+from . import cpp, naming, views
 
 TEMPLATES = os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "templates")
 
@@ -16,8 +16,8 @@ def environment():
 
 
 def outputs(unit, out_dir):
-    base = os.path.join(out_dir, unit.prefix, unit.rel)
-    return base + ".h", base + ".cpp"
+    return (os.path.join(out_dir, naming.header(unit.prefix, unit.rel)),
+            os.path.join(out_dir, naming.source(unit.prefix, unit.rel)))
 
 
 def write_if_changed(path, text):
