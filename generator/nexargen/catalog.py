@@ -6,10 +6,8 @@ import os
 
 from . import naming
 from .errors import ErrorList
-from .cpp import KEYWORDS
-from .model import Enum, Struct
+from .model import Enum, Struct, unit_references
 
-ERRORS_PACKAGE = "com.quarn.opax.std.errors"
 MAX_TAG_VALUES = 63  # union tables keep one bit per tag value
 
 
@@ -99,7 +97,7 @@ class Catalog:
 
     def check_service_names(self, unit, add):
         bad = naming.id_breaks_rule(unit.dotted)
-        if not any(unit.dotted.startswith(root + ".") for root in naming.SERVICE_ROOTS):
+        if not any(naming.is_below(unit.dotted, root) for root in naming.SERVICE_ROOTS):
             add(unit.line, f"a service id starts with {' or '.join(repr(root + '.') for root in naming.SERVICE_ROOTS)}")
             return
         if bad:
@@ -137,8 +135,8 @@ class Catalog:
             if field.name in seen:
                 add(field.line, f"duplicate field '{field.name}' in {struct.name}")
             seen[field.name] = field
-            accessor = naming.lower_camel(field.name)
-            if accessor in KEYWORDS:
+            accessor = naming.accessor(field.name)
+            if accessor in naming.KEYWORDS:
                 add(field.line, f"field '{field.name}' would have the C++ keyword '{accessor}' as its accessor")
             if accessor in accessors and accessors[accessor] != field.name:
                 add(field.line, f"fields '{accessors[accessor]}' and '{field.name}' have the same accessor '{accessor}'")
@@ -183,7 +181,7 @@ class Catalog:
                 add(param.line, f"parameter name '{param.name}' is not snake_case")
             if param.name in seen:
                 add(param.line, f"duplicate parameter '{param.name}' of '{op.name}'")
-            if naming.lower_camel(param.name) in KEYWORDS or param.name in ("activation", "result"):
+            if naming.is_reserved_parameter(param.name):
                 add(param.line, f"parameter name '{param.name}' is reserved in the generated C++")
             seen.add(param.name)
             self.check_not_void(param.type, add)
@@ -192,7 +190,7 @@ class Catalog:
         op.error_targets = []
         lines = op.error_lines or [op.line] * len(op.errors)
         for name, line in zip(op.errors, lines):
-            target = self.lookup(name, [ERRORS_PACKAGE, ""])
+            target = self.lookup(name, [naming.ERRORS_PACKAGE, ""])
             if not isinstance(target, Struct) or not target.is_error:
                 add(line, f"'{name}' is not a standard error")
                 continue
@@ -247,8 +245,6 @@ def load(roots):
 
 def closure(units):
     """`units` and every unit their types, operations and errors refer to, in a stable order."""
-    from .cpp import unit_references  # the same walk the headers' includes come from
-
     seen, order, pending = set(), [], list(units)
     while pending:
         unit = pending.pop()

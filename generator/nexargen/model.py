@@ -95,3 +95,26 @@ class Unit:
     operations: List[Operation] = dc_field(default_factory=list)
     resource_types: List[str] = dc_field(default_factory=list)
     summary: str = ""  # the first comment line
+
+
+def nested(type_expr):
+    """The written type and every type inside it, outermost first, left to right (walked with a
+    stack: a description decides how deep types nest)."""
+    pending = [type_expr]
+    while pending:
+        t = pending.pop()
+        yield t
+        pending.extend(reversed(t.args))
+
+
+def unit_references(unit):
+    """The other units whose types, results or errors `unit` uses. One walk serves a header's
+    includes and the closure of the units an area needs, so the two cannot disagree."""
+    written = [f.type for s in unit.structs for f in s.fields]
+    for op in unit.operations:
+        written.extend(p.type for p in op.params)
+        written.append(op.result)
+    referenced = {n.target.unit for t in written for n in nested(t) if n.kind == "ref" and n.target is not None}
+    referenced.update(e.unit for op in unit.operations for e in op.error_targets)
+    referenced.discard(unit)
+    return referenced

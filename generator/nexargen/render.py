@@ -3,7 +3,7 @@ unit, and writes only files whose content changed (so a regeneration rebuilds on
 
 import os
 
-from . import cpp
+from . import cpp, naming, views
 
 TEMPLATES = os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "templates")
 
@@ -16,8 +16,8 @@ def environment():
 
 
 def outputs(unit, out_dir):
-    base = os.path.join(out_dir, unit.prefix, unit.rel)
-    return base + ".h", base + ".cpp"
+    return (os.path.join(out_dir, naming.header(unit.prefix, unit.rel)),
+            os.path.join(out_dir, naming.source(unit.prefix, unit.rel)))
 
 
 def write_if_changed(path, text):
@@ -122,7 +122,7 @@ def render(units, out_dir, catalogue=None):
     header, source = env.get_template("unit.h.j2"), env.get_template("unit.cpp.j2")
     written = 0
     for unit in units:
-        view = cpp.unit_view(unit, unit.prefix, declared)
+        view = views.unit_view(unit, unit.prefix, declared)
         h_path, cpp_path = outputs(unit, out_dir)
         written += write_if_changed(h_path, tidy(header.render(u=view)))
         written += write_if_changed(cpp_path, tidy(source.render(u=view)))

@@ -4,9 +4,8 @@ them near the catalogue's known shape, so that it cannot quietly become thin."""
 
 import collections
 
-from .model import Enum, Struct
-
-ROOT = "com.quarn.nexar"
+from . import naming
+from .model import Struct
 
 
 def field_category(t):
@@ -34,7 +33,7 @@ def field_category(t):
 
 
 def compute(units):
-    nexar = [u for u in units if u.dotted == ROOT or u.dotted.startswith(ROOT + ".")]
+    nexar = [u for u in units if u.dotted == naming.ROOT or naming.is_below(u.dotted, naming.ROOT)]
     services = [u for u in nexar if u.kind == "service"]
     structs = [s for u in nexar for s in u.structs]
     declared_enums = sum(len(u.enums) + sum(len(s.enums) for s in u.structs) for u in nexar)

@@ -101,10 +101,6 @@ class ServicePathTest(unittest.TestCase):
             with self.assertRaises(ValueError, msg=service_id):
                 naming.service_class_path(service_id)
 
-    def test_namespace_follows_the_root(self):
-        self.assertEqual(naming.service_namespace("com.quarn.nexar.vm"), ["Com", "Quarn", "Nexar"])
-        self.assertEqual(naming.service_namespace("com.quarn.cis.session"), ["Com", "Quarn", "Cis"])
-
     def test_only_a_final_upper_case_vm_breaks_the_rule_legally(self):
         self.assertEqual(naming.id_breaks_rule("com.quarn.nexar.storage.policies.VM"), [])
         self.assertEqual(naming.id_breaks_rule("com.quarn.nexar.tags.vm"), [])
@@ -128,6 +124,46 @@ class DottedNameTest(unittest.TestCase):
                          ["Com", "Quarn", "Nexar", "Vm", "Hardware"])
         self.assertEqual(naming.package_namespace("com.quarn.opax.std.errors"),
                          ["Com", "Quarn", "Opax", "Std", "Errors"])
+
+    def test_definition_names(self):
+        # Metadata records a service's structures under its interface's name, a package's under the package.
+        for args, expected in [
+            (("com.quarn.nexar.authorization.vt_containers.mappings", "Info", True),
+             "com.quarn.nexar.authorization.vt_containers.Mappings.Info"),
+            (("com.quarn.nexar.storage.policies.VM", "Info", True), "com.quarn.nexar.storage.policies.Vm.Info"),
+            (("com.quarn.nexar.vm", "Info", True, "VirtualMachine"), "com.quarn.nexar.VirtualMachine.Info"),
+            (("com.quarn.nexar", "Credential"), "com.quarn.nexar.Credential"),
+        ]:
+            self.assertEqual(naming.definition_name(*args), expected, args)
+
+
+class GeneratedNameTest(unittest.TestCase):
+    # Code written against the bindings (the simulator, the examples, their tests) spells these
+    # names, and a member that took its accessor's name would not compile: a changed rule breaks it.
+    CASES = [
+        (naming.accessor, ("size_MiB",), "sizeMiB"),
+        (naming.member, ("size_MiB",), "sizeMiB_"),
+        (naming.enumerations_class, ("Credential",), "CredentialEnumerations"),
+        (naming.annotations_class, ("Credential",), "CredentialAnnotations"),
+        (naming.union_cases_class, ("username_password",), "UsernamePasswordUnionCases"),
+        (naming.operation_method, ("set_faults",), "SetFaults"),
+        (naming.method_class, ("set_faults",), "SetFaultsMethod"),
+        (naming.header, ("bindings", "vm/hardware/cdrom"), "bindings/vm/hardware/cdrom.h"),
+    ]
+
+    def test_names(self):
+        for rule, args, expected in self.CASES:
+            self.assertEqual(rule(*args), expected, (rule.__name__, args))
+
+    def test_tag_enumerators(self):
+        for text, expected in [("type", "TYPE"), ("backing_type", "BACKING_TYPE"), ("ipv4_address", "IPV4_ADDRESS")]:
+            self.assertEqual(naming.upper_snake(text), expected, text)
+
+    def test_reserved_parameters(self):
+        # A keyword with an underscore is no clash: the parameter is its lowerCamelCase form.
+        for name, reserved in [("new", True), ("class", True), ("activation", True), ("result", True),
+                               ("and_eq", False), ("results", False), ("type", False)]:
+            self.assertEqual(naming.is_reserved_parameter(name), reserved, name)
 
 
 if __name__ == "__main__":
