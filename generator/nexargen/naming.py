@@ -14,9 +14,6 @@ ROOT_DEPTH = len(ROOT.split("."))
 # Where the errors that operations declare are looked up.
 ERRORS_PACKAGE = "com.quarn.opax.std.errors"
 
-# The wire name of an operation's task form: its name plus this.
-TASK_SUFFIX = "$task"
-
 # Ids whose last component keeps an upper-case "VM" while the class is VmSvc.
 UPPER_VM = "VM"
 
