@@ -13,6 +13,7 @@
 #include <boost/optional.hpp>
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 
 namespace Opax {
@@ -39,6 +40,28 @@ struct FieldEntry {
 
 // One structure: every walker over it reads this table.
 struct StructTable {
+  StructTable(char const* name_, char const* qualifiedName_, Data::Kind kind_, bool isInput_,
+              std::size_t unknownOffset_, FieldEntry const* fields_, std::size_t fieldCount_,
+              Data::UnionCheck::Union const* unions_, std::size_t unionCount_)
+      : name(name_),
+        qualifiedName(qualifiedName_),
+        kind(kind_),
+        isInput(isInput_),
+        unknownOffset(unknownOffset_),
+        fields(fields_),
+        fieldCount(fieldCount_),
+        unions(unions_),
+        unionCount(unionCount_) {
+    for (std::size_t i = 0; i < fieldCount; ++i) {
+      if (fields[i].type.nested == nullptr) continue;
+      if (i < 64) {
+        nestedMask |= std::uint64_t{1} << i;
+      } else {
+        nestedBeyondMask = true;
+      }
+    }
+  }
+
   char const* name;           // canonical dotted name; the common input name for operation inputs
   char const* qualifiedName;  // "::Com::Quarn::...::Info", for messages
   Data::Kind kind;            // Structure, or Error for standard errors
@@ -48,6 +71,10 @@ struct StructTable {
   std::size_t fieldCount;
   Data::UnionCheck::Union const* unions;
   std::size_t unionCount;
+  // Which of the first 64 fields hold structures (validation visits only those), and whether any
+  // later one does.
+  std::uint64_t nestedMask = 0;
+  bool nestedBeyondMask = false;
 };
 
 // The field table of structure T. Generated code defines Table() for each structure, as a friend

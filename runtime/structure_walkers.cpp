@@ -106,19 +106,22 @@ bool Validate(StructTable const& table, void const* native, Data::Validator::Pol
   if (!Data::UnionCheck::Check(native, table.unions, table.unionCount, table.name, messages)) return false;
   // Queued from the last field to the first: the run takes the last queued first, so the nested
   // checks run in field order.
-  for (std::size_t i = table.fieldCount; i-- > 0;) {
+  auto const queue = [&](std::size_t i) {
     FieldType const& type = table.fields[i].type;
-    if (type.nested == nullptr) continue;
+    if (type.nested == nullptr) return;
     void const* nested = type.nested(At(native, table.fields[i].offset));
     if (type.nestedRequired) {
-      if (nested != nullptr) {
-        run.Queue(nested, type.nestedStep);
-      } else {
-        run.Queue(nullptr, &FailEmpty);
-      }
+      run.Queue(nested, nested != nullptr ? type.nestedStep : &FailEmpty);
     } else if (table.isInput && nested != nullptr) {
       run.Queue(nested, type.nestedStep);
     }
+  };
+  if (table.nestedBeyondMask) {
+    for (std::size_t i = table.fieldCount; i-- > 64;) queue(i);
+  }
+  for (std::uint64_t mask = table.nestedMask; mask != 0;
+       mask &= ~(std::uint64_t{1} << (63 - __builtin_clzll(mask)))) {
+    queue(static_cast<std::size_t>(63 - __builtin_clzll(mask)));
   }
   return true;
 }
