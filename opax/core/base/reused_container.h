@@ -11,22 +11,23 @@ namespace Opax {
 template <class Container>
 class ReusedContainer {
  public:
-  ReusedContainer() : owned_(Slot().inUse ? new Container() : nullptr) {
-    if (owned_ == nullptr) Slot().inUse = true;
+  // The thread's slot is looked up once: from a shared library each thread-local access is a call.
+  ReusedContainer() : slot_(&Slot()), owned_(slot_->inUse ? new Container() : nullptr) {
+    if (owned_ == nullptr) slot_->inUse = true;
   }
   ~ReusedContainer() {
     if (owned_ != nullptr) {
       delete owned_;
     } else {
-      Slot().container.clear();
-      Slot().container.trim();
-      Slot().inUse = false;
+      slot_->container.clear();
+      slot_->container.trim();
+      slot_->inUse = false;
     }
   }
   ReusedContainer(ReusedContainer const&) = delete;
   ReusedContainer& operator=(ReusedContainer const&) = delete;
 
-  Container& get() { return owned_ != nullptr ? *owned_ : Slot().container; }
+  Container& get() { return owned_ != nullptr ? *owned_ : slot_->container; }
 
  private:
   struct ThreadSlot {
@@ -37,6 +38,8 @@ class ReusedContainer {
     thread_local ThreadSlot slot;
     return slot;
   }
+
+  ThreadSlot* slot_;
   Container* owned_;
 };
 

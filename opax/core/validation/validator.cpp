@@ -1,6 +1,7 @@
 #include <opax/core/validation/validator.h>
 
 #include <opax/core/base/enum_table.h>
+#include <opax/core/base/reused_container.h>
 #include <opax/core/data/optional_value.h>
 #include <opax/core/message/message_ids.h>
 
@@ -87,7 +88,8 @@ bool CheckUnknownFields(StructValue const& unknown, char const* qualifiedName,
 
 bool ValidationRun::Run(void const* object, Step step, Validator::Policy policy,
                         std::list<BaseMessage>& messages) {
-  ValidationRun run;
+  ReusedContainer<Items> pending;
+  ValidationRun run(pending.get());
   run.Queue(object, step);
   while (!run.pending_.empty()) {
     Item const item = run.pending_.back();
@@ -97,8 +99,10 @@ bool ValidationRun::Run(void const* object, Step step, Validator::Policy policy,
   return true;
 }
 
-void ValidationRun::ReverseFrom(std::size_t first) {
-  std::reverse(pending_.begin() + static_cast<std::ptrdiff_t>(first), pending_.end());
+void ValidationRun::Items::trim() {
+  // A deep structure's run leaves a large buffer; the thread keeps only an ordinary one.
+  constexpr std::size_t kKept = 256;
+  if (capacity() > kKept) Items().swap(*this);
 }
 
 }  // namespace Data

@@ -79,17 +79,22 @@ class ValidationRun {
 
   static bool Run(void const* object, Step step, Validator::Policy policy, std::list<BaseMessage>& messages);
 
-  // Queues a nested check; called by a step for each nested structure, in field order.
+  // Queues a nested check; the run takes the last queued first.
   void Queue(void const* object, Step step) { pending_.push_back({object, step}); }
   std::size_t pendingCount() const { return pending_.size(); }
-  void ReverseFrom(std::size_t first);
 
- private:
   struct Item {
     void const* object;
     Step step;
   };
-  std::vector<Item> pending_;
+  // The pending checks, borrowed per thread from one run to the next (ReusedContainer).
+  struct Items : std::vector<Item> {
+    void trim();
+  };
+
+ private:
+  explicit ValidationRun(Items& pending) : pending_(pending) {}
+  Items& pending_;
 };
 
 // The validation step of structure T, for the checks of structures that contain a T; generated
