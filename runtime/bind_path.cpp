@@ -1,5 +1,7 @@
 #include <runtime/bind_path.h>
 
+#include <runtime/structure_walkers.h>
+
 #include <opax/core/data/optional_value.h>
 #include <opax/core/invocation/identifiers.h>
 #include <opax/core/message/error_ids.h>
@@ -86,8 +88,7 @@ bool Request::Read(void* input) const {
   std::list<BaseMessage> messages;
   bool const converted = Data::ValueToNativeAdapter::Adapt(input_, op.input->toNative(), input, messages);
   StructTable const& fields = op.inputFields();
-  auto const& unknown = *reinterpret_cast<std::shared_ptr<Data::StructValue const> const*>(
-      static_cast<char const*>(input) + fields.unknownOffset);
+  auto const& unknown = Walkers::UnknownFields(fields, input);
   if (converted && (!unknown || !RejectUndeclaredInputFields().load(std::memory_order_relaxed))) return true;
   // Undeclared fields are reported one by one, then "opax.invoke.invalid.input" names the operation.
   if (converted) {
@@ -129,10 +130,14 @@ std::shared_ptr<Provider::AsyncApiInterface> BindUnsupported(
     OperationDescriptor const& op = *ops[i];
     for (bool task : {false, true}) {
       if (!(task ? op.task : op.plain)) continue;
-      methods.push_back(Bind(op, task, localizer, [&op](Request const& request) {
+      // Every call gets the same answer: made once, with the signal, before the signal is shared.
+      auto answer = std::make_shared<std::shared_ptr<Data::ErrorValue const>>();
+      auto signal = Bind(op, task, localizer, [&op, answer](Request const& request) {
         std::unique_ptr<void, void (*)(void*)> input(op.input->make(), op.input->free);
-        if (request.Read(input.get())) request.Fail(NotImplemented(*request.definition()));
-      }));
+        if (request.Read(input.get())) request.Fail(*answer);
+      });
+      *answer = NotImplemented(*signal->definition());
+      methods.push_back(signal);
     }
   }
   return BindService(service, std::move(methods));

@@ -45,7 +45,6 @@ class Request {
   // and false comes back.
   bool Read(void* input) const;
   Activation const& activation() const { return completion_.activation; }
-  std::shared_ptr<Core::MethodDefinition const> const& definition() const { return completion_.definition; }
   // Ends the call with `error`, as an implementation's sink would.
   void Fail(std::shared_ptr<Data::ErrorValue const> const& error) const;
 

@@ -6,11 +6,7 @@ namespace Binding {
 namespace {
 
 std::shared_ptr<Data::DataDefinition const> DefinitionOf(TypeEntry const& type) {
-  std::shared_ptr<Data::DataDefinition const> definition;
-  std::list<BaseMessage> messages;
-  Data::NativeToDefinitionAdapter::Adapt(Data::NativeToDefinitionAdapter::SrcType{}, type.toDefinition(),
-                                         &definition, messages);
-  return definition;
+  return Data::NativeToDefinitionAdapter::DefinitionOf(type.toDefinition());
 }
 
 bool RoundTrip(TypeEntry const& type, std::shared_ptr<Data::DataValue const> const& value,

@@ -7,6 +7,7 @@
 #include <runtime/fields.h>
 
 #include <opax/core/definition/data_definition.h>
+#include <opax/core/invocation/identifiers.h>
 
 #include <cstddef>
 #include <list>
@@ -67,7 +68,7 @@ struct OperationDescriptor {
   TypeEntry const* const* errors;  // the declared errors
   std::size_t errorCount;
 
-  std::string taskName() const { return std::string(name) + "$task"; }
+  std::string taskName() const { return std::string(name) + Core::kTaskSuffix; }
   std::shared_ptr<Data::DataDefinition const> inputDef() const;
   std::shared_ptr<Data::DataDefinition const> outputDef() const;
   std::list<std::shared_ptr<Data::DataDefinition const>> errorDefs() const;

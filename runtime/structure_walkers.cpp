@@ -11,10 +11,6 @@ namespace {
 void const* At(void const* object, std::size_t offset) { return static_cast<char const*>(object) + offset; }
 void* At(void* object, std::size_t offset) { return static_cast<char*>(object) + offset; }
 
-std::shared_ptr<Data::StructValue const> const& UnknownOf(StructTable const& table, void const* native) {
-  return *static_cast<std::shared_ptr<Data::StructValue const> const*>(At(native, table.unknownOffset));
-}
-
 std::pair<Data::UnionCheck::Union const*, Data::UnionCheck::Case const*> CaseOf(StructTable const& table,
                                                                                 char const* wire) {
   for (std::size_t u = 0; u < table.unionCount; ++u) {
@@ -33,13 +29,17 @@ bool FailEmpty(void const*, Data::Validator::Policy, Data::ValidationRun&, std::
 
 }  // namespace
 
+std::shared_ptr<Data::StructValue const> const& UnknownFields(StructTable const& table, void const* native) {
+  return *static_cast<std::shared_ptr<Data::StructValue const> const*>(At(native, table.unknownOffset));
+}
+
 void AddFields(Data::NativeToValueAdapter::CompoundHelper<Data::StructValue>& helper,
                StructTable const& table, void const* native) {
   for (std::size_t i = 0; i < table.fieldCount; ++i) {
     FieldEntry const& field = table.fields[i];
     helper.AddField(field.wire, At(native, field.offset), field.type.toValue);
   }
-  helper.AddUnknownFields(UnknownOf(table, native));
+  helper.AddUnknownFields(UnknownFields(table, native));
 }
 
 void AddFields(Data::ValueToNativeAdapter::CompoundHelper<Data::StructValue>& helper,
@@ -72,7 +72,7 @@ void AddFields(Data::NativeToDefinitionAdapter::CompoundHelper<Data::StructDefin
 void ToValue(StructTable const& table, void const* native,
              Data::NativeToValueAdapter::Destination const& destination,
              Data::NativeToValueAdapter::Queue& queue) {
-  auto const& unknown = UnknownOf(table, native);
+  auto const& unknown = UnknownFields(table, native);
   Data::NativeToValueAdapter::CompoundHelper<Data::StructValue> helper(table.name, destination, queue,
                                                                        table.fieldCount, unknown, table.kind);
   AddFields(helper, table, native);
@@ -97,7 +97,7 @@ void ToDefinition(StructTable const& table, void const* key,
 
 bool Validate(StructTable const& table, void const* native, Data::Validator::Policy policy,
               Data::ValidationRun& run, std::list<BaseMessage>& messages) {
-  auto const& unknown = UnknownOf(table, native);
+  auto const& unknown = UnknownFields(table, native);
   if (policy == Data::Validator::STRICT && unknown && !unknown->fields().empty()) {
     // Deliberately decisive either way: a strict check that finds only unknown fields that are
     // unset accepts the object without looking further.

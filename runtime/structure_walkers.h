@@ -28,6 +28,9 @@ void AddFields(Data::ValueToNativeAdapter::CompoundHelper<Data::StructValue>& he
 void AddFields(Data::NativeToDefinitionAdapter::CompoundHelper<Data::StructDefinition>& helper,
                StructTable const& table);
 
+// The retained unknown fields of the structure at `native`.
+std::shared_ptr<Data::StructValue const> const& UnknownFields(StructTable const& table, void const* native);
+
 // One step of a native object's check: the strict policy's unknown fields, the union rules, then
 // the nested structures queued in field order (never recursed into).
 bool Validate(StructTable const& table, void const* native, Data::Validator::Policy policy,

@@ -12,6 +12,7 @@
 #include <bindings/topology/node_ops.h>
 
 #include <opax/core/provider/in_process_provider.h>
+#include <opax/core/testing/deliveries.h>
 #include <runtime/service.h>
 
 #include <boost/optional/optional_io.hpp>
@@ -47,39 +48,14 @@ constexpr char kInvalidArgument[] = "com.quarn.opax.std.errors.invalid_argument"
 constexpr char kInternal[] = "com.quarn.opax.std.errors.internal_server_error";
 constexpr char kRoles[] = "com.quarn.nexar.authorization.roles";
 
-std::vector<std::string> Ids(ErrorPtr const& error) {
-  std::vector<std::string> ids;
-  if (error) {
-    for (BaseMessage const& m : error->messages()) ids.push_back(m.id());
-  }
-  return ids;
-}
-
-// Everything a caller's result object received, in order.
+using ::Opax::Testing::Ids;
 template <class Slot>
-struct Log {
-  struct Entry {
-    Slot slot;
-    ErrorPtr error;
-    Progress progress;
-  };
-  std::shared_ptr<std::vector<Entry>> entries = std::make_shared<std::vector<Entry>>();
-
-  std::function<void(Slot const&, ErrorPtr const&, Progress const&)> Record() const {
-    auto target = entries;
-    return [target](Slot const& slot, ErrorPtr const& error, Progress const& progress) {
-      target->push_back({slot, error, progress});
-    };
-  }
-  std::size_t size() const { return entries->size(); }
-  Entry const& last() const { return entries->back(); }
-  ErrorPtr error() const { return entries->empty() ? nullptr : entries->back().error; }
-};
+using Log = ::Opax::Testing::Deliveries<Slot>;
 
 template <class T>
 struct Plain : Log<boost::optional<T>> {
   ::Opax::AsyncResult<T> Result() const {
-    return ::Opax::AsyncResult<T>(typename ::Opax::AsyncResult<T>::Callback(this->Record()));
+    return ::Opax::AsyncResult<T>(typename ::Opax::AsyncResult<T>::Callback(this->Callback()));
   }
   boost::optional<T> value() const { return this->entries->empty() ? boost::none : this->last().slot; }
 };
@@ -87,7 +63,7 @@ struct Plain : Log<boost::optional<T>> {
 template <class T>
 struct Task : Log<::Opax::TaskResult<T>> {
   ::Opax::AsyncTaskResult<T> Result() const {
-    return ::Opax::AsyncTaskResult<T>(typename ::Opax::AsyncTaskResult<T>::Callback(this->Record()));
+    return ::Opax::AsyncTaskResult<T>(typename ::Opax::AsyncTaskResult<T>::Callback(this->Callback()));
   }
 };
 

@@ -20,6 +20,28 @@ struct DefinitionOnly {
   static constexpr TypeEntry entry{nullptr, nullptr, &Get, nullptr, nullptr};
 };
 
+using MakeDefinition = std::shared_ptr<Data::DataDefinition const> (*)();
+
+template <MakeDefinition Error>
+struct OneError {
+  static constexpr TypeEntry const* list[] = {&DefinitionOnly<Error>::entry};
+};
+
+// An operation of a test service by its definitions: input, output and its one declared error.
+template <MakeDefinition Input, MakeDefinition Output, MakeDefinition Error>
+constexpr OperationDescriptor Describe(char const* service, char const* name, bool plain, bool task) {
+  return {service,
+          name,
+          name,
+          plain,
+          task,
+          &DefinitionOnly<Input>::entry,
+          nullptr,
+          &DefinitionOnly<Output>::entry,
+          OneError<Error>::list,
+          1};
+}
+
 }  // namespace Testing
 }  // namespace Binding
 }  // namespace Opax

@@ -3,6 +3,13 @@
 namespace Opax {
 namespace Data {
 
+std::shared_ptr<DataDefinition const> NativeToDefinitionAdapter::DefinitionOf(AdaptFunction root) {
+  std::shared_ptr<DataDefinition const> definition;
+  std::list<BaseMessage> messages;
+  Adapt(SrcType{}, root, &definition, messages);
+  return definition;
+}
+
 bool NativeToDefinitionAdapter::Adapt(SrcType const& source, AdaptFunction root, Destination destination,
                                       std::list<BaseMessage>& messages) {
   std::size_t const before = messages.size();

@@ -88,13 +88,12 @@ class NativeToDefinitionAdapter {
   static bool Adapt(SrcType const& source, AdaptFunction root, Destination destination,
                     std::list<BaseMessage>& messages);
 
+  // The definition of the native type whose adapt function is `root`.
+  static std::shared_ptr<DataDefinition const> DefinitionOf(AdaptFunction root);
   // The definition of native type T.
   template <class T>
   static std::shared_ptr<DataDefinition const> DefinitionOf() {
-    std::shared_ptr<DataDefinition const> definition;
-    std::list<BaseMessage> messages;
-    Adapt(SrcType{}, AdaptMethod<T>::Get(nullptr), &definition, messages);
-    return definition;
+    return DefinitionOf(AdaptMethod<T>::Get(nullptr));
   }
 };
 

@@ -5,6 +5,7 @@
 
 #include <opax/core/message/error_ids.h>
 #include <opax/core/message/message_ids.h>
+#include <opax/core/testing/deliveries.h>
 
 #include <boost/optional/optional_io.hpp>
 #include <gtest/gtest.h>
@@ -22,33 +23,8 @@ namespace {
 using Data::ErrorValue;
 using ErrorPtr = std::shared_ptr<ErrorValue const>;
 
-std::vector<std::string> Ids(ErrorPtr const& error) {
-  std::vector<std::string> ids;
-  if (error) {
-    for (BaseMessage const& m : error->messages()) ids.push_back(m.id());
-  }
-  return ids;
-}
-
-// Every delivery a result object made, in order.
-template <class Slot>
-struct Deliveries {
-  struct Entry {
-    Slot slot;
-    ErrorPtr error;
-    Progress progress;
-  };
-  std::shared_ptr<std::vector<Entry>> log = std::make_shared<std::vector<Entry>>();
-
-  std::function<void(Slot const&, ErrorPtr const&, Progress const&)> Callback() const {
-    auto target = log;
-    return [target](Slot const& slot, ErrorPtr const& error, Progress const& progress) {
-      target->push_back({slot, error, progress});
-    };
-  }
-  std::size_t size() const { return log->size(); }
-  Entry const& operator[](std::size_t i) const { return log->at(i); }
-};
+using Testing::Deliveries;
+using Testing::Ids;
 
 using PlainLog = Deliveries<boost::optional<int64_t>>;
 using TaskLog = Deliveries<TaskResult<int64_t>>;

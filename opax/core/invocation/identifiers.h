@@ -9,6 +9,16 @@
 namespace Opax {
 namespace Core {
 
+// An operation's task form is served under its wire name plus this suffix.
+constexpr char kTaskSuffix[] = "$task";
+constexpr std::size_t kTaskSuffixLength = sizeof(kTaskSuffix) - 1;
+
+// Whether `method` names an operation's task form.
+inline bool IsTaskMethod(std::string const& method) {
+  return method.size() > kTaskSuffixLength &&
+         method.compare(method.size() - kTaskSuffixLength, kTaskSuffixLength, kTaskSuffix) == 0;
+}
+
 // A service by its dotted id ("com.quarn.nexar.vm.hardware.cdrom").
 class InterfaceIdentifier {
  public:

@@ -7,17 +7,10 @@ namespace Opax {
 namespace Core {
 namespace {
 
-constexpr char kTaskSuffix[] = "$task";
-
 void Refuse(std::shared_ptr<AsyncApiResultCb> const& callback, char const* id,
             std::vector<std::string> args) {
   auto error = Data::ErrorValue::GetInstance(ErrorIds::kNotFound, {BaseMessage::Make(id, std::move(args))});
   (*callback)(MethodResult::GetErrorInstance(std::move(error)), Progress());
-}
-
-bool IsTaskName(std::string const& name) {
-  std::size_t const suffix = sizeof(kTaskSuffix) - 1;
-  return name.size() > suffix && name.compare(name.size() - suffix, suffix, kTaskSuffix) == 0;
 }
 
 }  // namespace
@@ -64,7 +57,7 @@ void InProcessProvider::InvokeAsync(std::shared_ptr<MethodIdentifier const> cons
   // resource id on it, while the caller may be passing the same activation to other calls.
   std::shared_ptr<AsyncActivation> const own =
       activation ? activation->Dup() : AsyncActivation::GetInstance();
-  if (!IsTaskName(method->name())) {
+  if (!IsTaskMethod(method->name())) {
     served->Invoke(own, input, callback);
     return;
   }

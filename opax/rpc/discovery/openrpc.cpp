@@ -16,8 +16,6 @@ namespace {
 using namespace Data;  // NOLINT: definitions throughout
 namespace json = boost::json;
 
-constexpr char kTaskSuffix[] = "$task";
-
 // By name: the input structure's fields, each a parameter; optional ones may be left out.
 json::array Params(DataDefinitionPtr const& input, JsonSchemaWriter& schemas) {
   json::array params;
@@ -72,7 +70,7 @@ void AddOperation(std::string const& serviceId, Binding::OperationDescriptor con
   }
   if (operation.task) {
     // The task form answers at once with the task's id; the task service tells the rest.
-    method(std::string(operation.name) + kTaskSuffix,
+    method(operation.taskName(),
            json::object{{"name", "task"}, {"schema", json::object{{"type", "string"}}}});
   }
 }

@@ -26,7 +26,8 @@ OperationTable::OperationTable() {
         entry->service = service;
         entry->operation = &operation;
         entry->task = task;
-        names_.push_back(RpcMethodName(service->id, std::string(operation.name) + (task ? "$task" : "")));
+        names_.push_back(
+            RpcMethodName(service->id, task ? operation.taskName() : std::string(operation.name)));
         entries_.push_back(std::move(entry));
       }
     }
@@ -43,7 +44,7 @@ OperationDefinitions const* OperationTable::Find(std::string_view method) const 
   std::call_once(entry.built, [&entry] {
     OperationDefinitions& definitions = entry.definitions;
     definitions.serviceId = entry.service->id;
-    definitions.operation = std::string(entry.operation->name) + (entry.task ? "$task" : "");
+    definitions.operation = entry.task ? entry.operation->taskName() : std::string(entry.operation->name);
     definitions.task = entry.task;
     definitions.method = Core::MethodIdentifier::GetInstance(
         std::make_shared<Core::InterfaceIdentifier const>(definitions.serviceId), definitions.operation);

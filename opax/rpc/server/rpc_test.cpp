@@ -64,18 +64,15 @@ std::shared_ptr<DataDefinition const> NotFoundDef() {
 
 // echo gives its device back; fail answers a declared error; hang never answers until told;
 // slow runs as a task that reports progress, then answers "done".
-template <std::shared_ptr<DataDefinition const> (*Make)()>
-using Only = Binding::Testing::DefinitionOnly<Make>;
-Binding::TypeEntry const* const kErrors[] = {&Only<&NotFoundDef>::entry};
-Binding::OperationDescriptor const kEchoOp{
-    kEcho,   "echo", "echo", true, false, &Only<&DeviceInput>::entry, nullptr, &Only<&Device>::entry,
-    kErrors, 1};
-Binding::OperationDescriptor const kFailOp{
-    kEcho, "fail", "fail", true, false, &Only<&NoInput>::entry, nullptr, &Only<&Text>::entry, kErrors, 1};
-Binding::OperationDescriptor const kHangOp{
-    kEcho, "hang", "hang", true, false, &Only<&NoInput>::entry, nullptr, &Only<&Text>::entry, kErrors, 1};
-Binding::OperationDescriptor const kSlowOp{
-    kEcho, "slow", "slow", false, true, &Only<&NoInput>::entry, nullptr, &Only<&Text>::entry, kErrors, 1};
+using Binding::Testing::Describe;
+Binding::OperationDescriptor const kEchoOp =
+    Describe<&DeviceInput, &Device, &NotFoundDef>(kEcho, "echo", true, false);
+Binding::OperationDescriptor const kFailOp =
+    Describe<&NoInput, &Text, &NotFoundDef>(kEcho, "fail", true, false);
+Binding::OperationDescriptor const kHangOp =
+    Describe<&NoInput, &Text, &NotFoundDef>(kEcho, "hang", true, false);
+Binding::OperationDescriptor const kSlowOp =
+    Describe<&NoInput, &Text, &NotFoundDef>(kEcho, "slow", false, true);
 Binding::OperationDescriptor const* const kOperations[] = {&kEchoOp, &kFailOp, &kHangOp, &kSlowOp};
 Catalog::ServiceEntry const kEchoEntry{kEcho, "EchoSvc", nullptr, kOperations, std::size(kOperations)};
 Catalog::Registration const kRegistration(&kEchoEntry);

@@ -21,8 +21,6 @@ using InfoPtr = std::shared_ptr<TasksSvc::Info const>;
 using ErrorPtr = std::shared_ptr<Data::ErrorValue const>;
 using Clock = std::chrono::steady_clock;
 
-constexpr char kTaskSuffix[] = "$task";
-
 struct Reply {
   InfoPtr info;
   ErrorPtr error;
@@ -60,10 +58,7 @@ std::shared_ptr<Data::DataDefinition const> OutputDefinitionOf(std::string const
   std::size_t const slash = operation.rfind('/');
   if (slash == std::string::npos) return nullptr;
   std::string method = operation.substr(slash + 1);
-  std::size_t const suffix = sizeof(kTaskSuffix) - 1;
-  if (method.size() > suffix && method.compare(method.size() - suffix, suffix, kTaskSuffix) == 0) {
-    method.resize(method.size() - suffix);
-  }
+  if (Core::IsTaskMethod(method)) method.resize(method.size() - Core::kTaskSuffixLength);
   auto const* service = Catalog::ServiceCatalog::Instance().Find(operation.substr(0, slash));
   if (!service) return nullptr;
   auto const* entry = Catalog::ServiceCatalog::FindOperation(*service, method);

@@ -63,21 +63,15 @@ std::shared_ptr<DataDefinition const> NotFoundDef() {
 }
 
 // The test service in the run-time catalogue, where FollowTask looks its output definitions up.
-template <std::shared_ptr<DataDefinition const> (*Make)()>
-using Only = Binding::Testing::DefinitionOnly<Make>;
-Binding::TypeEntry const* const kErrors[] = {&Only<&NotFoundDef>::entry};
-Binding::OperationDescriptor const kBuildOp{
-    kJobs,   "build", "build", false, true, &Only<&NoInput>::entry, nullptr, &Only<&BuiltDef>::entry,
-    kErrors, 1};
-Binding::OperationDescriptor const kStampsOp{
-    kJobs,   "stamps", "stamps", false, true, &Only<&NoInput>::entry, nullptr, &Only<&StampsDef>::entry,
-    kErrors, 1};
-Binding::OperationDescriptor const kCountOp{
-    kJobs,   "count", "count", false, true, &Only<&NoInput>::entry, nullptr, &Only<&CountDef>::entry,
-    kErrors, 1};
-Binding::OperationDescriptor const kNothingOp{
-    kJobs,   "nothing", "nothing", false, true, &Only<&NoInput>::entry, nullptr, &Only<&VoidDef>::entry,
-    kErrors, 1};
+using Binding::Testing::Describe;
+Binding::OperationDescriptor const kBuildOp =
+    Describe<&NoInput, &BuiltDef, &NotFoundDef>(kJobs, "build", false, true);
+Binding::OperationDescriptor const kStampsOp =
+    Describe<&NoInput, &StampsDef, &NotFoundDef>(kJobs, "stamps", false, true);
+Binding::OperationDescriptor const kCountOp =
+    Describe<&NoInput, &CountDef, &NotFoundDef>(kJobs, "count", false, true);
+Binding::OperationDescriptor const kNothingOp =
+    Describe<&NoInput, &VoidDef, &NotFoundDef>(kJobs, "nothing", false, true);
 Binding::OperationDescriptor const* const kOperations[] = {&kBuildOp, &kStampsOp, &kCountOp, &kNothingOp};
 Catalog::ServiceEntry const kJobsEntry{kJobs, "JobsSvc", nullptr, kOperations, std::size(kOperations)};
 Catalog::Registration const kRegistration(&kJobsEntry);
