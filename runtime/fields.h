@@ -51,7 +51,12 @@ struct StructTable {
         fields(fields_),
         fieldCount(fieldCount_),
         unions(unions_),
-        unionCount(unionCount_) {
+        unionCount(unionCount_),
+        typeName(name_),
+        wireNames(new Data::StaticName[fieldCount_]),
+        byName(new uint32_t[fieldCount_]) {
+    for (std::size_t i = 0; i < fieldCount; ++i) wireNames[i] = Data::StaticName(fields[i].wire);
+    namesDistinct = Data::FieldMap::NameOrder(wireNames.get(), fieldCount, byName.get());
     for (std::size_t i = 0; i < fieldCount; ++i) {
       if (fields[i].type.nested == nullptr) continue;
       if (i < 64) {
@@ -75,6 +80,12 @@ struct StructTable {
   // later one does.
   std::uint64_t nestedMask = 0;
   bool nestedBeyondMask = false;
+  // The names as values hold them, and their name order, worked out once: a value of this type is
+  // laid out without comparing a name (see FieldMap::AssignNames).
+  Data::StaticName typeName;
+  std::unique_ptr<Data::StaticName[]> wireNames;
+  std::unique_ptr<uint32_t[]> byName;
+  bool namesDistinct = false;  // always, for generated tables; otherwise fields are added one by one
 };
 
 // The field table of structure T. Generated code defines Table() for each structure, as a friend

@@ -35,9 +35,17 @@ std::shared_ptr<Data::StructValue const> const& UnknownFields(StructTable const&
 
 void AddFields(Data::NativeToValueAdapter::CompoundHelper<Data::StructValue>& helper,
                StructTable const& table, void const* native) {
-  for (std::size_t i = 0; i < table.fieldCount; ++i) {
-    FieldEntry const& field = table.fields[i];
-    helper.AddField(field.wire, At(native, field.offset), field.type.toValue);
+  if (table.namesDistinct && helper.value().fields().empty()) {
+    helper.AssignNames(table.wireNames.get(), table.byName.get(), table.fieldCount);
+    for (std::size_t i = 0; i < table.fieldCount; ++i) {
+      FieldEntry const& field = table.fields[i];
+      helper.QueueField(i, At(native, field.offset), field.type.toValue);
+    }
+  } else {
+    for (std::size_t i = 0; i < table.fieldCount; ++i) {
+      FieldEntry const& field = table.fields[i];
+      helper.AddField(table.wireNames[i], At(native, field.offset), field.type.toValue);
+    }
   }
   helper.AddUnknownFields(UnknownFields(table, native));
 }
@@ -46,7 +54,7 @@ void AddFields(Data::ValueToNativeAdapter::CompoundHelper<Data::StructValue>& he
                StructTable const& table, void* native) {
   for (std::size_t i = 0; i < table.fieldCount; ++i) {
     FieldEntry const& field = table.fields[i];
-    helper.AddField(field.wire, At(native, field.offset), field.type.toNative);
+    helper.AddField(i, table.wireNames[i], At(native, field.offset), field.type.toNative);
   }
   if (!helper.ok()) return;
   *static_cast<std::shared_ptr<Data::StructValue const>*>(At(native, table.unknownOffset)) =
@@ -73,7 +81,7 @@ void ToValue(StructTable const& table, void const* native,
              Data::NativeToValueAdapter::Destination const& destination,
              Data::NativeToValueAdapter::Queue& queue) {
   auto const& unknown = UnknownFields(table, native);
-  Data::NativeToValueAdapter::CompoundHelper<Data::StructValue> helper(table.name, destination, queue,
+  Data::NativeToValueAdapter::CompoundHelper<Data::StructValue> helper(table.typeName, destination, queue,
                                                                        table.fieldCount, unknown, table.kind);
   AddFields(helper, table, native);
 }

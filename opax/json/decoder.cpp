@@ -291,11 +291,11 @@ class Decoder {
       return true;
     }
     // A known structure needs no type name; one that is given must be the definition's.
-    std::string const& name = static_cast<CompoundValue const&>(*top.container).name();
+    std::string_view const name = static_cast<CompoundValue const&>(*top.container).name();
     if (token.text == name) return true;
     bool const error = top.container->kind() == Kind::Error;
     return Report(error ? MessageIds::kErrorName : MessageIds::kStructureName,
-                  {name, std::string(token.text), Path(false)});
+                  {std::string(name), std::string(token.text), Path(false)});
   }
 
   bool OnValue(Token const& token) {
@@ -575,7 +575,7 @@ class Decoder {
       while (present != end && present->name() < name) ++present;
       if (present != end && present->name() == name) continue;
       if (shape == nullptr || shape->type() != DefinitionType::Optional) {
-        return Report(MessageIds::kFieldMissing, {name, structure.name(), Path(false)});
+        return Report(MessageIds::kFieldMissing, {name, std::string(structure.name()), Path(false)});
       }
       absent_.push_back(&name);
     }

@@ -55,7 +55,7 @@ class Encoder {
     FieldIterator next, end;           // structures and maps
     std::size_t index = 0;             // lists: the next element
     std::size_t written = 0;           // members or elements written so far
-    std::string const* key = nullptr;  // the member being written, for messages
+    std::string_view key = {};         // the member being written, for messages
   };
 
   // Writes the next member or element of the innermost frame, or closes it.
@@ -86,14 +86,14 @@ class Encoder {
     if (top.next == top.end) return Close('}');
     FieldMap::Field const& field = *top.next;
     ++top.next;
-    top.key = &field.name();
+    top.key = field.name();
     Separate(top);
     if (!WriteString(field.name())) return false;
     out_ += indent_ > 0 ? ": " : ":";
     return Write(*field.value(), MemberDefinition(top, field.name()));
   }
 
-  static DataDefinition const* MemberDefinition(Frame const& frame, std::string const& name) {
+  static DataDefinition const* MemberDefinition(Frame const& frame, std::string_view name) {
     if (frame.definition == nullptr) return nullptr;
     if (frame.definition->type() == DefinitionType::Map) {
       return static_cast<MapDefinition const&>(*frame.definition).elementType().get();
@@ -211,7 +211,7 @@ class Encoder {
     out_.append(indent_ * frames_.size(), ' ');
   }
 
-  bool WriteString(std::string const& text) {
+  bool WriteString(std::string_view text) {
     out_ += '"';
     auto const* data = reinterpret_cast<unsigned char const*>(text.data());
     std::size_t const size = text.size();
@@ -274,9 +274,9 @@ class Encoder {
     for (Frame const& frame : frames_) {
       if (frame.list) {
         path += '[' + std::to_string(frame.index == 0 ? 0 : frame.index - 1) + ']';
-      } else if (frame.key != nullptr) {
+      } else if (frame.key.data() != nullptr) {
         if (!path.empty()) path += '.';
-        path += *frame.key;
+        path += frame.key;
       }
     }
     messages_.push_back(

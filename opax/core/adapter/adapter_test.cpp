@@ -13,7 +13,7 @@ using Sample::Color;
 std::vector<std::string> Listing(DataValue const& value) {
   std::vector<std::string> names;
   for (FieldMap::Field const& field : static_cast<StructValue const&>(value).fields().inOrder()) {
-    names.push_back(field.name());
+    names.emplace_back(field.name());
   }
   return names;
 }

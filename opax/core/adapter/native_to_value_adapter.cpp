@@ -5,9 +5,13 @@
 namespace Opax {
 namespace Data {
 
-std::vector<std::shared_ptr<DataValue const>> EnumTextValues(char const* const* values, int count) {
+std::vector<std::shared_ptr<DataValue const>> EnumTextValues(char const* const* values, int count,
+                                                             bool optional) {
   std::vector<std::shared_ptr<DataValue const>> texts;
-  for (int i = 0; i <= count; ++i) texts.push_back(StringValue::GetInstance(values[i]));
+  for (int i = 0; i <= count; ++i) {
+    std::shared_ptr<DataValue const> text = StringValue::GetInstance(values[i]);
+    texts.push_back(optional ? OptionalValue::GetInstance(std::move(text)) : std::move(text));
+  }
   return texts;
 }
 

@@ -62,24 +62,33 @@ class NativeToValueAdapter::CompoundHelper<StructValue> {
   // `fieldCount` is the number of declared fields; retained unknown fields are added to it so
   // that the field map never grows after slots have been handed out. Standard errors make an
   // ErrorValue (`kind` Error).
-  CompoundHelper(std::string name, Destination const& destination, Queue& queue, std::size_t fieldCount,
+  CompoundHelper(StaticName name, Destination const& destination, Queue& queue, std::size_t fieldCount,
                  std::shared_ptr<StructValue const> const& unknownFields = nullptr,
                  Kind kind = Kind::Structure)
-      : value_(kind == Kind::Error ? ErrorValue::GetInstance(std::move(name))
-                                   : StructValue::GetInstance(std::move(name))),
+      : value_(kind == Kind::Error ? ErrorValue::GetInstance(name) : StructValue::GetInstance(name)),
         queue_(queue) {
     value_->fields().reserve(fieldCount + (unknownFields ? unknownFields->fields().size() : 0));
     *destination = value_;
   }
 
   // Reserves the field's slot and queues its conversion with `adapt`.
-  void AddField(std::string_view wireName, NativeConstPtr field, AdaptFunction adapt) {
+  void AddField(StaticName wireName, NativeConstPtr field, AdaptFunction adapt) {
     std::shared_ptr<DataValue const>& slot = value_->fields().slot(wireName);
     queue_.push_back(Entry{field, adapt, &slot});
   }
   template <class F>
-  void AddField(std::string_view wireName, F const* field) {
+  void AddField(StaticName wireName, F const* field) {
     AddField(wireName, field, AdaptMethod<F>::Get(nullptr));
+  }
+
+  // The fast way for a type whose names are known in advance: lays every declared field out at
+  // once (see FieldMap::AssignNames; the value must have no field yet), then each is queued by
+  // its place in declaration order.
+  void AssignNames(StaticName const* names, uint32_t const* byName, std::size_t count) {
+    value_->fields().AssignNames(names, byName, count);
+  }
+  void QueueField(std::size_t index, NativeConstPtr field, AdaptFunction adapt) {
+    queue_.push_back(Entry{field, adapt, &value_->fields().at(index).value()});
   }
 
   // Lists every field of structure T in declaration order, then its retained unknown fields. The
@@ -102,8 +111,10 @@ class NativeToValueAdapter::CompoundHelper<StructValue> {
 };
 
 // The leaf adapt functions of this adapter (see NativeTraits::LeafMethod).
-// The text values of an enumeration's table, `count` members plus `_UNKNOWN`.
-std::vector<std::shared_ptr<DataValue const>> EnumTextValues(char const* const* values, int count);
+// The text values of an enumeration's table, `count` members plus `_UNKNOWN`; each wrapped in a
+// set optional when `optional`.
+std::vector<std::shared_ptr<DataValue const>> EnumTextValues(char const* const* values, int count,
+                                                             bool optional = false);
 
 struct N2V {
   using Adapter = NativeToValueAdapter;
@@ -135,6 +146,24 @@ struct N2V {
     if (!optional) {
       *destination = OptionalValue::Unset();
       return;
+    }
+    // Booleans, small integers and the named members of enumerations are shared leaves; set
+    // optionals around them are shared too.
+    if constexpr (std::is_same<X, bool>::value) {
+      *destination = OptionalValue::SetTo(*optional);
+      return;
+    } else if constexpr (std::is_integral<X>::value) {
+      if (auto const* shared = OptionalValue::SetTo(static_cast<int64_t>(*optional))) {
+        *destination = *shared;
+        return;
+      }
+    } else if constexpr (NativeTraits::kIsEnum<X>) {
+      if (optional->unknownText().empty()) {
+        static std::vector<std::shared_ptr<DataValue const>> const texts =
+            EnumTextValues(X::Strings::values, EnumTraits<X>::count, true);
+        *destination = texts[static_cast<std::size_t>(EnumTable::Clamp(optional->value(), EnumTraits<X>::count))];
+        return;
+      }
     }
     auto value = OptionalValue::GetInstance();
     *destination = value;

@@ -83,6 +83,22 @@ class ValueToNativeAdapter::CompoundHelper<StructValue> {
   void AddField(std::string_view wireName, F* field) {
     AddField(wireName, field, AdaptMethod<F>::Get(nullptr));
   }
+  // The same for the declared field at `position` in declaration order: a value laid out in that
+  // order (every value made from a native object is) has it at the same place, found without a
+  // search.
+  void AddField(std::size_t position, StaticName wireName, NativePtr field, AdaptFunction adapt) {
+    if (!ok() || structure_ == nullptr) return;
+    FieldMap const& fields = structure_->fields();
+    std::shared_ptr<DataValue const> const* found = nullptr;
+    if (position < fields.size() && fields.at(position).heldName().is(wireName)) {
+      found = &fields.at(position).value();
+    } else {
+      found = fields.find(wireName.text);
+    }
+    if (found == nullptr) return;
+    ++declaredFound_;
+    if (*found) container_.push_back(Entry{*found, adapt, field});
+  }
 
   // Reads every declared field of structure T that the value carries, in declaration order, and
   // keeps the others in T's retained unknown fields. The binding support defines it from T's
@@ -132,12 +148,13 @@ struct V2N {
   template <class E>
   static void AdaptEnumeration(Adapter::Source const& value, NativePtr const& destination,
                                Adapter::Container& container, std::list<BaseMessage>& messages) {
-    std::string text;
-    if (!DataValue::Value(value, text, messages)) {
+    // Looked up in place: only a text that no member has is copied (into the unknown member).
+    if (!value || value->kind() != Kind::String) {
+      internal::AppendInvalidType(messages);
       container.clear();
       return;
     }
-    *static_cast<E*>(destination) = EnumTraits<E>::FromText(text);
+    *static_cast<E*>(destination) = EnumTraits<E>::FromText(internal::StoredOf<std::string>(*value));
   }
 
   // The content of an optional value; a bare value is taken as a set optional holding it.

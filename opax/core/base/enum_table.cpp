@@ -5,7 +5,7 @@
 namespace Opax {
 namespace EnumTable {
 
-int Find(char const* const* values, std::string const& text) {
+int Find(char const* const* values, std::string_view text) {
   if (values == nullptr) return -1;
   for (int i = 0; values[i] != nullptr; ++i) {
     std::size_t length = std::strlen(values[i]);
@@ -14,9 +14,9 @@ int Find(char const* const* values, std::string const& text) {
   return -1;
 }
 
-Enum Lookup(char const* const* values, int count, std::string const& text) {
+Enum Lookup(char const* const* values, int count, std::string_view text) {
   int index = Find(values, text);
-  if (index < 0) return Enum(count, text);
+  if (index < 0) return Enum(count, std::string(text));
   return Enum(index < count ? index : count);
 }
 

@@ -17,7 +17,7 @@ bool CompoundValue::GetField(std::string_view name, std::shared_ptr<DataValue co
     value = *found;
     return true;
   }
-  messages.push_back(BaseMessage::Make(MessageIds::kFieldMissing, {std::string(name), name_, name_}));
+  messages.push_back(BaseMessage::Make(MessageIds::kFieldMissing, {std::string(name), std::string(name_.view()), std::string(name_.view())}));
   return false;
 }
 
@@ -27,26 +27,22 @@ StructValue const* StructValue::Cast(DataValue const* value) {
   return static_cast<StructValue const*>(value);
 }
 
-std::shared_ptr<ErrorValue> ErrorValue::GetInstance(std::string name) {
-  return std::make_shared<ErrorValue>(std::move(name));
-}
-
-std::shared_ptr<ErrorValue> ErrorValue::GetInstance(std::string name,
+std::shared_ptr<ErrorValue> ErrorValue::GetInstance(std::string_view name,
                                                     std::list<BaseMessage> const& messages) {
-  auto error = GetInstance(std::move(name));
+  auto error = GetInstance(name);
   auto list = std::make_shared<ListValue>(Kind::Structure);
   list->values().reserve(messages.size());
   for (BaseMessage const& message : messages) {
-    auto entry = StructValue::GetInstance(LocalizableMessageFields::kTypeName);
+    auto entry = StructValue::GetInstance(StaticName(LocalizableMessageFields::kTypeName));
     entry->fields().reserve(3);
-    entry->SetField(LocalizableMessageFields::kId, DataValue::Create(message.id()));
-    entry->SetField(LocalizableMessageFields::kDefaultMessage, DataValue::Create(message.defaultMessage()));
+    entry->SetField(StaticName(LocalizableMessageFields::kId), DataValue::Create(message.id()));
+    entry->SetField(StaticName(LocalizableMessageFields::kDefaultMessage), DataValue::Create(message.defaultMessage()));
     auto args = ListValueString::GetInstance();
     args->Store(message.args());
-    entry->SetField(LocalizableMessageFields::kArgs, std::move(args));
+    entry->SetField(StaticName(LocalizableMessageFields::kArgs), std::move(args));
     list->values().push_back(std::move(entry));
   }
-  error->SetField(LocalizableMessageFields::kMessages, std::move(list));
+  error->SetField(StaticName(LocalizableMessageFields::kMessages), std::move(list));
   return error;
 }
 

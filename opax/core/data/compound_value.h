@@ -18,12 +18,14 @@ class CompoundValue : public DataValue {
   ~CompoundValue() override;
 
   // The type name (a structure's canonical name, an error's id; empty for maps).
-  std::string const& name() const { return name_; }
+  std::string_view name() const { return name_.view(); }
+  Name const& heldName() const { return name_; }
 
   // Adds or replaces a field.
   void SetField(std::string_view name, std::shared_ptr<DataValue const> value) {
     fields_.set(name, std::move(value));
   }
+  void SetField(StaticName name, std::shared_ptr<DataValue const> value) { fields_.set(name, std::move(value)); }
   // True and `value` when the field is present; otherwise false and
   // "opax.data.structure.field.missing" appended.
   bool GetField(std::string_view name, std::shared_ptr<DataValue const>& value,
@@ -38,26 +40,31 @@ class CompoundValue : public DataValue {
   FieldMap const& fields() const { return fields_; }
 
  protected:
-  CompoundValue(Kind kind, std::string name) : DataValue(kind), name_(std::move(name)) {}
+  CompoundValue(Kind kind, Name name) : DataValue(kind), name_(std::move(name)) {}
 
  private:
-  std::string name_;
+  Name name_;
   FieldMap fields_;
 };
 
 // A structure: a type name plus fields.
 class StructValue : public CompoundValue {
  public:
-  explicit StructValue(std::string name) : CompoundValue(Kind::Structure, std::move(name)) {}
-  static std::shared_ptr<StructValue> GetInstance(std::string name) {
-    return std::make_shared<StructValue>(std::move(name));
+  explicit StructValue(Name name) : CompoundValue(Kind::Structure, std::move(name)) {}
+  // The name is copied; a static one (a literal, a generated type's) is only referred to.
+  static std::shared_ptr<StructValue> GetInstance(std::string_view name) {
+    return std::make_shared<StructValue>(Name(name));
   }
+  static std::shared_ptr<StructValue> GetInstance(StaticName name) {
+    return std::make_shared<StructValue>(Name(name));
+  }
+  static std::shared_ptr<StructValue> GetInstance(Name const& name) { return std::make_shared<StructValue>(name); }
 
   // `value` as a structure (errors are structures too), or null.
   static StructValue const* Cast(DataValue const* value);
 
  protected:
-  StructValue(Kind kind, std::string name) : CompoundValue(kind, std::move(name)) {}
+  StructValue(Kind kind, Name name) : CompoundValue(kind, std::move(name)) {}
 };
 
 // A structure that names a standard error by its id. Made with messages, it carries them the
@@ -65,9 +72,13 @@ class StructValue : public CompoundValue {
 // (fields "id", "default_message", "args"). Secrets never reach a message, so none are here.
 class ErrorValue final : public StructValue {
  public:
-  explicit ErrorValue(std::string name) : StructValue(Kind::Error, std::move(name)) {}
-  static std::shared_ptr<ErrorValue> GetInstance(std::string name);
-  static std::shared_ptr<ErrorValue> GetInstance(std::string name, std::list<BaseMessage> const& messages);
+  explicit ErrorValue(Name name) : StructValue(Kind::Error, std::move(name)) {}
+  static std::shared_ptr<ErrorValue> GetInstance(std::string_view name) {
+    return std::make_shared<ErrorValue>(Name(name));
+  }
+  static std::shared_ptr<ErrorValue> GetInstance(StaticName name) { return std::make_shared<ErrorValue>(Name(name)); }
+  static std::shared_ptr<ErrorValue> GetInstance(Name const& name) { return std::make_shared<ErrorValue>(name); }
+  static std::shared_ptr<ErrorValue> GetInstance(std::string_view name, std::list<BaseMessage> const& messages);
 
   // The messages carried in the "messages" field, read back; ill-formed entries are skipped.
   std::list<BaseMessage> messages() const;
@@ -86,7 +97,7 @@ struct LocalizableMessageFields {
 // Keys are field names, so lookups and both orders come from FieldMap.
 class MapValue final : public CompoundValue {
  public:
-  MapValue() : CompoundValue(Kind::Map, std::string()) {}
+  MapValue() : CompoundValue(Kind::Map, Name()) {}
   static std::shared_ptr<MapValue> GetInstance() { return std::make_shared<MapValue>(); }
 };
 

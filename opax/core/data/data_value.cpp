@@ -51,8 +51,6 @@ std::shared_ptr<VoidValue const> const& VoidValue::GetInstance() {
 namespace internal {
 namespace {
 
-constexpr int64_t kSmallIntegerMin = -16;
-constexpr int64_t kSmallIntegerMax = 255;
 
 // Walks through set optionals to the first non-optional value; null when one is unset.
 DataValue const* Unwrap(DataValue const& value) {

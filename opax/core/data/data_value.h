@@ -166,6 +166,8 @@ namespace internal {
 // are immutable; this keeps the commonest fields free of allocations.
 std::shared_ptr<DataValue const> BooleanInstance(bool value);
 std::shared_ptr<DataValue const> IntegerInstance(int64_t value);
+constexpr int64_t kSmallIntegerMin = -16;  // the range of the shared integers
+constexpr int64_t kSmallIntegerMax = 255;
 
 void AppendInvalidType(std::list<BaseMessage>& messages);
 // `low`..`high` is the range of the native integer type the value was read into.

@@ -12,6 +12,10 @@ namespace {
 // An AVL tree of fewer than 2^32 entries is at most 46 levels deep.
 constexpr std::size_t kMaxDepth = 64;
 
+std::string_view TextOf(std::string_view name) { return name; }
+std::string_view TextOf(StaticName name) { return name.text; }
+std::string_view TextOf(Name const& name) { return name.view(); }
+
 }  // namespace
 
 FieldMap& FieldMap::operator=(FieldMap&& other) noexcept {
@@ -30,7 +34,7 @@ FieldMap::Field* FieldMap::SearchSmall(std::string_view name, std::size_t& posit
   while (low < high) {
     std::size_t const middle = low + (high - low) / 2;
     Field& field = entries_[entries_[middle].left_];
-    int const order = std::string_view(field.name_).compare(name);
+    int const order = field.name_.view().compare(name);
     if (order == 0) return &field;
     if (order < 0) {
       low = middle + 1;
@@ -51,7 +55,7 @@ std::shared_ptr<DataValue const>* FieldMap::find(std::string_view name) {
   uint32_t at = root_;
   while (at != kNone) {
     Field& field = entries_[at];
-    int const order = std::string_view(field.name_).compare(name);
+    int const order = field.name_.view().compare(name);
     if (order == 0) return &field.value_;
     at = order < 0 ? field.right_ : field.left_;
   }
@@ -62,10 +66,15 @@ std::shared_ptr<DataValue const> const* FieldMap::find(std::string_view name) co
   return const_cast<FieldMap*>(this)->find(name);
 }
 
-std::shared_ptr<DataValue const>& FieldMap::slot(std::string_view name) {
+std::shared_ptr<DataValue const>& FieldMap::slot(std::string_view name) { return Slot(name); }
+std::shared_ptr<DataValue const>& FieldMap::slot(StaticName name) { return Slot(name); }
+std::shared_ptr<DataValue const>& FieldMap::slot(Name const& name) { return Slot(name); }
+
+template <class Key>
+std::shared_ptr<DataValue const>& FieldMap::Slot(Key const& name) {
   if (entries_.size() > kSmall) return TreeSlot(name);
   std::size_t position = 0;
-  if (Field* field = SearchSmall(name, position)) return field->value_;
+  if (Field* field = SearchSmall(TextOf(name), position)) return field->value_;
   auto const added = static_cast<uint32_t>(entries_.size());
   entries_.emplace_back(name);
   uint32_t& previous = position == 0 ? head_ : entries_[entries_[position - 1].left_].next_;
@@ -82,12 +91,14 @@ std::shared_ptr<DataValue const>& FieldMap::slot(std::string_view name) {
   return entries_[added].value_;
 }
 
-std::shared_ptr<DataValue const>& FieldMap::TreeSlot(std::string_view name) {
+template <class Key>
+std::shared_ptr<DataValue const>& FieldMap::TreeSlot(Key const& key) {
+  std::string_view const name = TextOf(key);
   uint32_t path[kMaxDepth];
   uint64_t rightTurns = 0;  // bit k: the search went right below path[k]
   std::size_t depth = 0;
   uint32_t before = kNone;  // the deepest entry on the path whose name sorts before `name`
-  if (std::string_view(entries_[tail_].name_) < name) {
+  if (entries_[tail_].name_.view() < name) {
     // Past the last name (names arriving in order): the path is the right spine, no name to compare.
     for (uint32_t at = root_; at != kNone; at = entries_[at].right_, ++depth) {
       path[depth] = at;
@@ -97,7 +108,7 @@ std::shared_ptr<DataValue const>& FieldMap::TreeSlot(std::string_view name) {
   }
   for (uint32_t at = depth == 0 ? root_ : kNone; at != kNone; ++depth) {
     Field& field = entries_[at];
-    int const order = std::string_view(field.name_).compare(name);
+    int const order = field.name_.view().compare(name);
     if (order == 0) return field.value_;
     path[depth] = at;
     if (order < 0) {
@@ -108,7 +119,7 @@ std::shared_ptr<DataValue const>& FieldMap::TreeSlot(std::string_view name) {
       at = field.left_;
     }
   }
-  entries_.emplace_back(name);
+  entries_.emplace_back(key);
   Link(path, rightTurns, depth, before);
   return entries_.back().value_;
 }
@@ -180,6 +191,21 @@ uint32_t FieldMap::RotateRight(uint32_t top) {
   return raised;
 }
 
+void FieldMap::AssignNames(StaticName const* names, uint32_t const* byName, std::size_t count) {
+  entries_.reserve(count);
+  for (std::size_t i = 0; i < count; ++i) entries_.emplace_back(names[i]);
+  Rebuild(byName, count);
+}
+
+bool FieldMap::NameOrder(StaticName const* names, std::size_t count, uint32_t* byName) {
+  for (std::size_t i = 0; i < count; ++i) byName[i] = static_cast<uint32_t>(i);
+  std::sort(byName, byName + count, [names](uint32_t a, uint32_t b) { return names[a].text < names[b].text; });
+  for (std::size_t k = 1; k < count; ++k) {
+    if (names[byName[k - 1]].text == names[byName[k]].text) return false;
+  }
+  return true;
+}
+
 void FieldMap::CopyNamesFrom(FieldMap const& other) {
   entries_.clear();
   entries_.reserve(other.entries_.size());
@@ -227,7 +253,7 @@ void FieldMap::MergePicked(FieldMap const& other, std::vector<uint32_t> const& p
   for (;;) {
     while (theirs != kNone && placed[theirs] == kNone) theirs = other.entries_[theirs].next_;
     if (theirs == kNone) break;
-    if (mine != kNone && entries_[mine].name_ < entries_[placed[theirs]].name_) {
+    if (mine != kNone && entries_[mine].name_.view() < entries_[placed[theirs]].name_.view()) {
       byName.push_back(mine);
       mine = entries_[mine].next_;
     } else {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <opax/core/data/name.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
@@ -40,16 +42,19 @@ class FieldMap {
  public:
   class Field {
    public:
-    std::string const& name() const { return name_; }
+    std::string_view name() const { return name_.view(); }
+    Name const& heldName() const { return name_; }
     std::shared_ptr<DataValue const>& value() { return value_; }
     std::shared_ptr<DataValue const> const& value() const { return value_; }
 
     // Public for emplace_back only; fields are made by FieldMap.
     explicit Field(std::string_view name) : name_(name) {}
+    explicit Field(StaticName name) : name_(name) {}
+    explicit Field(Name const& name) : name_(name) {}
 
    private:
     friend class FieldMap;
-    std::string name_;
+    Name name_;
     std::shared_ptr<DataValue const> value_;
     uint32_t left_ = kNone;  // in a small map: the entry that is this many places in name order
     uint32_t right_ = kNone;
@@ -117,12 +122,27 @@ class FieldMap {
   std::shared_ptr<DataValue const> const* find(std::string_view name) const;
   bool contains(std::string_view name) const { return find(name) != nullptr; }
 
-  // The value slot of `name`, inserted empty (at the end of insertion order) when absent.
+  // The value slot of `name`, inserted empty (at the end of insertion order) when absent. A
+  // static name is held as a view, any other is copied.
   std::shared_ptr<DataValue const>& slot(std::string_view name);
+  std::shared_ptr<DataValue const>& slot(StaticName name);
+  std::shared_ptr<DataValue const>& slot(Name const& name);  // a static name stays a view
   std::shared_ptr<DataValue const>& operator[](std::string_view name) { return slot(name); }
 
   // Adds or replaces; a replaced field keeps its place in insertion order.
   void set(std::string_view name, std::shared_ptr<DataValue const> value) { slot(name) = std::move(value); }
+  void set(StaticName name, std::shared_ptr<DataValue const> value) { slot(name) = std::move(value); }
+
+  // Fills an empty map with the fields `names` (in that insertion order, values empty) whose name
+  // order `byName` gives (see NameOrder): a structure of a known type is laid out without a single
+  // name compared.
+  void AssignNames(StaticName const* names, uint32_t const* byName, std::size_t count);
+  // The name order of `count` distinct names, as their indices; false if two are equal.
+  static bool NameOrder(StaticName const* names, std::size_t count, uint32_t* byName);
+
+  // The field at `index` in insertion order.
+  Field& at(std::size_t index) { return entries_[index]; }
+  Field const& at(std::size_t index) const { return entries_[index]; }
 
   // Makes this map (which must be empty) hold the names of `other` in both its orders, with
   // empty values: a copy of a value costs no name comparison, however its names were inserted.
@@ -164,7 +184,10 @@ class FieldMap {
 
   // In a small map: the field named `name`, or null and the place in name order it would take.
   Field* SearchSmall(std::string_view name, std::size_t& position);
-  std::shared_ptr<DataValue const>& TreeSlot(std::string_view name);
+  template <class Key>
+  std::shared_ptr<DataValue const>& Slot(Key const& name);
+  template <class Key>
+  std::shared_ptr<DataValue const>& TreeSlot(Key const& name);
 
   std::size_t First() const { return head_ == kNone ? kEnd : head_; }
   void MergePicked(FieldMap const& other, std::vector<uint32_t> const& picked);

@@ -13,13 +13,13 @@ namespace {
 
 std::vector<std::string> NamesByName(FieldMap const& map) {
   std::vector<std::string> names;
-  for (FieldMap::Field const& field : map) names.push_back(field.name());
+  for (FieldMap::Field const& field : map) names.emplace_back(field.name());
   return names;
 }
 
 std::vector<std::string> NamesInOrder(FieldMap const& map) {
   std::vector<std::string> names;
-  for (FieldMap::Field const& field : map.inOrder()) names.push_back(field.name());
+  for (FieldMap::Field const& field : map.inOrder()) names.emplace_back(field.name());
   return names;
 }
 

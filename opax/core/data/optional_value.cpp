@@ -2,6 +2,8 @@
 
 #include <opax/core/data/internal/release.h>
 
+#include <array>
+
 namespace Opax {
 namespace Data {
 
@@ -10,6 +12,26 @@ OptionalValue::~OptionalValue() { internal::Release(std::move(value_)); }
 std::shared_ptr<OptionalValue const> const& OptionalValue::Unset() {
   static auto const instance = std::make_shared<OptionalValue const>();
   return instance;
+}
+
+std::shared_ptr<OptionalValue const> const& OptionalValue::SetTo(bool value) {
+  static auto const yes = std::make_shared<OptionalValue const>(DataValue::Create(true));
+  static auto const no = std::make_shared<OptionalValue const>(DataValue::Create(false));
+  return value ? yes : no;
+}
+
+std::shared_ptr<OptionalValue const> const* OptionalValue::SetTo(int64_t value) {
+  using internal::kSmallIntegerMax;
+  using internal::kSmallIntegerMin;
+  if (value < kSmallIntegerMin || value > kSmallIntegerMax) return nullptr;
+  static auto const table = [] {
+    std::array<std::shared_ptr<OptionalValue const>, kSmallIntegerMax - kSmallIntegerMin + 1> all;
+    for (int64_t i = kSmallIntegerMin; i <= kSmallIntegerMax; ++i) {
+      all[static_cast<std::size_t>(i - kSmallIntegerMin)] = std::make_shared<OptionalValue const>(DataValue::Create(i));
+    }
+    return all;
+  }();
+  return &table[static_cast<std::size_t>(value - kSmallIntegerMin)];
 }
 
 }  // namespace Data

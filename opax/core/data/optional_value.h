@@ -22,6 +22,10 @@ class OptionalValue final : public DataValue {
   }
   // One shared unset optional, for producers that never change it.
   static std::shared_ptr<OptionalValue const> const& Unset();
+  // Shared set optionals around the shared leaves: both booleans, and the integers from
+  // internal::kSmallIntegerMin to kSmallIntegerMax (null for any other integer).
+  static std::shared_ptr<OptionalValue const> const& SetTo(bool value);
+  static std::shared_ptr<OptionalValue const> const* SetTo(int64_t value);
 
   bool isSet() const { return value_ != nullptr; }
   std::shared_ptr<DataValue const> const& value() const { return value_; }

@@ -22,11 +22,11 @@ std::shared_ptr<DataValue const> NonOwning(DataValue const& value) {
 std::shared_ptr<CompoundValue> EmptyCompoundLike(CompoundValue const& source) {
   switch (source.kind()) {
     case Kind::Error:
-      return ErrorValue::GetInstance(source.name());
+      return ErrorValue::GetInstance(source.heldName());
     case Kind::Map:
       return MapValue::GetInstance();
     default:
-      return StructValue::GetInstance(source.name());
+      return StructValue::GetInstance(source.heldName());
   }
 }
 
@@ -75,7 +75,7 @@ bool LeavesEqual(DataValue const& a, DataValue const& b) {
   }
 }
 
-void AppendQuoted(std::string& out, std::string const& text) {
+void AppendQuoted(std::string& out, std::string_view text) {
   out += '"';
   for (char c : text) {
     switch (c) {
@@ -261,7 +261,7 @@ std::string DataValue::ToString() const {
         AppendQuoted(key, fields[i]->name());
         work.push_back({nullptr, (i == 0 ? "" : ", ") + key + ": "});
       }
-      std::string open = compound.name();
+      std::string open(compound.name());
       if (value.kind() == Kind::Error) open = "error " + open;
       work.push_back({nullptr, open + (open.empty() ? "{" : " {")});
     } else if (value.kind() == Kind::Optional) {

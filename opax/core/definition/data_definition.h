@@ -124,7 +124,7 @@ using MapDefinition = WrapperDefinition<DefinitionType::Map>;
 // unless the definition forbids them; the layers that must refuse them say so.
 class StructDefinition : public DataDefinition {
  public:
-  using Fields = std::map<std::string, DataDefinitionPtr>;
+  using Fields = std::map<std::string, DataDefinitionPtr, std::less<>>;  // found by any text
   enum class ExtraFields { Allowed, Forbidden };
 
   StructDefinition(std::string name, Fields fields, ExtraFields extra = ExtraFields::Allowed)

@@ -33,13 +33,13 @@ char const* UnionCaseFault(UnionCaseDefinition const& unionCase, StructValue con
   char const* fault = nullptr;
   if (tag == nullptr) {
     if (!set) return nullptr;
-    args = {unionCase.tagField(), name, structure.name()};
+    args = {unionCase.tagField(), name, std::string(structure.name())};
     return MessageIds::kUnionNoTag;
   }
   boost::logic::tribool const active = unionCase.IsActiveFor(*tag);
   if (active && !set) fault = MessageIds::kUnionIsNotSet;
   if (!active && set) fault = MessageIds::kUnionIsSet;
-  if (fault != nullptr) args = {name, structure.name()};
+  if (fault != nullptr) args = {name, std::string(structure.name())};
   return fault;
 }
 

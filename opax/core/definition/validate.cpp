@@ -167,7 +167,7 @@ class Validator {
     }
     // The shared primitive instance takes any structure; only a restricted one names types.
     auto const* restricted = dynamic_cast<DynamicStructureDefinition const*>(&definition);
-    std::string const& type = static_cast<StructValue const&>(*value).name();
+    std::string const type(static_cast<StructValue const&>(*value).name());
     if (restricted != nullptr && !restricted->Allows(type))
       Report(MessageIds::kIsOneOfStructure, {Path(path), type});
   }
@@ -239,7 +239,7 @@ class Validator {
     auto const& structure = static_cast<StructValue const&>(*value);
     if (structure.name() != definition.name()) {
       Report(isError ? MessageIds::kErrorName : MessageIds::kStructureName,
-             {definition.name(), structure.name(), Path(path)});
+             {definition.name(), std::string(structure.name()), Path(path)});
       return;
     }
     std::size_t const firstChild = stack_.size();
@@ -253,7 +253,7 @@ class Validator {
       }
       if (field == nullptr || !*field) {
         if (shape == nullptr || shape->type() != DefinitionType::Optional) {
-          Report(MessageIds::kFieldMissing, {name, structure.name(), Path(path)});
+          Report(MessageIds::kFieldMissing, {name, std::string(structure.name()), Path(path)});
         }
         continue;
       }
@@ -265,7 +265,7 @@ class Validator {
       for (FieldMap::Field const& field : structure.fields()) {
         if (Full()) break;
         if (definition.fields().count(field.name()) == 0)
-          Report(MessageIds::kFieldExtra, {structure.name(), field.name()});
+          Report(MessageIds::kFieldExtra, {std::string(structure.name()), std::string(field.name())});
       }
     }
   }

@@ -101,7 +101,7 @@ class BasicAsyncResult {
         first(slot, error, progress);
       } else if (second) {
         boost::optional<Data::NativeError> native;
-        if (error) native = Data::NativeError{error->name(), error};
+        if (error) native = Data::NativeError{std::string(error->name()), error};
         second(slot, error, native, progress);
       } else {
         throw std::bad_function_call();

@@ -30,7 +30,7 @@ std::shared_ptr<Core::MethodResult const> ApiMethodHelper::ValidateOutput(
 std::shared_ptr<Core::MethodResult const> ApiMethodHelper::ValidateError(
     std::string const& name, Core::MethodDefinition::ErrorDefinitions const& errors,
     std::shared_ptr<Data::ErrorValue const> const& error) {
-  std::string const errorName = error ? error->name() : std::string();
+  std::string const errorName = error ? std::string(error->name()) : std::string();
   for (auto const& definition : errors) {
     if (!definition || definition->type() != Data::DefinitionType::Error) continue;
     if (static_cast<Data::StructDefinition const&>(*definition).name() != errorName) continue;

@@ -191,8 +191,10 @@ void ToValue(::Opax::NativeConstPtr const& source,
              ::Opax::Data::NativeToValueAdapter::Queue& queue, std::list<::Opax::BaseMessage>&) {
   auto const& native = *static_cast<T const*>(source);
   ::Opax::Data::NativeToValueAdapter::CompoundHelper<::Opax::Data::StructValue> helper(
-      Fields<T>::name, destination, queue, std::size(Fields<T>::names), native.unknownFields);
-  Fields<T>::ForEach([&](char const* wire, auto member) { helper.AddField(wire, &(native.*member)); });
+      ::Opax::Data::StaticName(Fields<T>::name), destination, queue, std::size(Fields<T>::names),
+      native.unknownFields);
+  Fields<T>::ForEach(
+      [&](char const* wire, auto member) { helper.AddField(::Opax::Data::StaticName(wire), &(native.*member)); });
   helper.AddUnknownFields(native.unknownFields);
 }
 

@@ -5,7 +5,7 @@
 namespace Opax {
 namespace Rpc {
 
-Data::DataDefinition const* OperationDefinitions::FindError(std::string const& name) const {
+Data::DataDefinition const* OperationDefinitions::FindError(std::string_view name) const {
   for (auto const& error : errors) {
     if (!error) continue;
     if (error->type() == Data::DefinitionType::Error &&

@@ -27,7 +27,7 @@ struct OperationDefinitions {
   std::list<std::shared_ptr<Data::DataDefinition const>> errors;
 
   // The declared error named `name`, or null.
-  Data::DataDefinition const* FindError(std::string const& name) const;
+  Data::DataDefinition const* FindError(std::string_view name) const;
 };
 
 // Every operation of the run-time catalogue by JSON-RPC method name. The table of names is built

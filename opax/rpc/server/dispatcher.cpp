@@ -53,7 +53,7 @@ namespace {
 // The text for the "message" member of an error: the first message the error carries.
 std::string ErrorMessage(Data::ErrorValue const& error) {
   std::list<BaseMessage> const messages = error.messages();
-  return messages.empty() ? error.name() : messages.front().defaultMessage();
+  return messages.empty() ? std::string(error.name()) : messages.front().defaultMessage();
 }
 
 // How errors are told to one caller: in the language the caller asked for.

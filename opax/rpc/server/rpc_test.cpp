@@ -163,7 +163,7 @@ std::string ToJson(Data::DataValue const& value) {
 }
 
 std::string ErrorName(ResultPtr const& result) {
-  return result && result->error() ? result->error()->name() : "(none)";
+  return result && result->error() ? std::string(result->error()->name()) : "(none)";
 }
 
 // A plain HTTP exchange, for what a well-behaved client never sends.
