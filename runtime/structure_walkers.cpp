@@ -70,7 +70,7 @@ void AddFields(Data::NativeToDefinitionAdapter::CompoundHelper<Data::StructDefin
       helper.AddField(field.wire, field.type.toDefinition);
     } else {
       helper.AddUnionCaseField(field.wire, tag->tagWire, field.type.toDefinition,
-                               [tag = tag, unionCase = unionCase](std::string const& text) {
+                               [tag = tag, unionCase = unionCase](std::string_view text) {
                                  return Data::UnionCheck::Predicate(*tag, *unionCase, text);
                                });
     }

@@ -404,7 +404,7 @@ class Decoder {
   bool ByLooks(Token const& token, DataValuePtr& value) {
     switch (token.type) {
       case TokenType::String:
-        value = std::make_shared<StringValue>(std::string(token.text));  // one copy, moved in
+        value = StringValue::GetInstance(token.text);  // the text is copied into the value's block
         return true;
       case TokenType::Number: {
         int64_t integer = 0;
@@ -466,7 +466,7 @@ class Decoder {
       case DefinitionType::String:
       case DefinitionType::IsOneOf:
         if (token.type != TokenType::String) break;
-        value = std::make_shared<StringValue>(std::string(token.text));  // one copy, moved in
+        value = StringValue::GetInstance(token.text);  // the text is copied into the value's block
         return true;
       case DefinitionType::Secret:
         if (token.type != TokenType::String) break;

@@ -9,8 +9,9 @@ std::vector<std::shared_ptr<DataValue const>> EnumTextValues(char const* const* 
                                                              bool optional) {
   std::vector<std::shared_ptr<DataValue const>> texts;
   for (int i = 0; i <= count; ++i) {
-    std::shared_ptr<DataValue const> text = StringValue::GetInstance(values[i]);
-    texts.push_back(optional ? OptionalValue::GetInstance(std::move(text)) : std::move(text));
+    // Made once per enumeration and kept for good (see internal::KeepForever).
+    std::shared_ptr<DataValue const> text = internal::KeepForever(StringValue::GetInstance(values[i]));
+    texts.push_back(optional ? internal::MakeImmortal<OptionalValue>(std::move(text)) : std::move(text));
   }
   return texts;
 }

@@ -65,16 +65,20 @@ class NativeToValueAdapter::CompoundHelper<StructValue> {
   CompoundHelper(StaticName name, Destination const& destination, Queue& queue, std::size_t fieldCount,
                  std::shared_ptr<StructValue const> const& unknownFields = nullptr,
                  Kind kind = Kind::Structure)
-      : value_(kind == Kind::Error ? ErrorValue::GetInstance(name) : StructValue::GetInstance(name)),
-        queue_(queue) {
-    value_->fields().reserve(fieldCount + (unknownFields ? unknownFields->fields().size() : 0));
+      : queue_(queue) {
+    std::size_t const room = fieldCount + (unknownFields ? unknownFields->fields().size() : 0);
+    if (kind == Kind::Error) {
+      value_ = ErrorValue::Make(name, room);
+    } else {
+      value_ = StructValue::Make(name, room);
+    }
     *destination = value_;
   }
 
   // Reserves the field's slot and queues its conversion with `adapt`.
   void AddField(StaticName wireName, NativeConstPtr field, AdaptFunction adapt) {
     std::shared_ptr<DataValue const>& slot = value_->fields().slot(wireName);
-    queue_.push_back(Entry{field, adapt, &slot});
+    queue_.push_back(field, adapt, &slot);
   }
   template <class F>
   void AddField(StaticName wireName, F const* field) {
@@ -88,7 +92,7 @@ class NativeToValueAdapter::CompoundHelper<StructValue> {
     value_->fields().AssignNames(names, byName, count);
   }
   void QueueField(std::size_t index, NativeConstPtr field, AdaptFunction adapt) {
-    queue_.push_back(Entry{field, adapt, &value_->fields().at(index).value()});
+    queue_.push_back(field, adapt, &value_->fields().at(index).value());
   }
 
   // Lists every field of structure T in declaration order, then its retained unknown fields. The
@@ -179,7 +183,7 @@ struct N2V {
       return;
     }
     using Plain = std::remove_const_t<S>;
-    queue.push_back(Adapter::Entry{pointer.get(), Adapter::AdaptMethod<Plain>::Get(nullptr), destination});
+    queue.push_back(pointer.get(), Adapter::AdaptMethod<Plain>::Get(nullptr), destination);
   }
 
   template <class S>

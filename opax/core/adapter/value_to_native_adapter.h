@@ -76,7 +76,7 @@ class ValueToNativeAdapter::CompoundHelper<StructValue> {
     if (!ok() || structure_ == nullptr) return;
     if (auto const* found = structure_->FindField(wireName)) {
       ++declaredFound_;
-      if (*found) container_.push_back(Entry{*found, adapt, field});
+      if (*found) container_.push_back(*found, adapt, field);
     }
   }
   template <class F>
@@ -97,7 +97,7 @@ class ValueToNativeAdapter::CompoundHelper<StructValue> {
     }
     if (found == nullptr) return;
     ++declaredFound_;
-    if (*found) container_.push_back(Entry{*found, adapt, field});
+    if (*found) container_.push_back(*found, adapt, field);
   }
 
   // Reads every declared field of structure T that the value carries, in declaration order, and
@@ -192,7 +192,7 @@ struct V2N {
     if (StructureOrReport(value, container, messages) == nullptr) return;
     std::shared_ptr<Plain> object = TypeInfo<Plain>::defaultInstance(value);
     *static_cast<std::shared_ptr<S>*>(destination) = object;
-    container.push_back(Adapter::Entry{value, Adapter::AdaptMethod<Plain>::Get(nullptr), object.get()});
+    container.push_back(value, Adapter::AdaptMethod<Plain>::Get(nullptr), object.get());
   }
 
   template <class S>

@@ -11,6 +11,8 @@ namespace Data {
 template <class Source, class Destination, class Messages, template <class> class Container>
 struct BasicAdaptEntry {
   using AdaptFunction = void (*)(Source const&, Destination const&, Container<BasicAdaptEntry>&, Messages&);
+  using SourceType = Source;
+  using DestinationType = Destination;
 
   Source source;
   AdaptFunction adapt;
@@ -25,6 +27,15 @@ template <class Entry>
 class Deque {
  public:
   void push_back(Entry entry) { entries_.push_back(std::move(entry)); }
+  // Writes the entry's members straight into the buffer: an entry built whole and copied in is
+  // read back as one wide load from narrow stores, which stalls.
+  void push_back(typename Entry::SourceType source, typename Entry::AdaptFunction adapt,
+                 typename Entry::DestinationType destination) {
+    Entry& entry = entries_.emplace_back();
+    entry.source = source;
+    entry.adapt = adapt;
+    entry.destination = destination;
+  }
   bool empty() const { return head_ == entries_.size(); }
   std::size_t size() const { return entries_.size() - head_; }
   void clear() {
@@ -55,6 +66,13 @@ template <class Entry>
 class StackMapCnt {
  public:
   void push_back(Entry entry) { entries_.push_back(std::move(entry)); }
+  void push_back(typename Entry::SourceType source, typename Entry::AdaptFunction adapt,
+                 typename Entry::DestinationType destination) {
+    Entry& entry = entries_.emplace_back();
+    entry.source = std::move(source);
+    entry.adapt = adapt;
+    entry.destination = destination;
+  }
   bool empty() const { return entries_.empty(); }
   std::size_t size() const { return entries_.size(); }
   // A failing adapt function empties the container so that nothing queued after it runs.

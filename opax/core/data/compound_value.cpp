@@ -1,11 +1,31 @@
 #include <opax/core/data/compound_value.h>
 
 #include <opax/core/data/internal/release.h>
+#include <opax/core/data/internal/trailing_allocator.h>
 #include <opax/core/data/list_value.h>
 #include <opax/core/message/message_ids.h>
 
 namespace Opax {
 namespace Data {
+namespace {
+
+template <class V>
+std::shared_ptr<V> MakeWithRoom(StaticName name, std::size_t fieldCount) {
+  void* room = nullptr;
+  auto value = std::allocate_shared<V>(internal::TrailingAllocator<V>(fieldCount * sizeof(FieldMap::Field), &room), Name(name));
+  value->fields().adopt(room, fieldCount);
+  return value;
+}
+
+}  // namespace
+
+std::shared_ptr<StructValue> StructValue::Make(StaticName name, std::size_t fieldCount) {
+  return MakeWithRoom<StructValue>(name, fieldCount);
+}
+
+std::shared_ptr<ErrorValue> ErrorValue::Make(StaticName name, std::size_t fieldCount) {
+  return MakeWithRoom<ErrorValue>(name, fieldCount);
+}
 
 CompoundValue::~CompoundValue() {
   fields_.DrainValues([](std::shared_ptr<DataValue const>&& child) { internal::Release(std::move(child)); });

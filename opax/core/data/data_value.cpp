@@ -1,12 +1,15 @@
 #include <opax/core/data/data_value.h>
 
 #include <opax/core/data/compound_value.h>
+#include <opax/core/data/internal/trailing_allocator.h>
 #include <opax/core/data/list_value.h>
 #include <opax/core/data/optional_value.h>
 #include <opax/core/message/message_ids.h>
 
 #include <array>
 #include <cmath>
+#include <cstring>
+#include <mutex>
 
 namespace Opax {
 namespace Data {
@@ -43,8 +46,20 @@ char const* KindName(Kind kind) {
   return "unknown";
 }
 
+std::shared_ptr<StringValue> StringValue::GetInstance(std::string_view text) {
+  void* room = nullptr;
+  auto value = std::allocate_shared<StringValue>(internal::TrailingAllocator<StringValue>(text.size() + 1, &room),
+                                                 Made(), text.size());
+  // `room` is known once the block is allocated, which is after the arguments were taken.
+  char* copy = static_cast<char*>(room);
+  if (!text.empty()) std::memcpy(copy, text.data(), text.size());
+  copy[text.size()] = '\0';
+  value->text_ = copy;
+  return value;
+}
+
 std::shared_ptr<VoidValue const> const& VoidValue::GetInstance() {
-  static auto const instance = std::make_shared<VoidValue const>();
+  static auto const instance = internal::MakeImmortal<VoidValue>();
   return instance;
 }
 
@@ -82,9 +97,17 @@ bool ConvertExact(DataValue const& value, Stored& out, std::list<BaseMessage>& m
 
 }  // namespace
 
+std::shared_ptr<DataValue const> KeepForever(std::shared_ptr<DataValue const> value) {
+  static std::mutex lock;
+  static auto* const kept = new std::vector<std::shared_ptr<DataValue const>>();
+  std::lock_guard<std::mutex> guard(lock);
+  kept->push_back(value);
+  return std::shared_ptr<DataValue const>(std::shared_ptr<void>(), value.get());
+}
+
 std::shared_ptr<DataValue const> BooleanInstance(bool value) {
-  static auto const yes = std::make_shared<BooleanValue const>(true);
-  static auto const no = std::make_shared<BooleanValue const>(false);
+  static auto const yes = MakeImmortal<BooleanValue>(true);
+  static auto const no = MakeImmortal<BooleanValue>(false);
   return value ? yes : no;
 }
 
@@ -94,7 +117,7 @@ std::shared_ptr<DataValue const> IntegerInstance(int64_t value) {
   static auto const table = [] {
     std::array<std::shared_ptr<DataValue const>, kSmallIntegerMax - kSmallIntegerMin + 1> all;
     for (int64_t i = kSmallIntegerMin; i <= kSmallIntegerMax; ++i) {
-      all[static_cast<std::size_t>(i - kSmallIntegerMin)] = std::make_shared<IntegerValue const>(i);
+      all[static_cast<std::size_t>(i - kSmallIntegerMin)] = MakeImmortal<IntegerValue>(i);
     }
     return all;
   }();
@@ -167,7 +190,7 @@ bool Convert(DataValue const& value, Opax::DateTime& out, std::list<BaseMessage>
     return true;
   }
   if (inner->kind() == Kind::String) {
-    std::string const& text = StoredOf<std::string>(*inner);
+    std::string const text(StoredOf<std::string>(*inner));
     if (Opax::DateTime::Parse(text, out)) return true;
     messages.push_back(BaseMessage::Make(MessageIds::kDateTimeInvalid, {text}));
     return false;
@@ -184,7 +207,7 @@ bool Convert(DataValue const& value, Opax::SecretString& out, std::list<BaseMess
     return true;
   }
   if (inner->kind() == Kind::String) {
-    out = Opax::SecretString(StoredOf<std::string>(*inner));
+    out = Opax::SecretString(std::string(StoredOf<std::string>(*inner)));
     return true;
   }
   AppendInvalidType(messages);

@@ -11,7 +11,9 @@
 #include <list>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace Opax {
@@ -84,6 +86,22 @@ class PrimitiveValue final : public DataValue {
 
  private:
   X value_;
+};
+
+// A string leaf. Its text lives in the value's own block: one allocation however long it is.
+template <>
+class PrimitiveValue<std::string> final : public DataValue {
+  struct Made {};  // only GetInstance makes one
+
+ public:
+  static std::shared_ptr<PrimitiveValue> GetInstance(std::string_view text);
+  std::string_view value() const { return {text_, size_}; }
+
+  PrimitiveValue(Made, std::size_t size) : DataValue(Kind::String), size_(size) {}
+
+ private:
+  char const* text_ = "";
+  std::size_t size_;
 };
 
 using BooleanValue = PrimitiveValue<bool>;
@@ -162,6 +180,18 @@ struct PrimitiveTraits<float> {
 
 namespace internal {
 
+// A value that is made once and never freed, behind a shared pointer without a control block:
+// copying or dropping it touches no reference count. For the shared instances below, which
+// every conversion hands out many times.
+template <class T, class... A>
+std::shared_ptr<T const> MakeImmortal(A&&... args) {
+  return std::shared_ptr<T const>(std::shared_ptr<void>(), new T(std::forward<A>(args)...));
+}
+
+// The same for a value made elsewhere: it is kept by a list that is never freed (a few per
+// enumeration type, made once), and the pointer returned counts no references.
+std::shared_ptr<DataValue const> KeepForever(std::shared_ptr<DataValue const> value);
+
 // Shared leaves: the two booleans and small integers are made once and shared, since values
 // are immutable; this keeps the commonest fields free of allocations.
 std::shared_ptr<DataValue const> BooleanInstance(bool value);
@@ -202,14 +232,18 @@ bool Store(Stored const& stored, X& out, std::list<BaseMessage>& messages) {
   } else if constexpr (std::is_same<Stored, X>::value) {
     out = stored;  // copy-assignment reuses the destination's storage
     return true;
+  } else if constexpr (std::is_same<Stored, std::string_view>::value) {
+    out.assign(stored.data(), stored.size());  // a string's text, into the destination's storage
+    return true;
   } else {
     out = static_cast<X>(stored);
     return true;
   }
 }
 
+// A reference to the stored primitive; a std::string_view for strings.
 template <class Stored>
-Stored const& StoredOf(DataValue const& value) {
+decltype(auto) StoredOf(DataValue const& value) {
   return static_cast<PrimitiveValue<Stored> const&>(value).value();
 }
 
@@ -224,6 +258,8 @@ std::shared_ptr<DataValue const> DataValue::Create(X const& value) {
     return VoidValue::GetInstance();
   } else if constexpr (std::is_same<Stored, int64_t>::value) {
     return internal::IntegerInstance(static_cast<int64_t>(value));
+  } else if constexpr (std::is_same<Stored, std::string>::value) {
+    return StringValue::GetInstance(value);
   } else {
     return std::make_shared<PrimitiveValue<Stored>>(static_cast<Stored>(value));
   }

@@ -21,7 +21,6 @@ std::string_view TextOf(Name const& name) { return name.view(); }
 FieldMap& FieldMap::operator=(FieldMap&& other) noexcept {
   if (this == &other) return *this;
   entries_ = std::move(other.entries_);
-  other.entries_.clear();
   root_ = std::exchange(other.root_, kNone);
   head_ = std::exchange(other.head_, kNone);
   tail_ = std::exchange(other.tail_, kNone);

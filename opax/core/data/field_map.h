@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <iterator>
 #include <memory>
+#include <new>
+#include <utility>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,6 +16,102 @@ namespace Opax {
 namespace Data {
 
 class DataValue;
+
+namespace internal {
+
+// The entries of a field map: a vector that can start in a buffer it does not own (the room a
+// structure value is made with, in its own block) and moves to the heap only if it outgrows it.
+template <class T>
+class FieldStorage {
+ public:
+  FieldStorage() = default;
+  FieldStorage(FieldStorage const&) = delete;
+  FieldStorage& operator=(FieldStorage const&) = delete;
+  ~FieldStorage() { Free(); }
+
+  // Takes the steal of `other`'s entries when they are on the heap, a move of each otherwise.
+  FieldStorage& operator=(FieldStorage&& other) noexcept {
+    if (this == &other) return *this;
+    Free();
+    if (other.owned_) {
+      data_ = std::exchange(other.data_, nullptr);
+      size_ = std::exchange(other.size_, 0);
+      capacity_ = std::exchange(other.capacity_, 0);
+      owned_ = true;
+      other.owned_ = false;
+    } else if (other.size_ > 0) {
+      Grow(other.size_, other);
+      other.clear();
+    }
+    return *this;
+  }
+
+  // Starts empty in `buffer`, room for `capacity` entries, which outlives this storage.
+  void adopt(void* buffer, std::size_t capacity) {
+    Free();
+    data_ = static_cast<T*>(buffer);
+    capacity_ = capacity;
+    owned_ = false;
+  }
+
+  std::size_t size() const { return size_; }
+  bool empty() const { return size_ == 0; }
+  T* data() { return data_; }
+  T const* data() const { return data_; }
+  T& operator[](std::size_t i) { return data_[i]; }
+  T const& operator[](std::size_t i) const { return data_[i]; }
+  T& back() { return data_[size_ - 1]; }
+  T* begin() { return data_; }
+  T* end() { return data_ + size_; }
+  T const* begin() const { return data_; }
+  T const* end() const { return data_ + size_; }
+
+  void reserve(std::size_t capacity) {
+    if (capacity > capacity_) Grow(capacity, *this);
+  }
+  template <class... A>
+  T& emplace_back(A&&... args) {
+    if (size_ == capacity_) Grow(capacity_ == 0 ? 4 : capacity_ * 2, *this);
+    T* made = new (data_ + size_) T(std::forward<A>(args)...);
+    ++size_;
+    return *made;
+  }
+  void clear() {
+    for (std::size_t i = 0; i < size_; ++i) data_[i].~T();
+    size_ = 0;
+  }
+
+ private:
+  // Moves the entries of `from` (this storage or another) into a new heap block of `capacity`.
+  void Grow(std::size_t capacity, FieldStorage& from) {
+    T* grown = static_cast<T*>(::operator new(capacity * sizeof(T)));
+    for (std::size_t i = 0; i < from.size_; ++i) {
+      new (grown + i) T(std::move(from.data_[i]));
+      from.data_[i].~T();
+    }
+    std::size_t const size = from.size_;
+    from.size_ = 0;
+    Free();
+    data_ = grown;
+    size_ = size;
+    capacity_ = capacity;
+    owned_ = true;
+  }
+  void Free() {
+    clear();
+    if (owned_) ::operator delete(data_);
+    data_ = nullptr;
+    capacity_ = 0;
+    owned_ = false;
+  }
+
+  T* data_ = nullptr;
+  std::size_t size_ = 0;
+  std::size_t capacity_ = 0;
+  bool owned_ = false;
+};
+
+}  // namespace internal
 
 // The fields of a compound value, keyed by name.
 //
@@ -116,6 +214,8 @@ class FieldMap {
   std::size_t size() const { return entries_.size(); }
   bool empty() const { return entries_.empty(); }
   void reserve(std::size_t count) { entries_.reserve(count); }
+  // Starts this empty map in `buffer`, with room for `capacity` fields (see StructValue::Make).
+  void adopt(void* buffer, std::size_t capacity) { entries_.adopt(buffer, capacity); }
 
   // The value slot of `name`, or null when the map has no such field.
   std::shared_ptr<DataValue const>* find(std::string_view name);
@@ -201,7 +301,7 @@ class FieldMap {
   uint32_t RotateLeft(uint32_t top);
   uint32_t RotateRight(uint32_t top);
 
-  std::vector<Field> entries_;
+  internal::FieldStorage<Field> entries_;
   uint32_t root_ = kNone;
   uint32_t head_ = kNone;  // the first entry in name order
   uint32_t tail_ = kNone;  // the last entry in name order, once the map has its tree

@@ -10,13 +10,13 @@ namespace Data {
 OptionalValue::~OptionalValue() { internal::Release(std::move(value_)); }
 
 std::shared_ptr<OptionalValue const> const& OptionalValue::Unset() {
-  static auto const instance = std::make_shared<OptionalValue const>();
+  static auto const instance = internal::MakeImmortal<OptionalValue>();
   return instance;
 }
 
 std::shared_ptr<OptionalValue const> const& OptionalValue::SetTo(bool value) {
-  static auto const yes = std::make_shared<OptionalValue const>(DataValue::Create(true));
-  static auto const no = std::make_shared<OptionalValue const>(DataValue::Create(false));
+  static auto const yes = internal::MakeImmortal<OptionalValue>(DataValue::Create(true));
+  static auto const no = internal::MakeImmortal<OptionalValue>(DataValue::Create(false));
   return value ? yes : no;
 }
 
@@ -27,7 +27,7 @@ std::shared_ptr<OptionalValue const> const* OptionalValue::SetTo(int64_t value) 
   static auto const table = [] {
     std::array<std::shared_ptr<OptionalValue const>, kSmallIntegerMax - kSmallIntegerMin + 1> all;
     for (int64_t i = kSmallIntegerMin; i <= kSmallIntegerMax; ++i) {
-      all[static_cast<std::size_t>(i - kSmallIntegerMin)] = std::make_shared<OptionalValue const>(DataValue::Create(i));
+      all[static_cast<std::size_t>(i - kSmallIntegerMin)] = internal::MakeImmortal<OptionalValue>(DataValue::Create(i));
     }
     return all;
   }();

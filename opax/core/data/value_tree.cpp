@@ -39,7 +39,7 @@ std::shared_ptr<DataValue> CloneLeaf(DataValue const& leaf) {
     case Kind::Double:
       return std::make_shared<DoubleValue>(internal::StoredOf<double>(leaf));
     case Kind::String:
-      return std::make_shared<StringValue>(internal::StoredOf<std::string>(leaf));
+      return StringValue::GetInstance(internal::StoredOf<std::string>(leaf));
     case Kind::Secret:
       return std::make_shared<SecretValue>(internal::StoredOf<Opax::SecretString>(leaf));
     case Kind::Binary:

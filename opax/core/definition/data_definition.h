@@ -11,6 +11,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Opax {
@@ -186,14 +187,14 @@ class StructRefDefinition final : public DataDefinition {
 // empty when only the predicate knows.
 class IsOneOfDefinition final : public DataDefinition {
  public:
-  using Predicate = std::function<bool(std::string const&)>;
+  using Predicate = std::function<bool(std::string_view)>;
   explicit IsOneOfDefinition(Predicate predicate, std::vector<std::string> texts = {})
       : DataDefinition(DefinitionType::IsOneOf), predicate_(std::move(predicate)), texts_(std::move(texts)) {}
   static std::shared_ptr<IsOneOfDefinition> GetInstance(Predicate predicate,
                                                         std::vector<std::string> texts = {}) {
     return std::make_shared<IsOneOfDefinition>(std::move(predicate), std::move(texts));
   }
-  bool Accepts(std::string const& text) const { return predicate_ && predicate_(text); }
+  bool Accepts(std::string_view text) const { return predicate_ && predicate_(text); }
   std::vector<std::string> const& texts() const { return texts_; }
 
  private:
@@ -230,7 +231,7 @@ class DynamicStructureDefinition final : public DataDefinition {
 // ("opax.data.union.invalid.case.state.notag").
 class UnionCaseDefinition final : public DataDefinition {
  public:
-  using Predicate = std::function<boost::logic::tribool(std::string const&)>;
+  using Predicate = std::function<boost::logic::tribool(std::string_view)>;
   UnionCaseDefinition(DataDefinitionPtr element, std::string tagField, Predicate predicate)
       : DataDefinition(DefinitionType::UnionCase),
         element_(std::move(element)),
@@ -245,7 +246,7 @@ class UnionCaseDefinition final : public DataDefinition {
   DataDefinitionPtr const& elementType() const { return element_; }
   DataDefinitionPtr* slot() { return &element_; }
   std::string const& tagField() const { return tagField_; }
-  boost::logic::tribool IsActiveFor(std::string const& tag) const {
+  boost::logic::tribool IsActiveFor(std::string_view tag) const {
     return predicate_ ? predicate_(tag) : boost::logic::tribool(boost::logic::indeterminate);
   }
 

@@ -12,15 +12,15 @@ bool IsSet(std::shared_ptr<DataValue const> const* field) {
   return (*field)->kind() != Kind::Optional || static_cast<OptionalValue const&>(**field).isSet();
 }
 
-// The tag's text, or null when the tag is absent or unset.
-std::string const* TagText(StructValue const& structure, std::string const& tag) {
+// The tag's text, or a null view when the tag is absent or unset.
+std::string_view TagText(StructValue const& structure, std::string const& tag) {
   auto const* field = structure.FindField(tag);
-  if (field == nullptr || !*field) return nullptr;
+  if (field == nullptr || !*field) return {};
   DataValue const* value = field->get();
   while (value != nullptr && value->kind() == Kind::Optional)
     value = static_cast<OptionalValue const*>(value)->value().get();
-  if (value == nullptr || value->kind() != Kind::String) return nullptr;
-  return &internal::StoredOf<std::string>(*value);
+  if (value == nullptr || value->kind() != Kind::String) return {};
+  return internal::StoredOf<std::string>(*value);
 }
 
 }  // namespace
@@ -29,14 +29,14 @@ char const* UnionCaseFault(UnionCaseDefinition const& unionCase, StructValue con
                            std::string const& name, std::shared_ptr<DataValue const> const* field,
                            std::vector<std::string>& args) {
   bool const set = IsSet(field);
-  std::string const* tag = TagText(structure, unionCase.tagField());
+  std::string_view const tag = TagText(structure, unionCase.tagField());
   char const* fault = nullptr;
-  if (tag == nullptr) {
+  if (tag.data() == nullptr) {
     if (!set) return nullptr;
     args = {unionCase.tagField(), name, std::string(structure.name())};
     return MessageIds::kUnionNoTag;
   }
-  boost::logic::tribool const active = unionCase.IsActiveFor(*tag);
+  boost::logic::tribool const active = unionCase.IsActiveFor(tag);
   if (active && !set) fault = MessageIds::kUnionIsNotSet;
   if (!active && set) fault = MessageIds::kUnionIsSet;
   if (fault != nullptr) args = {name, std::string(structure.name())};

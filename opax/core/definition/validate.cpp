@@ -174,8 +174,8 @@ class Validator {
 
   void VisitIsOneOf(IsOneOfDefinition const& definition, DataValue const* value, uint32_t path) {
     if (value == nullptr || value->kind() != Kind::String) return Mismatch("string", value, path);
-    std::string const& text = internal::StoredOf<std::string>(*value);
-    if (!definition.Accepts(text)) Report(MessageIds::kIsOneOfValue, {text, Path(path)});
+    std::string_view const text = internal::StoredOf<std::string>(*value);
+    if (!definition.Accepts(text)) Report(MessageIds::kIsOneOfValue, {std::string(text), Path(path)});
   }
 
   void VisitOptional(OptionalDefinition const& definition, DataValue const* value, uint32_t path) {

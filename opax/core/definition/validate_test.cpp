@@ -19,11 +19,11 @@ std::shared_ptr<StructDefinition const> CredentialDefinition() {
       "com.quarn.nexar.username_password",
       {{"user_name", StringDefinition::GetInstance()}, {"password", DataDefinition::Create<SecretString>()}});
   auto caseFor = [](char const* active) {
-    return [active](std::string const& tag) -> tribool { return tag == active; };
+    return [active](std::string_view tag) -> tribool { return tag == active; };
   };
   StructDefinition::Fields fields;
   fields["type"] = IsOneOfDefinition::GetInstance(
-      [](std::string const& t) { return t == "USERNAME_PASSWORD" || t == "SAML_TOKEN"; });
+      [](std::string_view t) { return t == "USERNAME_PASSWORD" || t == "SAML_TOKEN"; });
   fields["username_password"] = UnionCaseDefinition::GetInstance(
       OptionalDefinition::GetInstance(userPassword), "type", caseFor("USERNAME_PASSWORD"));
   fields["saml_token"] = UnionCaseDefinition::GetInstance(
@@ -80,7 +80,7 @@ TEST(Validate, UnsetTagWithASetCaseFieldIsReported) {
   fields["idm_protocol"] = OptionalDefinition::GetInstance(StringDefinition::GetInstance());
   fields["idm_endpoints"] = UnionCaseDefinition::GetInstance(
       OptionalDefinition::GetInstance(ListDefinition::GetInstance(StringDefinition::GetInstance())),
-      "idm_protocol", [](std::string const&) -> tribool { return indeterminate; });
+      "idm_protocol", [](std::string_view) -> tribool { return indeterminate; });
   auto definition = StructDefinition::GetInstance("providers.info", std::move(fields));
 
   auto value = StructValue::GetInstance("providers.info");

@@ -65,7 +65,7 @@ bool Check(void const* object, Union const* unions, std::size_t count, char cons
   return true;
 }
 
-boost::logic::tribool Predicate(Union const& tag, Case const& field, std::string const& tagText) {
+boost::logic::tribool Predicate(Union const& tag, Case const& field, std::string_view tagText) {
   int const index = EnumTable::Find(tag.tagValues, tagText);
   if (index < 0 || !Active(field, index)) return false;
   return field.required ? boost::logic::tribool(true) : boost::logic::tribool(boost::logic::indeterminate);

@@ -61,7 +61,7 @@ bool Check(void const* object, Union const* unions, std::size_t count, char cons
 
 // The definition-side predicate of a case field: true when the tag's text activates a required
 // field, indeterminate when it activates an optional one, false otherwise.
-boost::logic::tribool Predicate(Union const& tag, Case const& field, std::string const& tagText);
+boost::logic::tribool Predicate(Union const& tag, Case const& field, std::string_view tagText);
 
 }  // namespace UnionCheck
 

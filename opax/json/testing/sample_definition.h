@@ -31,7 +31,7 @@ inline SampleDefinition MakeSampleDefinition() {
   auto oneOf = [](std::initializer_list<char const*> texts) {
     std::vector<std::string> allowed(texts.begin(), texts.end());
     return IsOneOfDefinition::GetInstance(
-        [allowed](std::string const& text) {
+        [allowed](std::string_view text) {
           for (auto const& a : allowed) {
             if (a == text) return true;
           }
@@ -44,9 +44,9 @@ inline SampleDefinition MakeSampleDefinition() {
   backingFields["type"] = oneOf({"FILE", "HOST", "NONE"});
   backingFields["file"] = UnionCaseDefinition::GetInstance(
       optional(string), "type",
-      [](std::string const& tag) -> boost::logic::tribool { return tag == "FILE"; });
+      [](std::string_view tag) -> boost::logic::tribool { return tag == "FILE"; });
   backingFields["host"] = UnionCaseDefinition::GetInstance(
-      optional(string), "type", [](std::string const& tag) -> boost::logic::tribool {
+      optional(string), "type", [](std::string_view tag) -> boost::logic::tribool {
         if (tag == "HOST") return boost::logic::indeterminate;
         return false;
       });

@@ -103,13 +103,13 @@ TEST(JsonSchemaWriter, DescribesEveryKindAsTheEncoderWritesIt) {
 // identifiers must still give a document that readers can resolve.
 TEST(JsonSchemaWriter, DegradesWithoutInventingConstraints) {
   using namespace Data;  // NOLINT
-  auto predicateOnly = IsOneOfDefinition::GetInstance([](std::string const& text) { return text == "A"; });
+  auto predicateOnly = IsOneOfDefinition::GetInstance([](std::string_view text) { return text == "A"; });
   auto dangling = StructRefDefinition::GetInstance("com.example.gone");
   StructDefinition::Fields fields;
   fields["kind"] = predicateOnly;
   fields["value"] = UnionCaseDefinition::GetInstance(
       OptionalDefinition::GetInstance(StringDefinition::GetInstance()), "kind",
-      [](std::string const& tag) -> boost::logic::tribool { return tag == "A"; });
+      [](std::string_view tag) -> boost::logic::tribool { return tag == "A"; });
   fields["gone"] = dangling;
   fields["set"] = ListDefinition::GetInstance(StringDefinition::GetInstance(), true);
   auto odd =

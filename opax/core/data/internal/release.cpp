@@ -49,11 +49,12 @@ constexpr std::size_t kRetainedCapacity = 4096;
 
 void Release(std::shared_ptr<DataValue const>&& child) noexcept {
   if (!child) return;
-  // Not the last owner (or a shared leaf), or a leaf: dropping it frees nothing below it.
+  // Not the last owner, a value that is never freed (no owner at all), or a leaf: dropping it
+  // frees nothing below it.
   Kind const kind = child->kind();
   bool const leaf = kind != Kind::Structure && kind != Kind::Error && kind != Kind::Map &&
                     kind != Kind::Optional && kind != Kind::List;
-  if (leaf || child.use_count() > 1) {
+  if (leaf || child.use_count() != 1) {
     child.reset();
     return;
   }
