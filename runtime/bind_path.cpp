@@ -80,7 +80,7 @@ void Completion::Result(void const* native) const {
 }
 
 void Completion::Deliver(std::shared_ptr<Core::MethodResult const> const& result) const {
-  (*callback)(result, ::Opax::Progress(), [](std::shared_ptr<Core::AsyncApiResultCb>) {});
+  (*callback)(result, ::Opax::Progress());  // the final report: no continuation
 }
 
 bool Request::Read(void* input) const {

@@ -27,9 +27,7 @@ std::shared_ptr<Data::ErrorValue const> Invoke(OperationDescriptor const& op, bo
                                          L10n::RequestLocalizer())) {
     return Data::ErrorValue::GetInstance(ErrorIds::kInvalidArgument, messages);
   }
-  auto service = std::make_shared<Core::InterfaceIdentifier const>(op.service);
-  auto method = Core::MethodIdentifier::GetInstance(service, task ? op.taskName() : std::string(op.name));
-  stub.InvokeAsync(method, value, ChooseActivation(activation, stub), reply);
+  stub.InvokeAsync(op.method(task), value, ChooseActivation(activation, stub), reply);
   return nullptr;
 }
 

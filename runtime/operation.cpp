@@ -19,6 +19,26 @@ bool RoundTrip(TypeEntry const& type, std::shared_ptr<Data::DataValue const> con
 
 }  // namespace
 
+namespace internal {
+
+Identifiers MakeIdentifiers(OperationDescriptor const& op) {
+  auto const service = Data::internal::MakeImmortal<Core::InterfaceIdentifier>(op.service);
+  return {&op, Data::internal::MakeImmortal<Core::MethodIdentifier>(service, op.name),
+          Data::internal::MakeImmortal<Core::MethodIdentifier>(service, op.taskName())};
+}
+
+}  // namespace internal
+
+std::shared_ptr<Core::MethodIdentifier const> OperationDescriptor::method(bool taskForm) const {
+  if (identifiers != nullptr) {
+    internal::Identifiers const& ids = identifiers(*this);
+    // An Input type shared by several descriptors (tests do that) keeps only the first's.
+    if (ids.op == this) return taskForm ? ids.task : ids.plain;
+  }
+  auto owner = std::make_shared<Core::InterfaceIdentifier const>(service);
+  return Core::MethodIdentifier::GetInstance(owner, taskForm ? taskName() : std::string(name));
+}
+
 std::shared_ptr<Data::DataDefinition const> OperationDescriptor::inputDef() const {
   return DefinitionOf(*input);
 }

@@ -56,6 +56,24 @@ struct Type {
                                    &internal::ToDefinitionOf<T>, &internal::Make<T>, &internal::Free<T>};
 };
 
+struct OperationDescriptor;
+
+namespace internal {
+// The identifiers an operation is invoked by, made once per operation and never freed: handing
+// them out per call costs neither an allocation nor a reference count.
+struct Identifiers {
+  OperationDescriptor const* op;
+  std::shared_ptr<Core::MethodIdentifier const> plain;
+  std::shared_ptr<Core::MethodIdentifier const> task;
+};
+Identifiers MakeIdentifiers(OperationDescriptor const& op);
+template <class Input>
+Identifiers const& IdentifiersOf(OperationDescriptor const& op) {
+  static Identifiers const ids = MakeIdentifiers(op);
+  return ids;
+}
+}  // namespace internal
+
 struct OperationDescriptor {
   char const* service;    // "com.quarn.nexar.vm.hardware.cdrom"
   char const* name;       // wire name; the task form's is name + "$task"
@@ -67,6 +85,11 @@ struct OperationDescriptor {
   TypeEntry const* result;
   TypeEntry const* const* errors;  // the declared errors
   std::size_t errorCount;
+  // The operation's identifiers, kept per Input type (null: made per call).
+  internal::Identifiers const& (*identifiers)(OperationDescriptor const&) = nullptr;
+
+  // The method identifier of the plain or the task form.
+  std::shared_ptr<Core::MethodIdentifier const> method(bool taskForm) const;
 
   std::string taskName() const { return std::string(name) + Core::kTaskSuffix; }
   std::shared_ptr<Data::DataDefinition const> inputDef() const;
@@ -103,14 +126,14 @@ template <class Input, class R, std::size_t N>
 constexpr OperationDescriptor Describe(char const* service, char const* name, char const* qualified,
                                        bool plain, bool task, TypeEntry const* const (&errors)[N]) {
   return {service,         name,   qualified, plain, task, &Type<Input>::entry, &Fields<Input>::Table,
-          &Type<R>::entry, errors, N};
+          &Type<R>::entry, errors, N, &internal::IdentifiersOf<Input>};
 }
 
 template <class Input, class R>
 constexpr OperationDescriptor Describe(char const* service, char const* name, char const* qualified,
                                        bool plain, bool task) {
   return {service,         name,    qualified, plain, task, &Type<Input>::entry, &Fields<Input>::Table,
-          &Type<R>::entry, nullptr, 0};
+          &Type<R>::entry, nullptr, 0,    &internal::IdentifiersOf<Input>};
 }
 
 }  // namespace Binding

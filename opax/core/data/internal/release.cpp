@@ -47,17 +47,7 @@ constexpr std::size_t kRetainedCapacity = 4096;
 
 }  // namespace
 
-void Release(std::shared_ptr<DataValue const>&& child) noexcept {
-  if (!child) return;
-  // Not the last owner, a value that is never freed (no owner at all), or a leaf: dropping it
-  // frees nothing below it.
-  Kind const kind = child->kind();
-  bool const leaf = kind != Kind::Structure && kind != Kind::Error && kind != Kind::Map &&
-                    kind != Kind::Optional && kind != Kind::List;
-  if (leaf || child.use_count() != 1) {
-    child.reset();
-    return;
-  }
+void ReleaseCompound(std::shared_ptr<DataValue const>&& child) noexcept {
   if (t_listGone) return ReleaseLate(std::move(child));
   ReleaseList& list = t_release;
   list.pending.push_back(std::move(child));
