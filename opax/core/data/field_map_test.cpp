@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <list>
 #include <random>
 #include <string>
 #include <vector>
@@ -143,6 +144,83 @@ TEST(CompoundValue, GetFieldReportsAbsenceAndFindFieldDoesNot) {
   EXPECT_EQ(messages.front().args().at(0), "saml_token");
   EXPECT_EQ(value->FindField("saml_token"), nullptr);
   EXPECT_EQ(messages.size(), 1u);
+}
+
+// A structure laid out from a known name order, made with room for its declared fields, that
+// then takes more fields than it has room for: it moves out of its block without losing a field
+// or either order, and crosses into the tree for large maps.
+TEST(FieldMap, LaidOutStructureGrowsOutOfItsBlock) {
+  StaticName const names[] = {StaticName("zeta"), StaticName("alpha"), StaticName("a_long_field_name_beyond_inline")};
+  uint32_t byName[3];
+  ASSERT_TRUE(FieldMap::NameOrder(names, 3, byName));
+  auto value = StructValue::Make(StaticName("com.example.laid_out"), 3);
+  value->fields().AssignNames(names, byName, 3);
+  for (std::size_t i = 0; i < 3; ++i) value->fields().at(i).value() = DataValue::Create(int64_t(i));
+  EXPECT_EQ(NamesByName(value->fields()),
+            (std::vector<std::string>{"a_long_field_name_beyond_inline", "alpha", "zeta"}));
+  ASSERT_NE(value->FindField("alpha"), nullptr);
+  std::vector<std::string> expected = {"zeta", "alpha", "a_long_field_name_beyond_inline"};
+  for (int i = 0; i < 40; ++i) {
+    std::string const name = "extra_" + std::to_string(39 - i) + std::string(i % 3 == 0 ? 20 : 0, 'x');
+    value->SetField(name, DataValue::Create(name));
+    expected.push_back(name);
+  }
+  EXPECT_EQ(NamesInOrder(value->fields()), expected);
+  std::sort(expected.begin(), expected.end());
+  EXPECT_EQ(NamesByName(value->fields()), expected);
+  for (std::string const& name : expected) ASSERT_NE(value->FindField(name), nullptr) << name;
+  EXPECT_EQ(value->name(), "com.example.laid_out");
+  // A copy keeps every name, static or owned, and compares equal.
+  auto copy = value->Copy();
+  EXPECT_TRUE(DataValue::Equal(*copy, *value));
+}
+
+TEST(FieldMap, NameOrderRefusesDuplicates) {
+  StaticName const names[] = {StaticName("b"), StaticName("a"), StaticName("b")};
+  uint32_t byName[3];
+  EXPECT_FALSE(FieldMap::NameOrder(names, 3, byName));
+}
+
+// Names are views of static text or copies of their own, and moving a map (its entries move when
+// it grows) must not leave a short copy pointing into the entry it came from.
+TEST(Name, CopiesAndViewsSurviveMovesAndCopies) {
+  std::string transient = "short";
+  std::string longer(40, 'n');
+  Name owned(transient);
+  Name owned_long{std::string_view(longer)};
+  Name view(StaticName("static_name"));
+  transient = "SHORT";
+  longer.assign(40, 'm');
+  std::vector<Name> names;
+  for (int i = 0; i < 20; ++i) {
+    names.push_back(owned);
+    names.push_back(owned_long);
+    names.push_back(view);
+  }
+  for (std::size_t i = 0; i < names.size(); i += 3) {
+    EXPECT_EQ(names[i].view(), "short");
+    EXPECT_EQ(names[i + 1].view(), std::string(40, 'n'));
+    EXPECT_EQ(names[i + 2].view(), "static_name");
+    EXPECT_TRUE(names[i + 2].isStatic());
+    EXPECT_FALSE(names[i].isStatic());
+  }
+  Name moved(std::move(names[0]));
+  EXPECT_EQ(moved.view(), "short");
+  EXPECT_TRUE(moved.is(StaticName("short")));
+  EXPECT_FALSE(moved.is(StaticName("shorter")));
+}
+
+// String values keep their text in their own block: any length, embedded zero bytes included.
+TEST(StringValue, KeepsAnyTextWhole) {
+  for (std::string const& text : {std::string(), std::string("x"), std::string(15, 'a'), std::string(16, 'b'),
+                                  std::string("nul\0inside", 10), std::string(100000, 'z')}) {
+    auto value = DataValue::Create(text);
+    std::string out = "previous";
+    std::list<BaseMessage> messages;
+    ASSERT_TRUE(DataValue::Value(value, out, messages));
+    EXPECT_EQ(out, text);
+    EXPECT_TRUE(DataValue::Equal(*value, *value->Copy()));
+  }
 }
 
 }  // namespace
