@@ -60,8 +60,8 @@ void Completion::Error(std::shared_ptr<Data::ErrorValue const> const& error) con
   if (error == Core::MethodResult::GetTerminationInstance()->error()) {
     return Deliver(Core::MethodResult::GetTerminationInstance());
   }
-  auto localized = Data::NativeErrorHelper::GetError(error, Data::NativeError{std::string(error->name()), error},
-                                                     activation->GetErrorRequestLocalizer());
+  auto localized = Data::NativeErrorHelper::GetError(
+      error, Data::NativeError{std::string(error->name()), error}, activation->GetErrorRequestLocalizer());
   Deliver(Provider::ApiMethodHelper::ValidateError(definition->identifier()->name(),
                                                    definition->errorDefinitions(), localized));
 }
@@ -93,7 +93,8 @@ bool Request::Read(void* input) const {
   // Undeclared fields are reported one by one, then "opax.invoke.invalid.input" names the operation.
   if (converted) {
     for (Data::FieldMap::Field const& field : unknown->fields()) {
-      messages.push_back(BaseMessage::Make(MessageIds::kFieldExtra, {fields.qualifiedName, std::string(field.name())}));
+      messages.push_back(
+          BaseMessage::Make(MessageIds::kFieldExtra, {fields.qualifiedName, std::string(field.name())}));
     }
     messages.push_back(BaseMessage::Make(MessageIds::kInvalidInput, {op.qualified}));
   }

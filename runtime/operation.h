@@ -125,15 +125,33 @@ struct Method {
 template <class Input, class R, std::size_t N>
 constexpr OperationDescriptor Describe(char const* service, char const* name, char const* qualified,
                                        bool plain, bool task, TypeEntry const* const (&errors)[N]) {
-  return {service,         name,   qualified, plain, task, &Type<Input>::entry, &Fields<Input>::Table,
-          &Type<R>::entry, errors, N, &internal::IdentifiersOf<Input>};
+  return {service,
+          name,
+          qualified,
+          plain,
+          task,
+          &Type<Input>::entry,
+          &Fields<Input>::Table,
+          &Type<R>::entry,
+          errors,
+          N,
+          &internal::IdentifiersOf<Input>};
 }
 
 template <class Input, class R>
 constexpr OperationDescriptor Describe(char const* service, char const* name, char const* qualified,
                                        bool plain, bool task) {
-  return {service,         name,    qualified, plain, task, &Type<Input>::entry, &Fields<Input>::Table,
-          &Type<R>::entry, nullptr, 0,    &internal::IdentifiersOf<Input>};
+  return {service,
+          name,
+          qualified,
+          plain,
+          task,
+          &Type<Input>::entry,
+          &Fields<Input>::Table,
+          &Type<R>::entry,
+          nullptr,
+          0,
+          &internal::IdentifiersOf<Input>};
 }
 
 }  // namespace Binding

@@ -52,10 +52,10 @@ class Encoder {
     DataValue const* value;
     DataDefinition const* definition;  // of the structure, map or list; null: by looks
     bool list;
-    FieldIterator next, end;           // structures and maps
-    std::size_t index = 0;             // lists: the next element
-    std::size_t written = 0;           // members or elements written so far
-    std::string_view key = {};         // the member being written, for messages
+    FieldIterator next, end;    // structures and maps
+    std::size_t index = 0;      // lists: the next element
+    std::size_t written = 0;    // members or elements written so far
+    std::string_view key = {};  // the member being written, for messages
   };
 
   // Writes the next member or element of the innermost frame, or closes it.

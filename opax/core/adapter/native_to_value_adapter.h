@@ -165,7 +165,8 @@ struct N2V {
       if (optional->unknownText().empty()) {
         static std::vector<std::shared_ptr<DataValue const>> const texts =
             EnumTextValues(X::Strings::values, EnumTraits<X>::count, true);
-        *destination = texts[static_cast<std::size_t>(EnumTable::Clamp(optional->value(), EnumTraits<X>::count))];
+        *destination =
+            texts[static_cast<std::size_t>(EnumTable::Clamp(optional->value(), EnumTraits<X>::count))];
         return;
       }
     }

@@ -12,7 +12,8 @@ namespace {
 template <class V>
 std::shared_ptr<V> MakeWithRoom(StaticName name, std::size_t fieldCount) {
   void* room = nullptr;
-  auto value = std::allocate_shared<V>(internal::TrailingAllocator<V>(fieldCount * sizeof(FieldMap::Field), &room), Name(name));
+  auto value = std::allocate_shared<V>(
+      internal::TrailingAllocator<V>(fieldCount * sizeof(FieldMap::Field), &room), Name(name));
   value->fields().adopt(room, fieldCount);
   return value;
 }
@@ -37,7 +38,8 @@ bool CompoundValue::GetField(std::string_view name, std::shared_ptr<DataValue co
     value = *found;
     return true;
   }
-  messages.push_back(BaseMessage::Make(MessageIds::kFieldMissing, {std::string(name), std::string(name_.view()), std::string(name_.view())}));
+  messages.push_back(BaseMessage::Make(
+      MessageIds::kFieldMissing, {std::string(name), std::string(name_.view()), std::string(name_.view())}));
   return false;
 }
 
@@ -56,7 +58,8 @@ std::shared_ptr<ErrorValue> ErrorValue::GetInstance(std::string_view name,
     auto entry = StructValue::GetInstance(StaticName(LocalizableMessageFields::kTypeName));
     entry->fields().reserve(3);
     entry->SetField(StaticName(LocalizableMessageFields::kId), DataValue::Create(message.id()));
-    entry->SetField(StaticName(LocalizableMessageFields::kDefaultMessage), DataValue::Create(message.defaultMessage()));
+    entry->SetField(StaticName(LocalizableMessageFields::kDefaultMessage),
+                    DataValue::Create(message.defaultMessage()));
     auto args = ListValueString::GetInstance();
     args->Store(message.args());
     entry->SetField(StaticName(LocalizableMessageFields::kArgs), std::move(args));

@@ -25,7 +25,9 @@ class CompoundValue : public DataValue {
   void SetField(std::string_view name, std::shared_ptr<DataValue const> value) {
     fields_.set(name, std::move(value));
   }
-  void SetField(StaticName name, std::shared_ptr<DataValue const> value) { fields_.set(name, std::move(value)); }
+  void SetField(StaticName name, std::shared_ptr<DataValue const> value) {
+    fields_.set(name, std::move(value));
+  }
   // True and `value` when the field is present; otherwise false and
   // "opax.data.structure.field.missing" appended.
   bool GetField(std::string_view name, std::shared_ptr<DataValue const>& value,
@@ -58,7 +60,9 @@ class StructValue : public CompoundValue {
   static std::shared_ptr<StructValue> GetInstance(StaticName name) {
     return std::make_shared<StructValue>(Name(name));
   }
-  static std::shared_ptr<StructValue> GetInstance(Name const& name) { return std::make_shared<StructValue>(name); }
+  static std::shared_ptr<StructValue> GetInstance(Name const& name) {
+    return std::make_shared<StructValue>(name);
+  }
   // A structure made with room for `fieldCount` fields in its own block: the value and its
   // fields cost one allocation, unless more fields than that are added.
   static std::shared_ptr<StructValue> Make(StaticName name, std::size_t fieldCount);
@@ -79,10 +83,15 @@ class ErrorValue final : public StructValue {
   static std::shared_ptr<ErrorValue> GetInstance(std::string_view name) {
     return std::make_shared<ErrorValue>(Name(name));
   }
-  static std::shared_ptr<ErrorValue> GetInstance(StaticName name) { return std::make_shared<ErrorValue>(Name(name)); }
-  static std::shared_ptr<ErrorValue> GetInstance(Name const& name) { return std::make_shared<ErrorValue>(name); }
+  static std::shared_ptr<ErrorValue> GetInstance(StaticName name) {
+    return std::make_shared<ErrorValue>(Name(name));
+  }
+  static std::shared_ptr<ErrorValue> GetInstance(Name const& name) {
+    return std::make_shared<ErrorValue>(name);
+  }
   static std::shared_ptr<ErrorValue> Make(StaticName name, std::size_t fieldCount);  // as StructValue::Make
-  static std::shared_ptr<ErrorValue> GetInstance(std::string_view name, std::list<BaseMessage> const& messages);
+  static std::shared_ptr<ErrorValue> GetInstance(std::string_view name,
+                                                 std::list<BaseMessage> const& messages);
 
   // The messages carried in the "messages" field, read back; ill-formed entries are skipped.
   std::list<BaseMessage> messages() const;

@@ -48,8 +48,8 @@ char const* KindName(Kind kind) {
 
 std::shared_ptr<StringValue> StringValue::GetInstance(std::string_view text) {
   void* room = nullptr;
-  auto value = std::allocate_shared<StringValue>(internal::TrailingAllocator<StringValue>(text.size() + 1, &room),
-                                                 Made(), text.size());
+  auto value = std::allocate_shared<StringValue>(
+      internal::TrailingAllocator<StringValue>(text.size() + 1, &room), Made(), text.size());
   // `room` is known once the block is allocated, which is after the arguments were taken.
   char* copy = static_cast<char*>(room);
   if (!text.empty()) std::memcpy(copy, text.data(), text.size());
@@ -65,7 +65,6 @@ std::shared_ptr<VoidValue const> const& VoidValue::GetInstance() {
 
 namespace internal {
 namespace {
-
 
 // Walks through set optionals to the first non-optional value; null when one is unset.
 DataValue const* Unwrap(DataValue const& value) {

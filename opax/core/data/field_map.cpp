@@ -198,7 +198,8 @@ void FieldMap::AssignNames(StaticName const* names, uint32_t const* byName, std:
 
 bool FieldMap::NameOrder(StaticName const* names, std::size_t count, uint32_t* byName) {
   for (std::size_t i = 0; i < count; ++i) byName[i] = static_cast<uint32_t>(i);
-  std::sort(byName, byName + count, [names](uint32_t a, uint32_t b) { return names[a].text < names[b].text; });
+  std::sort(byName, byName + count,
+            [names](uint32_t a, uint32_t b) { return names[a].text < names[b].text; });
   for (std::size_t k = 1; k < count; ++k) {
     if (names[byName[k - 1]].text == names[byName[k]].text) return false;
   }

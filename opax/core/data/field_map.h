@@ -7,9 +7,9 @@
 #include <iterator>
 #include <memory>
 #include <new>
-#include <utility>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace Opax {

@@ -150,7 +150,8 @@ TEST(CompoundValue, GetFieldReportsAbsenceAndFindFieldDoesNot) {
 // then takes more fields than it has room for: it moves out of its block without losing a field
 // or either order, and crosses into the tree for large maps.
 TEST(FieldMap, LaidOutStructureGrowsOutOfItsBlock) {
-  StaticName const names[] = {StaticName("zeta"), StaticName("alpha"), StaticName("a_long_field_name_beyond_inline")};
+  StaticName const names[] = {StaticName("zeta"), StaticName("alpha"),
+                              StaticName("a_long_field_name_beyond_inline")};
   uint32_t byName[3];
   ASSERT_TRUE(FieldMap::NameOrder(names, 3, byName));
   auto value = StructValue::Make(StaticName("com.example.laid_out"), 3);

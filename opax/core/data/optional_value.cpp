@@ -27,7 +27,8 @@ std::shared_ptr<OptionalValue const> const* OptionalValue::SetTo(int64_t value) 
   static auto const table = [] {
     std::array<std::shared_ptr<OptionalValue const>, kSmallIntegerMax - kSmallIntegerMin + 1> all;
     for (int64_t i = kSmallIntegerMin; i <= kSmallIntegerMax; ++i) {
-      all[static_cast<std::size_t>(i - kSmallIntegerMin)] = internal::MakeImmortal<OptionalValue>(DataValue::Create(i));
+      all[static_cast<std::size_t>(i - kSmallIntegerMin)] =
+          internal::MakeImmortal<OptionalValue>(DataValue::Create(i));
     }
     return all;
   }();

@@ -193,8 +193,9 @@ void ToValue(::Opax::NativeConstPtr const& source,
   ::Opax::Data::NativeToValueAdapter::CompoundHelper<::Opax::Data::StructValue> helper(
       ::Opax::Data::StaticName(Fields<T>::name), destination, queue, std::size(Fields<T>::names),
       native.unknownFields);
-  Fields<T>::ForEach(
-      [&](char const* wire, auto member) { helper.AddField(::Opax::Data::StaticName(wire), &(native.*member)); });
+  Fields<T>::ForEach([&](char const* wire, auto member) {
+    helper.AddField(::Opax::Data::StaticName(wire), &(native.*member));
+  });
   helper.AddUnknownFields(native.unknownFields);
 }
 

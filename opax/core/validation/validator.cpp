@@ -80,7 +80,8 @@ bool CheckUnknownFields(StructValue const& unknown, char const* qualifiedName,
     DataValue const* value = field.value().get();
     if (value == nullptr || value->kind() != Kind::Optional) continue;
     if (!static_cast<OptionalValue const*>(value)->isSet()) continue;
-    messages.push_back(BaseMessage::Make(MessageIds::kFieldExtra, {qualifiedName, std::string(field.name())}));
+    messages.push_back(
+        BaseMessage::Make(MessageIds::kFieldExtra, {qualifiedName, std::string(field.name())}));
     clean = false;
   }
   return clean;

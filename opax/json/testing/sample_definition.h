@@ -43,13 +43,13 @@ inline SampleDefinition MakeSampleDefinition() {
   StructDefinition::Fields backingFields;
   backingFields["type"] = oneOf({"FILE", "HOST", "NONE"});
   backingFields["file"] = UnionCaseDefinition::GetInstance(
-      optional(string), "type",
-      [](std::string_view tag) -> boost::logic::tribool { return tag == "FILE"; });
-  backingFields["host"] = UnionCaseDefinition::GetInstance(
-      optional(string), "type", [](std::string_view tag) -> boost::logic::tribool {
-        if (tag == "HOST") return boost::logic::indeterminate;
-        return false;
-      });
+      optional(string), "type", [](std::string_view tag) -> boost::logic::tribool { return tag == "FILE"; });
+  backingFields["host"] = UnionCaseDefinition::GetInstance(optional(string), "type",
+                                                           [](std::string_view tag) -> boost::logic::tribool {
+                                                             if (tag == "HOST")
+                                                               return boost::logic::indeterminate;
+                                                             return false;
+                                                           });
   auto backing = StructDefinition::GetInstance(kBacking, std::move(backingFields));
 
   auto self = StructRefDefinition::GetInstance(kDevice);
