@@ -26,7 +26,7 @@ void Report::ShowMessages(std::list<::Opax::BaseMessage> const& messages) {
 
 void Report::ShowError(ErrorPtr const& error) {
   if (!error) return;
-  Detail("error", error->name());
+  Detail("error", std::string(error->name()));
   ShowMessages(error->messages());
 }
 

@@ -53,7 +53,7 @@ StructValue const& AsStruct(std::shared_ptr<DataValue const> const& value) {
 
 Names Listing(std::shared_ptr<DataValue const> const& value) {
   Names names;
-  for (FieldMap::Field const& field : AsStruct(value).fields().inOrder()) names.push_back(field.name());
+  for (FieldMap::Field const& field : AsStruct(value).fields().inOrder()) names.emplace_back(field.name());
   return names;
 }
 
@@ -63,7 +63,7 @@ std::shared_ptr<DataValue const> Field(std::shared_ptr<DataValue const> const& v
 }
 
 std::string Text(std::shared_ptr<DataValue const> const& value) {
-  return static_cast<StringValue const&>(*value).value();
+  return std::string(static_cast<StringValue const&>(*value).value());
 }
 
 std::shared_ptr<DataValue const> Set(std::shared_ptr<DataValue const> inner) {

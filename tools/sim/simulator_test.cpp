@@ -52,7 +52,7 @@ struct Client {
 };
 
 std::string ErrorName(std::shared_ptr<::Opax::Data::ErrorValue const> const& error) {
-  return error ? error->name() : "(none)";
+  return error ? std::string(error->name()) : "(none)";
 }
 
 TEST(Simulator, PlainHttpOnLoopbackOnly) {

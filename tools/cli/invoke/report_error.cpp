@@ -21,9 +21,9 @@ bool IsTransportMessage(std::string const& id) {
 }
 
 // "com.quarn.opax.std.errors.not_found" reads as "not_found".
-std::string ShortName(std::string const& name) {
+std::string ShortName(std::string_view name) {
   std::size_t const dot = name.rfind('.');
-  return dot == std::string::npos ? name : name.substr(dot + 1);
+  return std::string(dot == std::string_view::npos ? name : name.substr(dot + 1));
 }
 
 }  // namespace

@@ -53,9 +53,10 @@ void WriteTable(std::ostream& out, ::Opax::Data::ListValue const& list) {
   std::map<std::string, std::size_t> widths;
   for (auto const& element : list.values()) {
     for (auto const& field : static_cast<CompoundValue const&>(*element).fields().inOrder()) {
-      if (!widths.count(field.name())) {
-        columns.push_back(field.name());
-        widths[field.name()] = field.name().size();
+      std::string const name(field.name());
+      if (!widths.count(name)) {
+        columns.push_back(name);
+        widths[name] = name.size();
       }
     }
   }

@@ -78,7 +78,7 @@ bool Substitute(json::value& input, std::map<std::string, json::value, std::less
 
 std::string Describe(std::shared_ptr<::Opax::Core::MethodResult const> const& result) {
   if (!result || result->terminated()) return "the call ended without a result";
-  std::string text = "it failed with " + result->error()->name();
+  std::string text = "it failed with " + std::string(result->error()->name());
   for (auto const& message : result->error()->messages()) text += "; " + message.defaultMessage();
   return text;
 }

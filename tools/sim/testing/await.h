@@ -31,7 +31,7 @@ struct Reply {
 };
 
 inline std::string ShortName(ErrorPtr const& error) {
-  return error->name().substr(error->name().rfind('.') + 1);
+  return std::string(error->name().substr(error->name().rfind('.') + 1));
 }
 
 // Calls `start(result)` with a plain operation's result object and waits for its final outcome.

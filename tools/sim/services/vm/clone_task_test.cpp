@@ -17,7 +17,7 @@ class CloneTaskTest : public MachineFixture {
       if (slot.taskId)
         promise->set_value(*slot.taskId);
       else if (error)
-        promise->set_value("error " + error->name());
+        promise->set_value("error " + std::string(error->name()));
     }));
     auto spec = std::make_shared<VmSvc::CloneSpec const>(VmSvc::CloneSpec().source(source).name(name));
     auto future = promise->get_future();
