@@ -11,7 +11,8 @@ std::vector<std::shared_ptr<DataValue const>> EnumTextValues(char const* const* 
   for (int i = 0; i <= count; ++i) {
     // Made once per enumeration and kept for good (see internal::KeepForever).
     std::shared_ptr<DataValue const> text = internal::KeepForever(StringValue::GetInstance(values[i]));
-    texts.push_back(optional ? internal::KeepForever(OptionalValue::GetInstance(std::move(text))) : std::move(text));
+    texts.push_back(optional ? internal::KeepForever(OptionalValue::GetInstance(std::move(text)))
+                             : std::move(text));
   }
   return texts;
 }
