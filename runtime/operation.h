@@ -121,10 +121,12 @@ struct Method {
   }
 };
 
-// The descriptor of an operation whose native Input is `Input` and whose result type is `R`.
-template <class Input, class R, std::size_t N>
+// The descriptor of an operation whose native Input is `Input` and whose result type is `R`,
+// with `errorCount` declared errors at `errors`.
+template <class Input, class R>
 constexpr OperationDescriptor Describe(char const* service, char const* name, char const* qualified,
-                                       bool plain, bool task, TypeEntry const* const (&errors)[N]) {
+                                       bool plain, bool task, TypeEntry const* const* errors,
+                                       std::size_t errorCount) {
   return {service,
           name,
           qualified,
@@ -134,24 +136,20 @@ constexpr OperationDescriptor Describe(char const* service, char const* name, ch
           &Fields<Input>::Table,
           &Type<R>::entry,
           errors,
-          N,
+          errorCount,
           &internal::IdentifiersOf<Input>};
+}
+
+template <class Input, class R, std::size_t N>
+constexpr OperationDescriptor Describe(char const* service, char const* name, char const* qualified,
+                                       bool plain, bool task, TypeEntry const* const (&errors)[N]) {
+  return Describe<Input, R>(service, name, qualified, plain, task, errors, N);
 }
 
 template <class Input, class R>
 constexpr OperationDescriptor Describe(char const* service, char const* name, char const* qualified,
                                        bool plain, bool task) {
-  return {service,
-          name,
-          qualified,
-          plain,
-          task,
-          &Type<Input>::entry,
-          &Fields<Input>::Table,
-          &Type<R>::entry,
-          nullptr,
-          0,
-          &internal::IdentifiersOf<Input>};
+  return Describe<Input, R>(service, name, qualified, plain, task, nullptr, 0);
 }
 
 }  // namespace Binding

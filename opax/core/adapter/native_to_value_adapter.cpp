@@ -5,14 +5,13 @@
 namespace Opax {
 namespace Data {
 
-std::vector<std::shared_ptr<DataValue const>> EnumTextValues(char const* const* values, int count,
-                                                             bool optional) {
-  std::vector<std::shared_ptr<DataValue const>> texts;
+EnumTexts EnumTextValues(char const* const* values, int count) {
+  EnumTexts texts;
   for (int i = 0; i <= count; ++i) {
-    // Made once per enumeration and kept for good (see internal::KeepForever).
-    std::shared_ptr<DataValue const> text = internal::KeepForever(StringValue::GetInstance(values[i]));
-    texts.push_back(optional ? internal::KeepForever(OptionalValue::GetInstance(std::move(text)))
-                             : std::move(text));
+    std::shared_ptr<DataValue const> text =
+        internal::KeepForever<DataValue>(StringValue::GetInstance(values[i]));
+    texts.set.push_back(internal::MakeImmortal<OptionalValue>(text));
+    texts.bare.push_back(std::move(text));
   }
   return texts;
 }

@@ -115,10 +115,20 @@ class NativeToValueAdapter::CompoundHelper<StructValue> {
 };
 
 // The leaf adapt functions of this adapter (see NativeTraits::LeafMethod).
-// The text values of an enumeration's table, `count` members plus `_UNKNOWN`; each wrapped in a
-// set optional when `optional`.
-std::vector<std::shared_ptr<DataValue const>> EnumTextValues(char const* const* values, int count,
-                                                             bool optional = false);
+// The shared text values of an enumeration's table, `count` members plus `_UNKNOWN`: bare, and
+// each wrapped in a set optional.
+struct EnumTexts {
+  std::vector<std::shared_ptr<DataValue const>> bare;
+  std::vector<std::shared_ptr<DataValue const>> set;
+};
+EnumTexts EnumTextValues(char const* const* values, int count);
+
+// Those of enumeration E, made at its first use.
+template <class E>
+EnumTexts const& EnumTextsOf() {
+  static EnumTexts const texts = EnumTextValues(E::Strings::values, EnumTraits<E>::count);
+  return texts;
+}
 
 struct N2V {
   using Adapter = NativeToValueAdapter;
@@ -138,9 +148,8 @@ struct N2V {
       return;
     }
     // Named members (and `_UNKNOWN`) always send the same text: one shared value each.
-    static std::vector<std::shared_ptr<DataValue const>> const texts =
-        EnumTextValues(E::Strings::values, EnumTraits<E>::count);
-    *destination = texts[static_cast<std::size_t>(EnumTable::Clamp(value.value(), EnumTraits<E>::count))];
+    *destination = EnumTextsOf<E>()
+                       .bare[static_cast<std::size_t>(EnumTable::Clamp(value.value(), EnumTraits<E>::count))];
   }
 
   template <class X>
@@ -163,10 +172,9 @@ struct N2V {
       }
     } else if constexpr (NativeTraits::kIsEnum<X>) {
       if (optional->unknownText().empty()) {
-        static std::vector<std::shared_ptr<DataValue const>> const texts =
-            EnumTextValues(X::Strings::values, EnumTraits<X>::count, true);
         *destination =
-            texts[static_cast<std::size_t>(EnumTable::Clamp(optional->value(), EnumTraits<X>::count))];
+            EnumTextsOf<X>()
+                .set[static_cast<std::size_t>(EnumTable::Clamp(optional->value(), EnumTraits<X>::count))];
         return;
       }
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <utility>
 #include <vector>
 
 namespace Opax {
@@ -19,6 +20,17 @@ struct BasicAdaptEntry {
   Destination destination;
 };
 
+// Writes an entry's members straight into the buffer: an entry built whole and copied in is read
+// back as one wide load from narrow stores, which stalls.
+template <class Entry>
+void AppendEntry(std::vector<Entry>& entries, typename Entry::SourceType&& source,
+                 typename Entry::AdaptFunction adapt, typename Entry::DestinationType const& destination) {
+  Entry& entry = entries.emplace_back();
+  entry.source = std::move(source);
+  entry.adapt = adapt;
+  entry.destination = destination;
+}
+
 // The native-to-value work queue: first in, first out, so parents are written before children
 // and children in field order. One buffer with a read position: taking an entry frees nothing,
 // and the buffer is rewound whenever it runs empty, so a conversion that keeps it reuses its
@@ -27,14 +39,9 @@ template <class Entry>
 class Deque {
  public:
   void push_back(Entry entry) { entries_.push_back(std::move(entry)); }
-  // Writes the entry's members straight into the buffer: an entry built whole and copied in is
-  // read back as one wide load from narrow stores, which stalls.
   void push_back(typename Entry::SourceType source, typename Entry::AdaptFunction adapt,
                  typename Entry::DestinationType destination) {
-    Entry& entry = entries_.emplace_back();
-    entry.source = source;
-    entry.adapt = adapt;
-    entry.destination = destination;
+    AppendEntry(entries_, std::move(source), adapt, destination);
   }
   bool empty() const { return head_ == entries_.size(); }
   std::size_t size() const { return entries_.size() - head_; }
@@ -68,10 +75,7 @@ class StackMapCnt {
   void push_back(Entry entry) { entries_.push_back(std::move(entry)); }
   void push_back(typename Entry::SourceType source, typename Entry::AdaptFunction adapt,
                  typename Entry::DestinationType destination) {
-    Entry& entry = entries_.emplace_back();
-    entry.source = std::move(source);
-    entry.adapt = adapt;
-    entry.destination = destination;
+    AppendEntry(entries_, std::move(source), adapt, destination);
   }
   bool empty() const { return entries_.empty(); }
   std::size_t size() const { return entries_.size(); }

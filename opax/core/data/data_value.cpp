@@ -96,12 +96,11 @@ bool ConvertExact(DataValue const& value, Stored& out, std::list<BaseMessage>& m
 
 }  // namespace
 
-std::shared_ptr<DataValue const> KeepForever(std::shared_ptr<DataValue const> value) {
+void KeepOwner(std::shared_ptr<void const> owner) {
   static std::mutex lock;
-  static auto* const kept = new std::vector<std::shared_ptr<DataValue const>>();
+  static auto* const kept = new std::vector<std::shared_ptr<void const>>();
   std::lock_guard<std::mutex> guard(lock);
-  kept->push_back(value);
-  return std::shared_ptr<DataValue const>(std::shared_ptr<void>(), value.get());
+  kept->push_back(std::move(owner));
 }
 
 std::shared_ptr<DataValue const> BooleanInstance(bool value) {

@@ -180,17 +180,22 @@ struct PrimitiveTraits<float> {
 
 namespace internal {
 
-// A value that is made once and never freed, behind a shared pointer without a control block:
-// copying or dropping it touches no reference count. For the shared instances below, which
-// every conversion hands out many times.
+// Keeps `owner` for the life of the process, in a list that is never freed (made once per shared
+// instance, at its first use; the list takes a lock).
+void KeepOwner(std::shared_ptr<void const> owner);
+
+// An object that is never freed, behind a shared pointer without a control block: copying or
+// dropping it touches no reference count. For the shared instances that every conversion and
+// call hands out many times.
+template <class T>
+std::shared_ptr<T const> KeepForever(std::shared_ptr<T const> object) {
+  KeepOwner(object);
+  return std::shared_ptr<T const>(std::shared_ptr<void>(), object.get());
+}
 template <class T, class... A>
 std::shared_ptr<T const> MakeImmortal(A&&... args) {
-  return std::shared_ptr<T const>(std::shared_ptr<void>(), new T(std::forward<A>(args)...));
+  return KeepForever(std::shared_ptr<T const>(std::make_shared<T>(std::forward<A>(args)...)));
 }
-
-// The same for a value made elsewhere: it is kept by a list that is never freed (a few per
-// enumeration type, made once), and the pointer returned counts no references.
-std::shared_ptr<DataValue const> KeepForever(std::shared_ptr<DataValue const> value);
 
 // Shared leaves: the two booleans and small integers are made once and shared, since values
 // are immutable; this keeps the commonest fields free of allocations.
