@@ -17,6 +17,9 @@ readonly PACKAGES=(
 # Fuzzing alone needs clang and its libFuzzer runtime: only `./run.sh fuzz` installs them.
 readonly FUZZ_PACKAGES=(clang libclang-rt-14-dev)
 
+# The reference of the headers alone needs Doxygen: only `./run.sh docs` installs it.
+readonly DOCS_PACKAGES=(doxygen)
+
 
 # A leak fails a test like any other fault, and the first report stops the test, so that it is the
 # last thing the test printed. A developer's own settings win.
@@ -116,9 +119,17 @@ check_format() {
   clang-format --dry-run --Werror "${files[@]}"
 }
 
+# The package as a user gets it: installed into a temporary prefix, examples/ built against it
+# as a project of its own, and run against nexar-sim, after the command line's tour of the same
+# server (tools/demo/demo.sh does all three and stops the server whatever happens).
+test_installed_package() {
+  tools/demo/demo.sh build/dev
+}
+
 run_tests() {
   check_format
   test_dev
+  test_installed_package
   test_asan
   test_tsan
 }
@@ -146,6 +157,22 @@ run_fuzz() {
   done
 }
 
+# The reference of the public headers, generated service headers included (which is why the
+# generator runs first), in build/docs/html.
+run_docs() {
+  cmake --preset dev
+  cmake --build --preset dev --target nexar_generate
+  mkdir -p build/docs
+  say "writing the reference of the headers to build/docs/html"
+  NEXAR_DOCS_DIR=build/docs NEXAR_GEN_DIR=build/dev/gen doxygen docs/Doxyfile
+  if [[ -s build/docs/warnings.log ]]; then
+    say "Doxygen found faults in comments:" >&2
+    cat build/docs/warnings.log >&2
+    exit 1
+  fi
+  say "open build/docs/html/index.html"
+}
+
 run_benchmarks() {
   build dev
   local bench found=0
@@ -164,7 +191,8 @@ usage() {
   cat <<'EOF'
 usage: ./run.sh COMMAND [ARGS...]
   test         install what is missing, check the sources' format (clang-format), build, run
-               every test (dev), then the runtime's and the
+               every test (dev), install the package into a temporary prefix and build and run
+               examples/ against it and nexar-sim, then the runtime's and the
                call path's tests under AddressSanitizer and UndefinedBehaviorSanitizer (asan)
                and under ThreadSanitizer (tsan)
   demo         install what is missing, build, and tour nexar-sim over HTTPS with the nexar
@@ -172,6 +200,7 @@ usage: ./run.sh COMMAND [ARGS...]
   bench [ARGS] build and run every benchmark; ARGS go to each (e.g. --benchmark_filter=Json)
   build        install what is missing and build the dev preset
   fuzz [SECS]  install clang, build the fuzz preset and run every fuzz target for SECS (60)
+  docs         install Doxygen and write the reference of the public headers to build/docs/html
 EOF
 }
 
@@ -179,7 +208,7 @@ main() {
   local command=${1:-}
   shift || true
   case "$command" in
-    test | demo | bench | build | fuzz) ;;
+    test | demo | bench | build | fuzz | docs) ;;
     -h | --help | help)
       usage
       return 0
@@ -195,6 +224,10 @@ main() {
     demo) run_demo "$@" ;;
     bench) run_benchmarks "$@" ;;
     build) build dev ;;
+    docs)
+      install_missing "${DOCS_PACKAGES[@]}"
+      run_docs
+      ;;
     fuzz)
       install_missing "${FUZZ_PACKAGES[@]}"
       run_fuzz "$@"
