@@ -38,8 +38,10 @@ head -c 18 /dev/urandom | base64 | tr -d '/+=' >"$work/password"
 chmod 600 "$work/password"
 
 step "nexar-sim over HTTPS on a free loopback port"
+# The log exists before the server starts: the background shell opens it only when it runs.
+: >"$work/sim.log"
 "$sim" --listen 127.0.0.1:0 --tls-cert "$work/cert.pem" --tls-key "$work/key.pem" \
-  --password "$(cat "$work/password")" >"$work/sim.log" 2>&1 &
+  --password "$(cat "$work/password")" >>"$work/sim.log" 2>&1 &
 sim_pid=$!
 url=
 for _ in $(seq 1 100); do
