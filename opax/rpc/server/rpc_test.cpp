@@ -6,13 +6,11 @@
 #include <opax/rpc/client/client.h>
 #include <opax/rpc/server/server.h>
 #include <opax/rpc/tasks/follow_task.h>
+#include <opax/rpc/testing/echo_service.h>
 
 #include <opax/core/message/error_ids.h>
+#include <opax/core/message/message_ids.h>
 #include <opax/core/provider/in_process_provider.h>
-#include <opax/json/json.h>
-#include <opax/json/testing/sample_definition.h>
-#include <runtime/service_catalog.h>
-#include <runtime/testing/definition_only.h>
 
 #include <boost/asio/connect.hpp>
 #include <boost/asio/ip/tcp.hpp>
@@ -34,163 +32,7 @@ namespace {
 namespace net = boost::asio;
 namespace beast = boost::beast;
 namespace http = beast::http;
-using Data::DataDefinition;
-using ValuePtr = std::shared_ptr<Data::DataValue const>;
-using ResultPtr = std::shared_ptr<Core::MethodResult const>;
-
-constexpr char kEcho[] = "com.quarn.test.echo";
-
-Json::Testing::SampleDefinition const& Sample() {
-  static auto const sample = Json::Testing::MakeSampleDefinition();
-  return sample;
-}
-std::shared_ptr<DataDefinition const> DeviceInput() {
-  static auto const def =
-      Data::StructDefinition::GetInstance("operation-input", {{"device", Sample().device}});
-  return def;
-}
-std::shared_ptr<DataDefinition const> Device() { return Sample().device; }
-std::shared_ptr<DataDefinition const> NoInput() {
-  static auto const def = Data::StructDefinition::GetInstance("operation-input", {});
-  return def;
-}
-std::shared_ptr<DataDefinition const> Text() { return DataDefinition::Create<std::string>(); }
-std::shared_ptr<DataDefinition const> NotFoundDef() {
-  static auto const notFound = Data::ErrorDefinition::GetInstance(
-      ErrorIds::kNotFound,
-      {{"messages", Data::ListDefinition::GetInstance(DataDefinition::Create<Data::DynamicStructure>())}});
-  return notFound;
-}
-
-// echo gives its device back; fail answers a declared error; hang never answers until told;
-// slow runs as a task that reports progress, then answers "done".
-using Binding::Testing::Describe;
-Binding::OperationDescriptor const kEchoOp =
-    Describe<&DeviceInput, &Device, &NotFoundDef>(kEcho, "echo", true, false);
-Binding::OperationDescriptor const kFailOp =
-    Describe<&NoInput, &Text, &NotFoundDef>(kEcho, "fail", true, false);
-Binding::OperationDescriptor const kHangOp =
-    Describe<&NoInput, &Text, &NotFoundDef>(kEcho, "hang", true, false);
-Binding::OperationDescriptor const kSlowOp =
-    Describe<&NoInput, &Text, &NotFoundDef>(kEcho, "slow", false, true);
-Binding::OperationDescriptor const* const kOperations[] = {&kEchoOp, &kFailOp, &kHangOp, &kSlowOp};
-Catalog::ServiceEntry const kEchoEntry{kEcho, "EchoSvc", nullptr, kOperations, std::size(kOperations)};
-Catalog::Registration const kRegistration(&kEchoEntry);
-
-std::shared_ptr<Core::MethodIdentifier const> Method(std::string const& name) {
-  return Core::MethodIdentifier::GetInstance(std::make_shared<Core::InterfaceIdentifier const>(kEcho), name);
-}
-
-// Calls held by "hang", answered or dropped by the test.
-struct Held {
-  std::mutex mutex;
-  std::vector<std::shared_ptr<Core::AsyncApiResultCb>> callbacks;
-};
-
-std::shared_ptr<Core::InProcessProvider> EchoProvider(std::shared_ptr<Held> const& held) {
-  auto provider = std::make_shared<Core::InProcessProvider>();
-  std::list<std::shared_ptr<Provider::AsyncApiMethod const>> methods;
-  for (auto const* operation : kOperations) {
-    auto const& op = *operation;
-    std::string const name = std::string(op.name) + (op.task ? "$task" : "");
-    auto signal = Provider::AsyncApiMethodSignal::GetInstance(
-        Core::MethodDefinition::GetInstance(Method(name), op.inputDef(), op.outputDef(), op.errorDefs()),
-        std::make_shared<L10n::Localizer const>());
-    std::string const which = op.name;
-    signal->Connect([which, held](std::shared_ptr<Core::AsyncActivation> const& activation,
-                                  ValuePtr const& input,
-                                  std::shared_ptr<Core::AsyncApiResultCb> const& callback) {
-      if (which == "echo") {
-        ValuePtr device;
-        std::list<BaseMessage> messages;
-        static_cast<Data::StructValue const&>(*input).GetField("device", device, messages);
-        return (*callback)(Core::MethodResult::GetInstance(device), Progress());
-      }
-      if (which == "fail") {
-        auto const& context = activation->context();
-        std::string const user = context.count("session.user") ? context.at("session.user") : "";
-        return (*callback)(
-            Core::MethodResult::GetErrorInstance(Data::ErrorValue::GetInstance(
-                ErrorIds::kNotFound, {BaseMessage::Make(MessageIds::kTaskUnknown, {"t-" + user})})),
-            Progress());
-      }
-      if (which == "hang") {
-        std::lock_guard<std::mutex> lock(held->mutex);
-        return held->callbacks.push_back(callback);
-      }
-      std::thread([callback] {
-        for (int i = 1; i <= 3; ++i) {
-          (*callback)(nullptr, Progress{3, i, "step"});
-          std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-        (*callback)(Core::MethodResult::GetInstance(Data::DataValue::Create(std::string("done"))),
-                    Progress());
-      }).detach();
-    });
-    methods.push_back(signal);
-  }
-  provider->Register(Provider::AsyncApiInterface::GetInstance(
-      std::make_shared<Core::InterfaceIdentifier const>(kEcho), methods));
-  return provider;
-}
-
-ResultPtr Call(Provider::ApiProvider& provider, std::string const& method, ValuePtr input,
-               std::shared_ptr<Core::AsyncActivation> activation = Core::AsyncActivation::GetInstance()) {
-  auto promise = std::make_shared<std::promise<ResultPtr>>();
-  auto future = promise->get_future();
-  provider.InvokeAsync(
-      Method(method), std::move(input), std::move(activation),
-      Core::AsyncApiResultCb::GetInstance([promise](ResultPtr const& result, Progress const&) {
-        if (result) promise->set_value(result);
-      }));
-  if (future.wait_for(std::chrono::seconds(20)) != std::future_status::ready) return nullptr;
-  return future.get();
-}
-
-ValuePtr FromJson(std::string const& text, DataDefinition const& definition) {
-  ValuePtr value;
-  std::list<BaseMessage> messages;
-  EXPECT_TRUE(Json::Decode(text, definition, value, messages))
-      << (messages.empty() ? "" : messages.front().defaultMessage());
-  return value;
-}
-
-std::string ToJson(Data::DataValue const& value) {
-  std::string text;
-  std::list<BaseMessage> messages;
-  Json::Encode(value, nullptr, text, messages);
-  return text;
-}
-
-std::string ErrorName(ResultPtr const& result) {
-  return result && result->error() ? std::string(result->error()->name()) : "(none)";
-}
-
-// A plain HTTP exchange, for what a well-behaved client never sends.
-struct Reply {
-  unsigned status = 0;
-  std::string body;
-};
-
-Reply Post(unsigned short port, std::string const& body,
-           std::vector<std::pair<std::string, std::string>> headers = {}, http::verb verb = http::verb::post,
-           std::string const& target = "/rpc") {
-  net::io_context io;
-  beast::tcp_stream stream(io);
-  stream.connect(net::ip::tcp::endpoint(net::ip::make_address("127.0.0.1"), port));
-  http::request<http::string_body> request(verb, target, 11);
-  request.set(http::field::host, "localhost");
-  request.set(http::field::content_type, "application/json");
-  for (auto const& header : headers) request.set(header.first, header.second);
-  request.body() = body;
-  request.prepare_payload();
-  http::write(stream, request);
-  beast::flat_buffer buffer;
-  http::response<http::string_body> response;
-  beast::error_code ec;
-  http::read(stream, buffer, response, ec);
-  return {ec ? 0u : response.result_int(), response.body()};
-}
+using namespace Testing;  // NOLINT
 
 // Sends raw bytes, then reads until the server closes; returns what came back and how long it took.
 std::pair<std::string, std::chrono::milliseconds> Raw(
@@ -242,12 +84,6 @@ class Rpc : public ::testing::Test {
   std::shared_ptr<Core::InProcessProvider> provider_;
   std::unique_ptr<RpcServer> server_;
 };
-
-constexpr char kEveryKind[] = R"({"device":{"name":"cd\u00e9 \"0\"","password":"s3cr3t","data":"AAEC/w==",
-  "created":"2024-02-29T23:59:59.999Z","count":-9223372036854775807,"ratio":0.1,"enabled":true,"state":"ON",
-  "tags":["a","b"],"sizes":[1,2],"labels":{"x":"1"},"backing":{"type":"FILE","file":"/iso"},
-  "children":[{"name":"c"}],"next":{"name":"inner"},"extra":{"@type":"com.example.note","kept":[1,2.5,null]},
-  "failure":{"@type":"com.quarn.opax.std.errors.not_found","messages":[]},"from_a_newer_peer":{"x":1}}})";
 
 TEST_F(Rpc, EveryKindTravelsBothWaysAndErrorsArriveAsDeclared) {
   Serve();
@@ -387,6 +223,49 @@ TEST_F(Rpc, BadRequestsGetTheirJsonRpcOrHttpError) {
   EXPECT_NE(Raw(port, "POST /rpc HTTP/1.1\r\nHost: x\r\nX-Big: " + std::string(32 * 1024, 'a') + "\r\n\r\n")
                 .first.find(" 431 "),
             std::string::npos);
+}
+
+// Depth and width cost the parser heap, never stack: a body a million levels deep or a million
+// members wide gets the parse error that names a limit, and the server goes on.
+TEST_F(Rpc, AMillionDeepOrWideBodyGetsItsErrorAndTheServerStaysUp) {
+  constexpr std::size_t kMillion = 1000000;
+  ServerOptions options;
+  options.limits.bodyBytes = 64u << 20;  // so that the JSON limits answer, not the body limit
+  Serve(options);
+  std::string const call =
+      R"({"jsonrpc":"2.0","id":1,"method":"com.quarn.test.echo/echo","params":{"device":)";
+  std::string wideList = call + R"({"sizes":[)";
+  std::string wideObject = call + R"({"labels":{)";
+  for (std::size_t i = 0; i < kMillion; ++i) {
+    wideList += i ? ",1" : "1";
+    wideObject += (i ? ",\"k" : "\"k") + std::to_string(i) + "\":\"v\"";
+  }
+  struct Case {
+    char const* name;
+    std::string body;
+  };
+  Case const cases[] = {
+      {"nested arrays as the body", std::string(kMillion, '[') + std::string(kMillion, ']')},
+      {"nested objects in the params", call + R"({"name":"x","extra":)" +
+                                           [] {
+                                             std::string nested;
+                                             for (std::size_t i = 0; i < kMillion; ++i) nested += R"({"a":)";
+                                             return nested + "1" + std::string(kMillion, '}');
+                                           }() +
+                                           "}}}"},
+      {"a list of a million numbers", wideList + "]}}}"},
+      {"a map of a million entries", wideObject + "}}}}"},
+  };
+  for (Case const& c : cases) {
+    Reply const reply = Post(server_->port(), c.body);
+    EXPECT_EQ(reply.status, 200u) << c.name;
+    EXPECT_NE(reply.body.find(
+                  R"("code":-32700,"message":"The request is not a JSON-RPC request: it holds a limit)"),
+              std::string::npos)
+        << c.name << ": " << reply.body.substr(0, 300);
+  }
+  ResultPtr const echoed = Call(*Connect(), "echo", FromJson(kEveryKind, *DeviceInput()));
+  EXPECT_TRUE(echoed && echoed->success()) << ErrorName(echoed);
 }
 
 TEST_F(Rpc, ASlowClientIsCutOff) {
