@@ -57,13 +57,13 @@ if(NEXAR_AREAS)
   message(STATUS "NEXAR_AREAS=${NEXAR_AREAS}: generating ${_needed}")
 endif()
 
-# Mock headers are written beside the service headers; the build tracks them through the one source
-# that includes them all, which the generator writes with them.
+# Mock headers, like the blocking-call headers, are written beside the service headers; the build
+# tracks them through the one source that includes them all, which the generator writes with them.
 set(_mock_args)
 set(NEXAR_GEN_MOCKS_CHECK)
 if(NEXAR_MOCKS)
   set(_mock_args --mocks bindings --mocks opax/cis)
-  set(NEXAR_GEN_MOCKS_CHECK ${NEXAR_GEN_DIR}/mock_headers_check.cpp)
+  set(NEXAR_GEN_MOCKS_CHECK ${NEXAR_GEN_DIR}/service_headers_check.cpp)
 endif()
 
 file(GLOB_RECURSE _generator_files CONFIGURE_DEPENDS

@@ -1,18 +1,19 @@
 #pragma once
 
 // The blocking form of a call, for programs that do not want callbacks: a generated
-// SyncServiceStub makes the asynchronous call with a reply object that wakes the caller, which
-// waits on its own thread for it. No thread is made per call, so the reply must come from
-// elsewhere: a network client's I/O thread, or an implementation that answers before the call
-// returns. Never call one on the thread that completes replies (an RpcClient's I/O thread, or
-// inside another reply's callback): it would wait for ever, since the reply it waits for can
-// never run there. In-process, the InProcessProvider runs the implementation on the calling
-// thread: a reply given before it returns is there at once, one given later from another thread
-// ends the wait then, and one the implementation means to give later on this same thread never
-// comes. A reply object dropped unanswered ends the wait with the termination error.
+// SyncServiceStub (<bindings/..._sync.h>, beside each service's header) makes the asynchronous
+// call with a reply object that wakes the caller, which waits on its own thread. No thread is
+// made per call, so the reply must come from elsewhere: a network client's I/O thread, or an
+// implementation that answers before the call returns. Never call one on the thread that
+// completes replies (an RpcClient's I/O thread, or inside another reply's callback): it would
+// wait for ever, since the reply it waits for can never run there. In-process, the
+// InProcessProvider runs the implementation on the calling thread: a reply given before it
+// returns is there at once, one given later from another thread ends the wait then, and one the
+// implementation means to give later on this same thread never comes. A reply object dropped
+// unanswered ends the wait with the termination error.
 //
 // Generated code writes one line per operation, a lambda that makes the call, given to Await or
-// AwaitTask; their templates are instantiated per result type, not per operation.
+// AwaitTask: the waiting is compiled once per result type, and only where a program uses it.
 
 #include <runtime/call_path.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 // What a generated service header needs beyond its types: result objects, activations, the
-// runtime stub, the blocking calls, providers, localisation, and the operation descriptors.
+// runtime stub, providers, localisation, and the operation descriptors.
 
 #include <opax/core/invocation/activation.h>
 #include <opax/core/invocation/api_stub.h>
@@ -9,7 +9,6 @@
 #include <opax/core/l10n/localizer.h>
 #include <opax/core/provider/api_interface.h>
 #include <runtime/bind_path.h>
-#include <runtime/blocking.h>
 #include <runtime/call_path.h>
 #include <runtime/operation.h>
 #include <runtime/service_catalog.h>

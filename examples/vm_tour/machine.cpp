@@ -4,6 +4,8 @@
 
 #include "wait.h"
 
+#include <bindings/vm/power_sync.h>
+
 #include <chrono>
 
 namespace VmTour {

@@ -160,6 +160,11 @@ def header(prefix, rel):
     return f"{prefix}/{rel}.h"
 
 
+def sync_header(prefix, rel):
+    """A service's blocking calls, beside its own header."""
+    return f"{prefix}/{rel}_sync.h"
+
+
 def mock_header(prefix, rel):
     """A service's GoogleMock header, beside its own header."""
     return f"{prefix}/{rel}_mock.h"

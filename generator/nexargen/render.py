@@ -114,29 +114,34 @@ def tidy(text):
     return "\n".join(lines).strip("\n") + "\n"
 
 
-# The source that includes every mock header written, so that one compilation checks them all.
-MOCKS_CHECK = "mock_headers_check.cpp"
+# The source that includes every mock and blocking-call header written with the mocks, so that one
+# compilation checks them all.
+MOCKS_CHECK = "service_headers_check.cpp"
 
 
 def render(units, out_dir, catalogue=None, mocks=()):
     """Renders `units`; `catalogue` (all units, default `units`) decides how types are named, so that
-    rendering a part of the catalogue prints the same text as rendering all of it. The services of
-    the prefixes in `mocks` also get a mock header, and MOCKS_CHECK includes them all."""
+    rendering a part of the catalogue prints the same text as rendering all of it. A service also
+    gets a header of blocking calls; those of the prefixes in `mocks` a mock header too, and
+    MOCKS_CHECK includes those and their blocking-call headers."""
     declared = cpp.declared_names(catalogue or units)
     env = environment()
     header, source = env.get_template("unit.h.j2"), env.get_template("unit.cpp.j2")
-    mock = env.get_template("mock.h.j2")
+    mock, sync = env.get_template("mock.h.j2"), env.get_template("sync.h.j2")
     written, mock_headers = 0, []
     for unit in units:
         view = views.unit_view(unit, unit.prefix, declared)
         h_path, cpp_path = outputs(unit, out_dir)
         written += write_if_changed(h_path, tidy(header.render(u=view)))
         written += write_if_changed(cpp_path, tidy(source.render(u=view)))
+        if unit.kind == "service":
+            written += write_if_changed(os.path.join(out_dir, naming.sync_header(unit.prefix, unit.rel)),
+                                        tidy(sync.render(u=view)))
         if unit.prefix in mocks and unit.kind == "service":
-            mock_headers.append(naming.mock_header(unit.prefix, unit.rel))
-            written += write_if_changed(os.path.join(out_dir, mock_headers[-1]), tidy(mock.render(u=view)))
+            mock_headers += [naming.mock_header(unit.prefix, unit.rel), naming.sync_header(unit.prefix, unit.rel)]
+            written += write_if_changed(os.path.join(out_dir, mock_headers[-2]), tidy(mock.render(u=view)))
     if mocks:
-        check = "// Generated: every mock header, compiled together; do not edit.\n"
+        check = "// Generated: every mock and blocking-call header, compiled together; do not edit.\n"
         check += "".join(f"#include <{h}>\n" for h in sorted(mock_headers))
         written += write_if_changed(os.path.join(out_dir, MOCKS_CHECK), check)
     return written

@@ -2,7 +2,7 @@
 // error, a reply dropped unanswered, an answer from another thread) ends the wait with it, and
 // errors come out typed.
 
-#include <bindings/vm/evc_mode.h>
+#include <bindings/vm/evc_mode_sync.h>
 
 #include <opax/core/provider/in_process_provider.h>
 #include <opax/std/errors.h>
