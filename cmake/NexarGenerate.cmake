@@ -58,12 +58,14 @@ if(NEXAR_AREAS)
 endif()
 
 # Mock headers, like the blocking-call headers, are written beside the service headers; the build
-# tracks them through the one source that includes them all, which the generator writes with them.
+# tracks them through the few sources that include them all, which the generator writes with them.
 set(_mock_args)
 set(NEXAR_GEN_MOCKS_CHECK)
 if(NEXAR_MOCKS)
   set(_mock_args --mocks bindings --mocks opax/cis)
-  set(NEXAR_GEN_MOCKS_CHECK ${NEXAR_GEN_DIR}/service_headers_check.cpp)
+  foreach(_part RANGE 3)  # MOCKS_CHECK_PARTS in generator/nexargen/render.py
+    list(APPEND NEXAR_GEN_MOCKS_CHECK ${NEXAR_GEN_DIR}/service_headers_check_${_part}.cpp)
+  endforeach()
 endif()
 
 file(GLOB_RECURSE _generator_files CONFIGURE_DEPENDS
