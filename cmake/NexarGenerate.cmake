@@ -7,6 +7,7 @@ set(NEXAR_GEN_DIR ${PROJECT_BINARY_DIR}/gen)
 option(NEXAR_UNITY_BUILD "Compile the generated sources in batches" ON)
 set(NEXAR_AREAS "" CACHE STRING "Build only these areas of the catalogue (e.g. vm;authorization) and what they need; empty: all")
 set(NEXAR_UNITY_BATCH 16 CACHE STRING "Generated sources per batch")
+option(NEXAR_MOCKS "Also generate a GoogleMock header per service and the nexar::mocks target" OFF)
 
 # The generator needs Debian's Python with python3-jinja2, not whichever python3 comes first.
 find_program(NEXAR_PYTHON NAMES python3 PATHS /usr/bin NO_DEFAULT_PATH)
@@ -56,23 +57,36 @@ if(NEXAR_AREAS)
   message(STATUS "NEXAR_AREAS=${NEXAR_AREAS}: generating ${_needed}")
 endif()
 
+# Mock headers, like the blocking-call headers, are written beside the service headers; the build
+# tracks them through the few sources that include them all, which the generator writes with them.
+set(_mock_args)
+set(NEXAR_GEN_MOCKS_CHECK)
+if(NEXAR_MOCKS)
+  set(_mock_args --mocks bindings --mocks opax/cis)
+  foreach(_part RANGE 3)  # MOCKS_CHECK_PARTS in generator/nexargen/render.py
+    list(APPEND NEXAR_GEN_MOCKS_CHECK ${NEXAR_GEN_DIR}/service_headers_check_${_part}.cpp)
+  endforeach()
+endif()
+
 file(GLOB_RECURSE _generator_files CONFIGURE_DEPENDS
   ${PROJECT_SOURCE_DIR}/generator/nexargen/*.py ${PROJECT_SOURCE_DIR}/generator/templates/*.j2)
 
 add_custom_command(
-  OUTPUT ${NEXAR_GEN_STD} ${NEXAR_GEN_CIS} ${NEXAR_GEN_BINDINGS} ${NEXAR_GEN_SIM}
+  OUTPUT ${NEXAR_GEN_STD} ${NEXAR_GEN_CIS} ${NEXAR_GEN_BINDINGS} ${NEXAR_GEN_SIM} ${NEXAR_GEN_MOCKS_CHECK}
   COMMAND ${NEXAR_PYTHON} ${PROJECT_SOURCE_DIR}/generator/nexar_generate.py
           --root opax/std=opax/std --root opax/cis=opax/cis --root idl=bindings --root tools/sim/idl=sim
           --render opax/std --render opax/cis --render bindings --render sim --out ${NEXAR_GEN_DIR}
-          --areas "${_areas}"
+          --areas "${_areas}" ${_mock_args}
   # Outputs that did not change keep their time stamps; touch them so the rule is satisfied.
   COMMAND ${CMAKE_COMMAND} -E touch_nocreate ${NEXAR_GEN_STD} ${NEXAR_GEN_CIS} ${NEXAR_GEN_BINDINGS} ${NEXAR_GEN_SIM}
+          ${NEXAR_GEN_MOCKS_CHECK}
   DEPENDS ${NEXAR_GEN_STD_IDL} ${NEXAR_GEN_CIS_IDL} ${NEXAR_GEN_BINDINGS_IDL} ${NEXAR_GEN_SIM_IDL} ${_generator_files}
           ${PROJECT_SOURCE_DIR}/generator/nexar_generate.py
   WORKING_DIRECTORY ${PROJECT_SOURCE_DIR}
   COMMENT "Generating bindings from the interface descriptions"
   VERBATIM)
-add_custom_target(nexar_generate DEPENDS ${NEXAR_GEN_STD} ${NEXAR_GEN_CIS} ${NEXAR_GEN_BINDINGS} ${NEXAR_GEN_SIM})
+add_custom_target(nexar_generate DEPENDS ${NEXAR_GEN_STD} ${NEXAR_GEN_CIS} ${NEXAR_GEN_BINDINGS} ${NEXAR_GEN_SIM}
+                                        ${NEXAR_GEN_MOCKS_CHECK})
 
 # nexar_add_generated_library(<target> <alias> <sources...>): a library of generated sources.
 function(nexar_add_generated_library target)

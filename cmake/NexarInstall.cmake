@@ -8,6 +8,13 @@ set(_nexar_targets opax_core opax_json nexar_runtime opax_std opax_cis nexar_bin
 if(TARGET opax_rpc)
   list(APPEND _nexar_targets opax_rpc)
 endif()
+if(TARGET nexar_mocks)
+  list(APPEND _nexar_targets nexar_mocks)
+  set(_nexar_mock_headers)
+else()
+  # Mock headers left by an earlier build with NEXAR_MOCKS=ON are not part of this package.
+  set(_nexar_mock_headers PATTERN "*_mock.h" EXCLUDE)
+endif()
 set_target_properties(nexar_runtime PROPERTIES EXPORT_NAME runtime)
 
 # The installed libraries need one another (the bindings load opax-cis and opax-std, which load
@@ -37,7 +44,8 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/opax/ DESTINATION ${CMAKE_INSTALL_INCLUD
   FILES_MATCHING PATTERN "*.h" PATTERN "*_test*" EXCLUDE PATTERN "testing" EXCLUDE PATTERN "messages" EXCLUDE)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/runtime/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/runtime
   FILES_MATCHING PATTERN "*.h" PATTERN "testing" EXCLUDE)
-install(DIRECTORY ${NEXAR_GEN_DIR}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+install(DIRECTORY ${NEXAR_GEN_DIR}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h"
+  ${_nexar_mock_headers})
 
 # Message catalogues, where MessageCatalog::DefaultDirectory looks for them.
 install(DIRECTORY ${NEXAR_MESSAGES_DIR}/ DESTINATION ${CMAKE_INSTALL_DATADIR}/nexar/messages

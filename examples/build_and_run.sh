@@ -33,6 +33,11 @@ cmake -S "$here" -B "$build" "${generator[@]}" "${launcher[@]}" \
   { cat "$build/configure.log" >&2; exit 1; }
 cmake --build "$build"
 
+if [[ -x "$build/cdroms_test" ]]; then
+  echo "build_and_run.sh: running the example test over the package's mocks"
+  env -u LD_LIBRARY_PATH "$build/cdroms_test"
+fi
+
 echo "build_and_run.sh: running vm_tour against $server"
 status=0
 env -u LD_LIBRARY_PATH "$build/vm_tour" --server "$server" --ca-file "$ca_file" --user "$user" \

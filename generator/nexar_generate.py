@@ -22,6 +22,8 @@ def main(argv):
                         help="a directory of descriptions and the include prefix of its output")
     parser.add_argument("--render", action="append", default=[], metavar="PREFIX",
                         help="write the units of this prefix (repeatable); none: check only")
+    parser.add_argument("--mocks", action="append", default=[], metavar="PREFIX",
+                        help="also write a GoogleMock header for each service of this prefix (repeatable)")
     parser.add_argument("--out", help="output directory")
     parser.add_argument("--stamp", help="file to touch after a successful run")
     parser.add_argument("--stats", action="store_true", help="print the catalogue's statistics")
@@ -72,7 +74,7 @@ def main(argv):
             print("nexar_generate: --render needs --out", file=sys.stderr)
             return 2
         try:
-            render.render(selected, args.out, units)
+            render.render(selected, args.out, units, mocks=args.mocks)
         except OSError as e:  # the output directory, not a description, is at fault
             print(f"nexar_generate: cannot write the output: {e}", file=sys.stderr)
             return 2

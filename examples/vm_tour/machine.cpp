@@ -4,6 +4,8 @@
 
 #include "wait.h"
 
+#include <bindings/vm/power_sync.h>
+
 #include <chrono>
 
 namespace VmTour {
@@ -86,11 +88,14 @@ void PowerOn(Services const& services, std::string const& vm, Report& report) {
   auto started =
       WaitFor<::Opax::Void>([&](auto const& result) { services.power->Start(vm, nullptr, result); });
   if (started.error) return report.Failed("the server did not power the machine on", started.error);
-  // Read back rather than assumed: the server says what state the machine is in now.
-  auto power = WaitFor<std::shared_ptr<PowerSvc::Info const>>(
-      [&](auto const& result) { services.power->Get(vm, nullptr, result); });
-  if (power.error) return report.Failed("the server did not tell the power state", power.error);
-  report.Detail("power", (*power.value)->state().text());
+  // Read back rather than assumed: the server says what state the machine is in now. The blocking
+  // form of the stub does the waiting itself, safe here since the client replies on its own thread.
+  try {
+    auto const power = PowerSvc::SyncServiceStub(services.power).Get(vm);
+    report.Detail("power", power->state().text());
+  } catch (::Opax::Binding::CallError const& failed) {
+    report.Failed("the server did not tell the power state", failed.error());
+  }
 }
 
 }  // namespace VmTour

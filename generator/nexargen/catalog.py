@@ -88,12 +88,19 @@ class Catalog:
             self.check_enum(enum, add)
         for struct in unit.structs:
             self.check_struct(unit, struct, add)
-        names = set()
+        names, blocking = set(), {}
         for op in unit.operations:
             if op.name in names:
                 add(op.line, f"duplicate operation '{op.name}'")
             names.add(op.name)
             self.check_operation(unit, op, add)
+            # The SyncServiceStub names a task form <Op>Task, which another operation may already be.
+            for task in (True, False):
+                if (op.task_only or op.also_task) if task else not op.task_only:
+                    method = naming.blocking_method(op.name, task)
+                    first = blocking.setdefault(method, op.name)
+                    if first != op.name:
+                        add(op.line, f"'{first}' and '{op.name}' have the same blocking method '{method}'")
 
     def check_service_names(self, unit, add):
         bad = naming.id_breaks_rule(unit.dotted)

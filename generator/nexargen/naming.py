@@ -36,6 +36,7 @@ SIGNATURE_PARAMETERS = ("activation", "result")
 # Fixed names that the templates declare inside every service class (service.h.j2): a type of the
 # service with one of these names cannot be named relatively where they are in scope.
 SERVICE_MEMBERS = {"Constants", "Input", "Member", "GetInstance", "AsyncServiceInterface", "AsyncServiceStub",
+                   "SyncServiceStub", "MockAsyncServiceInterface",
                    "AsyncServiceBinderHelper", "AsyncServiceBinder"}
 
 # The structure that every Method class declares (service.h.j2) for its operation's parameters. All
@@ -159,6 +160,16 @@ def header(prefix, rel):
     return f"{prefix}/{rel}.h"
 
 
+def sync_header(prefix, rel):
+    """A service's blocking calls, beside its own header."""
+    return f"{prefix}/{rel}_sync.h"
+
+
+def mock_header(prefix, rel):
+    """A service's GoogleMock header, beside its own header."""
+    return f"{prefix}/{rel}_mock.h"
+
+
 def source(prefix, rel):
     """A unit's source file, beside its header."""
     return f"{prefix}/{rel}.cpp"
@@ -234,6 +245,12 @@ def method_class(op_name):
 def method_builder(op_name, task):
     """The binder's entry for one form; the task form's is distinct so that both forms bind."""
     return operation_method(op_name) + ("Task" if task else "") + "MethodBuilder"
+
+
+def blocking_method(op_name, task):
+    """The SyncServiceStub's method for one form: both forms take the same arguments, so the task
+    form, which returns the task's id, needs a name of its own."""
+    return operation_method(op_name) + ("Task" if task else "")
 
 
 # The generated sources' own statics. A service's file-level ones carry its class name, which keeps

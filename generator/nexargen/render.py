@@ -114,16 +114,40 @@ def tidy(text):
     return "\n".join(lines).strip("\n") + "\n"
 
 
-def render(units, out_dir, catalogue=None):
+# The sources that include every mock and blocking-call header written with the mocks, so that a
+# few compilations check them all: the whole catalogue's in one would need gigabytes of memory.
+MOCKS_CHECK_PARTS = 4
+
+
+def mocks_check(part):
+    return f"service_headers_check_{part}.cpp"
+
+
+def render(units, out_dir, catalogue=None, mocks=()):
     """Renders `units`; `catalogue` (all units, default `units`) decides how types are named, so that
-    rendering a part of the catalogue prints the same text as rendering all of it."""
+    rendering a part of the catalogue prints the same text as rendering all of it. A service also
+    gets a header of blocking calls; those of the prefixes in `mocks` a mock header too, and
+    the mocks_check sources include those and their blocking-call headers, in even shares."""
     declared = cpp.declared_names(catalogue or units)
     env = environment()
     header, source = env.get_template("unit.h.j2"), env.get_template("unit.cpp.j2")
-    written = 0
+    mock, sync = env.get_template("mock.h.j2"), env.get_template("sync.h.j2")
+    written, mock_headers = 0, []
     for unit in units:
         view = views.unit_view(unit, unit.prefix, declared)
         h_path, cpp_path = outputs(unit, out_dir)
         written += write_if_changed(h_path, tidy(header.render(u=view)))
         written += write_if_changed(cpp_path, tidy(source.render(u=view)))
+        if unit.kind == "service":
+            written += write_if_changed(os.path.join(out_dir, naming.sync_header(unit.prefix, unit.rel)),
+                                        tidy(sync.render(u=view)))
+        if unit.prefix in mocks and unit.kind == "service":
+            mock_headers += [naming.mock_header(unit.prefix, unit.rel), naming.sync_header(unit.prefix, unit.rel)]
+            written += write_if_changed(os.path.join(out_dir, mock_headers[-2]), tidy(mock.render(u=view)))
+    if mocks:
+        ordered = sorted(mock_headers)
+        for part in range(MOCKS_CHECK_PARTS):
+            check = "// Generated: a share of the mock and blocking-call headers, compiled together; do not edit.\n"
+            check += "".join(f"#include <{h}>\n" for h in ordered[part::MOCKS_CHECK_PARTS])
+            written += write_if_changed(os.path.join(out_dir, mocks_check(part)), check)
     return written

@@ -121,10 +121,12 @@ class ParamView:
 
 @dataclass(frozen=True)
 class FormView:
-    """One form an operation is served in, plain or `task`, and the binder's `builder` for it."""
+    """One form an operation is served in, plain or `task`, the binder's `builder` for it and the
+    SyncServiceStub's `blocking` method."""
 
     task: bool
     builder: str
+    blocking: str
 
 
 @dataclass(frozen=True)
@@ -138,7 +140,8 @@ class ErrorListView:
 @dataclass(frozen=True)
 class OperationView:
     """An operation: `wire` its name, `name` its C++ method, `method` its Method class, `qualified`
-    the method from the global namespace; `plain` and `task` the forms it has, `forms` them in
+    the method from the global namespace; `result` its result type and `returned` what a blocking
+    call of the plain form returns (void for no result); `plain` and `task` the forms it has, `forms` them in
     order; `error_list` the name of the list of errors it declares (None: it declares none);
     `input` its parameters as one structure."""
 
@@ -148,6 +151,7 @@ class OperationView:
     qualified: str
     params: Tuple[ParamView, ...]
     result: str
+    returned: str
     plain: bool
     task: bool
     forms: Tuple[FormView, ...]
@@ -282,9 +286,10 @@ def operation_view(unit, op, scope, error_list):
         qualified=naming.absolute(container + [naming.operation_method(op.name)]),
         params=tuple(ParamView(naming.accessor(p.name), cpp_type(p.type, scope)) for p in op.params),
         result=cpp_type(op.result, scope),
+        returned="void" if op.result.kind == "void" else cpp_type(op.result, scope),
         plain=plain,
         task=task,
-        forms=tuple(FormView(t, naming.method_builder(op.name, t)) for t in forms),
+        forms=tuple(FormView(t, naming.method_builder(op.name, t), naming.blocking_method(op.name, t)) for t in forms),
         error_list=error_list,
         input=input_view(op, container, scope),
     )

@@ -134,12 +134,15 @@ class UnknownAndDuplicateTest(CheckTest):
   }
   op get(a: long, b: long,
          a: string) -> void;
-  op get() -> void;""")], [
+  op get() -> void;
+  task op move() -> void;
+  op move_task() -> void;""")], [
             ("idl/a.idl", 6, "value 'X' of E is reserved or repeated"),
             ("idl/a.idl", 10, "'size_MiB' and 'size_mi_b' have the same accessor 'sizeMiB'"),
             ("idl/a.idl", 12, "duplicate field 'x' in S"),
             ("idl/a.idl", 15, "duplicate parameter 'a' of 'get'"),
             ("idl/a.idl", 16, "duplicate operation 'get'"),
+            ("idl/a.idl", 18, "'move' and 'move_task' have the same blocking method 'MoveTask'"),
         ])
 
     def test_names_that_break_the_case_rules(self):

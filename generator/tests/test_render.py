@@ -14,14 +14,14 @@ GENERATOR = os.path.join(REPO, "generator", "nexar_generate.py")
 ROOTS = [("opax/std", "opax/std"), ("opax/cis", "opax/cis"), ("idl", "bindings")]
 
 
-def generate(out, roots=None):
+def generate(out, roots=None, extra=()):
     """Runs the command from the repository root; returns (exit code, stderr)."""
     args = [sys.executable, GENERATOR]
     for directory, prefix in roots or [(os.path.join(REPO, d), p) for d, p in ROOTS]:
         args += ["--root", f"{directory}={prefix}"]
     for _, prefix in ROOTS:
         args += ["--render", prefix]
-    args += ["--out", out]
+    args += ["--out", out, *extra]
     env = dict(os.environ, PYTHONDONTWRITEBYTECODE="1")
     env.pop("NEXARGEN_DEBUG", None)
     done = subprocess.run(args, cwd=REPO, env=env, capture_output=True, text=True, timeout=120)
@@ -76,8 +76,12 @@ class GeneratedTreeTest(unittest.TestCase):
                     if name.endswith(".idl"):
                         rel = os.path.relpath(os.path.join(parent, name[:-4]), os.path.join(REPO, directory))
                         expected |= {f"{prefix}/{rel}.h", f"{prefix}/{rel}.cpp"}
-        self.assertEqual(set(files_below(self.out)), expected)
+        # Beside a service's header, its blocking calls: the build finds them by including them.
+        found = set(files_below(self.out))
+        self.assertEqual({f for f in found if not f.endswith("_sync.h")}, expected)
         self.assertIn("bindings/vm/hardware/cdrom.h", expected)
+        self.assertEqual(len({f for f in found if f.endswith("_sync.h")}),
+                         sum('class SyncServiceStub;' in self.read(f) for f in expected if f.endswith(".h")))
 
     def test_service_header(self):
         text = self.read("bindings/vm/hardware/cdrom.h")
@@ -225,3 +229,26 @@ class BadInputTest(unittest.TestCase):
 
 if __name__ == "__main__":
     unittest.main()
+
+
+class MockHeadersTest(unittest.TestCase):
+    def test_every_form_of_every_operation_is_mocked_and_checked(self):
+        # A form left out still compiles (the mock is merely abstract, or a plain form keeps its
+        # default) until a user's test needs it; so count them against the interface's.
+        out = tempfile.mkdtemp(prefix="nexargen-")
+        self.addCleanup(shutil.rmtree, out, ignore_errors=True)
+        code, stderr = generate(out, extra=["--areas", "vm", "--mocks", "bindings"])
+        self.assertEqual((code, stderr), (0, ""))
+        mocks = sorted(rel for rel in files_below(out) if rel.endswith("_mock.h"))
+        self.assertIn("bindings/vm/hardware/cdrom_mock.h", mocks)
+        for rel in mocks:
+            with open(os.path.join(out, rel[: -len("_mock.h")] + ".h"), encoding="utf-8") as f:
+                interface = class_body(f.read(), "AsyncServiceInterface")
+            with open(os.path.join(out, rel), encoding="utf-8") as f:
+                mock = f.read()
+            self.assertEqual(mock.count("MOCK_METHOD("), interface.count("virtual void "), rel)
+        checked = []
+        for part in range(4):
+            with open(os.path.join(out, f"service_headers_check_{part}.cpp"), encoding="utf-8") as f:
+                checked += re.findall(r"#include <(.*)>", f.read())
+        self.assertEqual(sorted(checked), sorted(mocks + [m.replace("_mock.h", "_sync.h") for m in mocks]))
