@@ -5,7 +5,6 @@
 #include <bindings/authorization/privilege_checks/latest.h>
 #include <bindings/authorization/roles.h>
 #include <bindings/cluster/modules.h>
-#include <bindings/evc_modes.h>
 #include <bindings/hafo/cluster/mode.h>
 #include <bindings/host/maintenance/requests_v1.h>
 #include <bindings/host/maintenance/upgrade_v1.h>
@@ -143,11 +142,6 @@ class Roles : public RolesSvc::AsyncServiceInterface {
     if (role == "undeclared") {
       return result.SetError(::Opax::Binding::ErrorValueOf(Errors::InvalidElementType({Note(role)})));
     }
-    if (role == "twice") {
-      result.SetResult(::Opax::Void());
-      result.SetError(::Opax::Binding::ErrorValueOf(Errors::NotFound({Note(role)})));
-      return result.SetResult(::Opax::Void());
-    }
     roles.erase(role);
     result.SetResult(::Opax::Void());
   }
@@ -252,49 +246,31 @@ TEST(ServiceStub, ServerErrorsArriveUnchanged) {
   stub->Get("admin", nullptr, got.Result());
   ASSERT_EQ(got.size(), 1u);
   EXPECT_EQ(got.error(), error);
-
-  // And through the binder: a declared error from the implementation, name and messages intact.
-  RolesFixture f;
-  Plain<std::shared_ptr<RolesSvc::Info const>> missing;
-  f.stub->Get("nobody", nullptr, missing.Result());
-  ASSERT_EQ(missing.size(), 1u);
-  ASSERT_TRUE(missing.error());
-  EXPECT_EQ(missing.error()->name(), "com.quarn.opax.std.errors.not_found");
-  ASSERT_EQ(missing.error()->messages().size(), 1u);
-  EXPECT_EQ(missing.error()->messages().front().args(), std::vector<std::string>{"nobody"});
 }
 
+// A reply the stub cannot read as the operation's result (or, for a task form, as a task id) is
+// the short invalid_argument, with the conversion's messages.
 TEST(ServiceStub, AReplyOfTheWrongShapeIsTheShortInvalidArgument) {
   auto badField = StructValue::GetInstance("com.quarn.nexar.authorization.roles.info");
   badField->SetField("system_role", DataValue::Create(std::string("yes")));
+  auto spec = std::make_shared<Nexar::Host::Maintenance::UpgradeV1Svc::ApplySpec>();
+  spec->version("8.0.2");
   std::vector<std::shared_ptr<DataValue const>> const replies = {
       DataValue::Create(int64_t{5}), DataValue::Create(std::string("admin")), badField, nullptr};
   for (auto const& output : replies) {
-    auto provider = std::make_shared<ScriptedProvider>(
-        [output](AsyncApiResultCb& reply) { reply(MethodResult::GetInstance(output), Progress()); });
-    auto stub = RolesSvc::AsyncServiceStub::GetInstance(::Opax::Stub::AsyncApiStub::GetInstance(provider));
+    SCOPED_TRACE(output ? output->ToString() : "null");
+    auto apiStub = ::Opax::Stub::AsyncApiStub::GetInstance(std::make_shared<ScriptedProvider>(
+        [output](AsyncApiResultCb& reply) { reply(MethodResult::GetInstance(output), Progress()); }));
     Plain<std::shared_ptr<RolesSvc::Info const>> got;
-    stub->Get("admin", nullptr, got.Result());
+    RolesSvc::AsyncServiceStub::GetInstance(apiStub)->Get("admin", nullptr, got.Result());
     ASSERT_EQ(got.size(), 1u);
-    ASSERT_TRUE(got.error()) << (output ? output->ToString() : "null");
+    ASSERT_TRUE(got.error());
     EXPECT_EQ(got.error()->name(), "invalid_argument");
     EXPECT_FALSE(Ids(got.error()).empty());
-  }
-}
-
-TEST(ServiceStub, ATaskReplyMustBeATaskIdString) {
-  std::vector<std::shared_ptr<DataValue const>> const replies = {
-      DataValue::Create(int64_t{5}),
-      StructValue::GetInstance("com.quarn.nexar.host.maintenance.upgrade_v1.apply_spec"), nullptr};
-  auto spec = std::make_shared<Nexar::Host::Maintenance::UpgradeV1Svc::ApplySpec>();
-  spec->version("8.0.2");
-  for (auto const& output : replies) {
-    auto provider = std::make_shared<ScriptedProvider>(
-        [output](AsyncApiResultCb& reply) { reply(MethodResult::GetInstance(output), Progress()); });
-    auto stub = Nexar::Host::Maintenance::UpgradeV1Svc::AsyncServiceStub::GetInstance(
-        ::Opax::Stub::AsyncApiStub::GetInstance(provider));
+    if (output && output->kind() == ::Opax::Data::Kind::String) continue;  // a task id, for the task form
     Task<::Opax::Void> started;
-    stub->Apply("host-1", spec, nullptr, started.Result());
+    Nexar::Host::Maintenance::UpgradeV1Svc::AsyncServiceStub::GetInstance(apiStub)->Apply(
+        "host-1", spec, nullptr, started.Result());
     ASSERT_EQ(started.size(), 1u);
     ASSERT_TRUE(started.error());
     EXPECT_EQ(started.error()->name(), kInvalidArgument);
@@ -470,28 +446,6 @@ TEST(ServiceBinder, AnOutputThatBreaksItsDefinitionIsTheServersFault) {
   ASSERT_TRUE(listed.error());
   EXPECT_EQ(listed.error()->name(), kInternal);
   EXPECT_EQ(Ids(listed.error()).back(), "opax.invoke.invalid.output");
-
-  // So does an enumeration text that the operation does not know.
-  namespace Hafo = Nexar::Hafo::Cluster;
-  struct Modes : Hafo::ModeSvc::AsyncServiceInterface {
-    void Get(std::shared_ptr<AsyncActivation> const&,
-             ::Opax::AsyncResult<std::shared_ptr<Hafo::ModeSvc::Info const>,
-                                 ::Opax::AsyncResultTerminateCbPolicy> const& r) override {
-      r.SetResult(
-          std::make_shared<Hafo::ModeSvc::Info const>(Hafo::ModeSvc::ClusterMode(std::string("HALF_ON"))));
-    }
-    void Set(
-        Hafo::ModeSvc::ClusterMode const&, std::shared_ptr<AsyncActivation> const&,
-        ::Opax::AsyncTaskResult<::Opax::Void, ::Opax::AsyncTaskResultTerminateCbPolicy> const& r) override {
-      r.Terminate();
-    }
-  };
-  f.server->Register(Hafo::ModeSvc::AsyncServiceBinder::BindImplementation(std::make_shared<Modes>()));
-  Plain<std::shared_ptr<Hafo::ModeSvc::Info const>> mode;
-  Hafo::ModeSvc::AsyncServiceStub::GetInstance(f.apiStub)->Get(nullptr, mode.Result());
-  ASSERT_EQ(mode.size(), 1u);
-  ASSERT_TRUE(mode.error());
-  EXPECT_EQ(Ids(mode.error()).back(), "opax.invoke.invalid.output");
 }
 
 TEST(ServiceBinder, OnlyDeclaredErrorsPass) {
@@ -555,12 +509,6 @@ TEST(ServiceBinder, EveryCallEndsExactlyOnce) {
   EXPECT_EQ(never.error()->name(), kInternal);
   EXPECT_EQ(Ids(never.error()), std::vector<std::string>{"opax.invoke.terminated"});
 
-  Plain<::Opax::Void> twice;
-  f.stub->Delete("twice", nullptr, twice.Result());
-  ASSERT_EQ(twice.size(), 1u);
-  EXPECT_TRUE(twice.value());
-  EXPECT_FALSE(twice.error());
-
   // A void result reaches the caller as Opax::Void, and the role is gone.
   Plain<::Opax::Void> deleted;
   f.stub->Delete("admin", nullptr, deleted.Result());
@@ -580,19 +528,6 @@ TEST(ServiceBinder, AnImplementationThatThrowsEndsItsCallNotItsCaller) {
   EXPECT_NO_THROW(f.stub->Update("answer-then-throw", spec, nullptr, answered.Result()));
   ASSERT_EQ(answered.size(), 1u);
   EXPECT_TRUE(answered.value());
-}
-
-TEST(ServiceBinder, ANullActivationFromAPeerIsNoCrash) {
-  RolesFixture f;
-  RolesSvc::GetMethod::Input input;
-  input.role = "admin";
-  auto found = f.Raw("get", ValueOf(input), nullptr);
-  ASSERT_TRUE(found);
-  EXPECT_TRUE(found->success());
-  input.role = "nobody";
-  auto missing = f.Raw("get", ValueOf(input), nullptr);
-  ASSERT_TRUE(missing && missing->error());
-  EXPECT_EQ(missing->error()->name(), "com.quarn.opax.std.errors.not_found");
 }
 
 std::set<std::string> MethodNames(std::shared_ptr<::Opax::Provider::AsyncApiInterface> const& service) {
@@ -776,18 +711,6 @@ std::vector<std::string> Names(
   return names;
 }
 
-TEST(Descriptors, NamesOfOperationsAndTheirTaskForms) {
-  EXPECT_EQ(Nexar::EvcModesSvc::CreateMethod::methodName(), "create");
-  EXPECT_EQ(Nexar::EvcModesSvc::CreateMethod::taskMethodName(), "create$task");
-  EXPECT_EQ(Nexar::Hafo::Cluster::ModeSvc::SetMethod::taskMethodName(), "set$task");
-  EXPECT_EQ(Nexar::Topology::NodeOpsSvc::DeleteMethod::taskMethodName(), "delete$task");
-  EXPECT_EQ(RolesSvc::ListMethod::methodName(), "list");
-  EXPECT_EQ(::Opax::Data::TypeInfo<RolesSvc::AsyncServiceInterface>::name(), kRoles);
-  EXPECT_EQ(
-      ::Opax::Data::TypeInfo<Nexar::Authorization::PrivilegeChecks::LatestSvc::AsyncServiceInterface>::name(),
-      "com.quarn.nexar.authorization.privilege_checks.latest");
-}
-
 TEST(Descriptors, ErrorListsAreFreshAndComplete) {
   auto first = RolesSvc::CreateMethod::errorDefs();
   auto second = RolesSvc::CreateMethod::errorDefs();
@@ -806,17 +729,6 @@ TEST(Descriptors, ErrorListsAreFreshAndComplete) {
 }
 
 TEST(Descriptors, InputsShareOneTypeNameAndListTheirParameters) {
-  std::string const common = ::Opax::Data::TypeInfo<::Opax::OperationInput>::name();
-  EXPECT_FALSE(common.empty());
-  EXPECT_EQ(::Opax::Data::TypeInfo<RolesSvc::CreateMethod::Input>::name(), common);
-  EXPECT_EQ(::Opax::Data::TypeInfo<RolesSvc::UpdateMethod::Input>::name(), common);
-  EXPECT_EQ(::Opax::Data::TypeInfo<Nexar::Cluster::ModulesSvc::ListMethod::Input>::name(), common);
-  EXPECT_EQ(
-      ::Opax::Data::TypeInfo<Nexar::Authorization::PrivilegeChecks::LatestSvc::GetMethod::Input>::name(),
-      common);
-  EXPECT_EQ(::Opax::Data::TypeInfo<Nexar::Host::Maintenance::UpgradeV1Svc::ApplyMethod::Input>::name(),
-            common);
-
   auto fieldsOf = [](std::shared_ptr<::Opax::Data::DataDefinition const> const& definition) {
     std::vector<std::string> names;
     EXPECT_TRUE(definition && definition->type() == ::Opax::Data::DefinitionType::Structure);

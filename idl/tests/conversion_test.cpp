@@ -132,14 +132,6 @@ TEST(NativeToValue, OperationInputsShareOneNameAndListTheirParameters) {
   EXPECT_EQ(Listing(kept), Names{"since"});
 }
 
-TEST(NativeToValue, AnEmptyRequiredStructureIsReportedNotFollowed) {
-  std::shared_ptr<DataValue const> value;
-  Messages messages;
-  EXPECT_FALSE(NativeToValueAdapter::Adapt(Nexar::ServiceLocator(), value, messages));
-  ASSERT_EQ(messages.size(), 1u);
-  EXPECT_EQ(messages.front().id(), "opax.data.unset.non.optional.field");
-}
-
 TEST(ValueToNative, AbsentFieldsKeepWhatTheObjectHeld) {
   Hw::MemorySvc::Info memory;
   memory.sizeMiB(512).hotAddEnabled(true);
@@ -159,44 +151,6 @@ TEST(ValueToNative, AbsentFieldsKeepWhatTheObjectHeld) {
   ASSERT_TRUE(ValueToNativeAdapter::Adapt(value, memory, messages));
   EXPECT_EQ(memory.hotAddIncrementSizeMiB(), boost::optional<int64_t>(128));
   EXPECT_FALSE(memory.hotAddLimitMiB());
-}
-
-TEST(ValueToNative, ANonStructureValueGivesOneInvalidTypeAndTouchesNothing) {
-  std::shared_ptr<DataValue const> const notStructures[] = {
-      nullptr,
-      String("com.quarn.nexar.service_locator"),
-      DataValue::Create(int64_t{3}),
-      DataValue::Create(true),
-      ListValueString::GetInstance(),
-      std::make_shared<ListValue>(Kind::Structure),
-      OptionalValue::GetInstance(),
-      Set(Set(String("x"))),
-      DataValue::Create(::Opax::SecretString("s")),
-  };
-  for (auto const& bad : notStructures) {
-    SCOPED_TRACE(bad ? bad->ToString() : "null");
-    Nexar::ServiceLocator locator("uuid", "https://peer", std::make_shared<Nexar::Credential const>());
-    locator.sslThumbprint(std::string("AA:BB"));
-    Messages messages;
-    EXPECT_FALSE(ValueToNativeAdapter::Adapt(bad, locator, messages));
-    ASSERT_EQ(messages.size(), 1u);
-    EXPECT_EQ(messages.front().id(), "opax.data.invalid.type");
-    EXPECT_TRUE(messages.front().args().empty());
-    EXPECT_EQ(locator.instanceUuid(), "uuid");
-    EXPECT_EQ(locator.sslThumbprint(), boost::optional<std::string>("AA:BB"));
-    EXPECT_TRUE(locator.credential());
-  }
-
-  // A map has fields but no structure type: it cannot stand for one.
-  auto map = MapValue::GetInstance();
-  map->SetField("instance_uuid", String("other"));
-  Nexar::ServiceLocator locator;
-  Messages messages;
-  EXPECT_FALSE(ValueToNativeAdapter::Adapt(map, locator, messages));
-  ASSERT_EQ(messages.size(), 1u);
-  EXPECT_EQ(messages.front().id(), "opax.data.bad.cast1");
-  EXPECT_EQ(messages.front().args().size(), 1u);
-  EXPECT_TRUE(locator.instanceUuid().empty());
 }
 
 TEST(ValueToNative, AWrongKindBelowTheTopStopsAtTheFirstFailure) {
@@ -323,29 +277,6 @@ TEST(ValueToNative, ListsKeepOrderAndSetsSortAndCollapse) {
   EXPECT_EQ(static_cast<ListValueString const&>(*listed).items(), (Names{"System.Read", "Vm.Power"}));
 }
 
-TEST(EnumerationFields, UnknownTextsTravelBackUnchanged) {
-  auto value = StructValue::GetInstance("com.quarn.nexar.vm.hardware.cdrom.backing_info");
-  value->SetField("type", String("NETWORK_IMAGE"));
-  value->SetField("device_access_type", Set(String("passthru")));
-  value->SetField("iso_file", OptionalValue::GetInstance());
-  value->SetField("host_device", OptionalValue::GetInstance());
-  value->SetField("auto_detect", OptionalValue::GetInstance());
-  auto const backing = ToNative<Hw::CdromSvc::BackingInfo>(value);
-  EXPECT_EQ(static_cast<Hw::CdromSvc::BackingType::EnumType>(backing.type()),
-            Hw::CdromSvc::BackingType::_UNKNOWN);
-  EXPECT_EQ(backing.type().unknownText(), "NETWORK_IMAGE");
-  ASSERT_TRUE(backing.deviceAccessType());
-  EXPECT_EQ(backing.deviceAccessType()->value(), 3);
-
-  auto const back = ToValue(backing);
-  EXPECT_EQ(Text(Field(back, "type")), "NETWORK_IMAGE");
-  EXPECT_EQ(Text(static_cast<OptionalValue const&>(*Field(back, "device_access_type")).value()), "passthru");
-  EXPECT_TRUE(DataValue::Equal(*value, *back));
-
-  value->SetField("type", String("_UNKNOWN"));
-  EXPECT_EQ(Text(Field(ToValue(ToNative<Hw::CdromSvc::BackingInfo>(value)), "type")), "_UNKNOWN");
-}
-
 TEST(UnknownFields, AreKeptAndWrittenBackAfterTheDeclaredOnes) {
   auto value = StructValue::GetInstance("com.quarn.nexar.username_password");
   value->SetField("zz_domain", String("corp"));
@@ -439,31 +370,6 @@ TEST(Definitions, DescribeAndValidateWhatTheConversionProduces) {
   EXPECT_FALSE(definition->Validate(ToValue(Hw::CdromSvc::Summary("cdrom-1")), messages));
 }
 
-// Three fields naming one structure type, as an operation's input may: described once.
-void DescribeThreeAddresses(NativeToDefinitionAdapter::SrcType const&,
-                            NativeToDefinitionAdapter::Destination const& destination,
-                            NativeToDefinitionAdapter::Container& container, Messages&) {
-  NativeToDefinitionAdapter::CompoundHelper<StructDefinition> helper(
-      reinterpret_cast<void const*>(&DescribeThreeAddresses), "test.three_addresses", destination, container);
-  if (!helper.needsFields()) return;
-  helper.AddField<std::shared_ptr<Hw::IdeAddressInfo const>>("primary");
-  helper.AddField<::Opax::OptionalPtr<Hw::IdeAddressInfo const>>("secondary");
-  helper.AddField<std::list<std::shared_ptr<Hw::IdeAddressInfo const>>>("others");
-}
-
-TEST(Definitions, FieldsOfOneStructureTypeShareOneDefinition) {
-  std::shared_ptr<DataDefinition const> definition;
-  Messages messages;
-  ASSERT_TRUE(NativeToDefinitionAdapter::Adapt({}, &DescribeThreeAddresses, &definition, messages));
-  auto const& fields = static_cast<StructDefinition const&>(*definition).fields();
-  auto const primary = fields.at("primary");
-  ASSERT_EQ(primary->type(), DefinitionType::Structure);
-  EXPECT_EQ(static_cast<StructDefinition const&>(*primary).name(),
-            "com.quarn.nexar.vm.hardware.ide_address_info");
-  EXPECT_EQ(static_cast<OptionalDefinition const&>(*fields.at("secondary")).elementType(), primary);
-  EXPECT_EQ(static_cast<ListDefinition const&>(*fields.at("others")).elementType(), primary);
-}
-
 TEST(Metadata, NamesAndResourceTypesOfIdentifierFields) {
   using ::Opax::Metadata::StructInfo;
   auto const info = StructInfo::Create<Auth::VtContainers::MappingsSvc::Info>();
@@ -476,17 +382,12 @@ TEST(Metadata, NamesAndResourceTypesOfIdentifierFields) {
   EXPECT_EQ(info->fields().count("object"), 0u);
   EXPECT_NE(StructInfo::Create<Auth::VtContainers::MappingsSvc::Info>(), info) << "a new record per call";
 
-  auto const summary = StructInfo::Create<Auth::VtContainers::MappingsSvc::Summary>();
-  EXPECT_EQ(summary->fields().at("mapping")->resourceTypes,
-            std::set<std::string>{"com.quarn.nexar.authorization.vt_containers.Mapping"});
   EXPECT_EQ(StructInfo::Create<Auth::VtContainers::MappingsSvc::FilterSpec>()
                 ->fields()
                 .at("vtcontainers")
                 ->resourceTypes,
             std::set<std::string>{"com.quarn.nexar.authorization.VtContainer"})
       << "a set of identifiers names its kind too";
-  EXPECT_EQ(StructInfo::Create<Hw::EthernetSvc::BackingInfo>()->fields().at("network")->resourceTypes,
-            std::set<std::string>{"Network"});
   EXPECT_EQ(StructInfo::Create<Hw::EthernetSvc::BackingInfo>()->name(),
             "com.quarn.nexar.vm.hardware.Ethernet.BackingInfo");
 

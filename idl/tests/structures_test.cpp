@@ -1,26 +1,18 @@
 // Generated structure classes: defaults, constructors, sharing on copy, chaining setters, type
 // names and resource-type constants.
 
-#include <bindings/authorization/privileges.h>
 #include <bindings/authorization/roles.h>
-#include <bindings/authorization/vt_containers.h>
 #include <bindings/authorization/vt_containers/mappings.h>
 #include <bindings/nexar.h>
 #include <bindings/vm/hardware/adapter/nvme.h>
-#include <bindings/vm/hardware/adapter/sata.h>
-#include <bindings/vm/hardware/adapter/scsi.h>
-#include <bindings/vm/hardware/boot.h>
 #include <bindings/vm/hardware/boot/device.h>
 #include <bindings/vm/hardware/cdrom.h>
-#include <bindings/vm/hardware/cpu.h>
 #include <bindings/vm/hardware/disk.h>
 #include <bindings/vm/hardware/ethernet.h>
-#include <bindings/vm/hardware/floppy.h>
 #include <bindings/vm/hardware/memory.h>
-#include <bindings/vm/hardware/parallel.h>
 #include <bindings/vm/hardware/serial.h>
 #include <opax/cis/task.h>
-#include <opax/std/errors.h>
+#include <opax/std/std.h>
 
 #include <boost/optional/optional_io.hpp>
 #include <gtest/gtest.h>
@@ -62,21 +54,6 @@ TEST(Structures, DefaultsFollowTheFieldTypeTable) {
   EXPECT_FALSE(info.pciSlotNumber());
   EXPECT_FALSE(info.wakeOnLanEnabled());
   EXPECT_FALSE(info.backing());
-
-  Hw::MemorySvc::Info memory;
-  EXPECT_EQ(memory.sizeMiB(), 0);
-  EXPECT_FALSE(memory.hotAddLimitMiB());
-
-  Auth::RolesSvc::Info role;
-  EXPECT_TRUE(role.privileges().empty());
-  EXPECT_FALSE(role.systemRole());
-  Auth::RolesSvc::FilterSpec filter;
-  EXPECT_FALSE(filter.names());
-
-  ::Com::Quarn::Opax::Std::Errors::Error error;
-  EXPECT_TRUE(error.messages().empty());
-  EXPECT_FALSE(error.data());
-  EXPECT_FALSE(error.errorType());
 }
 
 TEST(Structures, RequiredFieldConstructorsTakeTheNonOptionalFieldsInOrder) {
@@ -100,15 +77,6 @@ TEST(Structures, RequiredFieldConstructorsTakeTheNonOptionalFieldsInOrder) {
   EXPECT_EQ(spec.name(), "operator");
   EXPECT_EQ(spec.description(), "may power machines");
   EXPECT_EQ(spec.privileges(), (std::set<std::string>{"Vm.Console", "Vm.Power"}));
-
-  // Every backing union takes its tag alone; the case fields start unset.
-  Hw::CdromSvc::BackingInfo cdrom(Hw::CdromSvc::BackingType::ISO_FILE);
-  EXPECT_EQ(cdrom.type(), Hw::CdromSvc::BackingType::ISO_FILE);
-  EXPECT_FALSE(cdrom.isoFile());
-  EXPECT_FALSE(cdrom.deviceAccessType());
-  Hw::SerialSvc::BackingSpec serial(Hw::SerialSvc::BackingType::PIPE_CLIENT);
-  EXPECT_EQ(serial.type(), Hw::SerialSvc::BackingType::PIPE_CLIENT);
-  EXPECT_FALSE(serial.pipe());
 
   auto backing =
       std::make_shared<Hw::EthernetSvc::BackingInfo const>(Hw::EthernetSvc::BackingType::HOST_DEVICE);
@@ -174,44 +142,29 @@ TEST(Structures, CopiesCarryTheFieldsTheyDoNotDeclare) {
   }
 }
 
+// Setters return the object itself, so a chain on a named object changes that object; setting an
+// optional field to none unsets it.
 TEST(Structures, SettersChainOnTheSameObject) {
-  Auth::RolesSvc::CreateSpec spec;
-  EXPECT_EQ(&spec.name("x"), &spec);
-  spec.name("auditor").description("reads everything").privileges({"System.Read"});
-  EXPECT_EQ(spec.name(), "auditor");
-  EXPECT_EQ(spec.description(), "reads everything");
-  EXPECT_EQ(spec.privileges(), std::set<std::string>{"System.Read"});
-
   Hw::DiskSvc::CreateSpec disk;
   auto nvme = std::make_shared<Hw::NvmeAddressSpec const>(Hw::NvmeAddressSpec().bus(0).unit(int64_t{3}));
   using Bus = Hw::DiskSvc::HostBusAdapterType;
   EXPECT_EQ(&disk.type(Bus(Bus::NVME)).nvme(nvme), &disk);
   EXPECT_EQ(*disk.type(), Bus::NVME);
   EXPECT_EQ(disk.nvme()->unit(), boost::optional<int64_t>(3));
-
-  // Setting an optional back to none unsets it.
   disk.type(boost::none).nvme(boost::none);
   EXPECT_FALSE(disk.type());
   EXPECT_FALSE(disk.nvme());
 }
 
+// One of each shape: top level, nested in a service, an area below another, mixed-case words and
+// the sibling libraries.
 TEST(Structures, TypeNamesAreTheDottedWireNames) {
-  EXPECT_EQ(TypeInfo<Nexar::ServiceLocator>::name(), "com.quarn.nexar.service_locator");
-  EXPECT_EQ(TypeInfo<Nexar::Credential>::name(), "com.quarn.nexar.credential");
   EXPECT_EQ(TypeInfo<Nexar::UsernamePassword>::name(), "com.quarn.nexar.username_password");
-  EXPECT_EQ(TypeInfo<Auth::RolesSvc::CreateSpec>::name(), "com.quarn.nexar.authorization.roles.create_spec");
   EXPECT_EQ(TypeInfo<Auth::VtContainers::MappingsSvc::Info>::name(),
             "com.quarn.nexar.authorization.vt_containers.mappings.info");
-  EXPECT_EQ(TypeInfo<Hw::CdromSvc::BackingInfo>::name(), "com.quarn.nexar.vm.hardware.cdrom.backing_info");
-  EXPECT_EQ(TypeInfo<Hw::ConnectionInfo>::name(), "com.quarn.nexar.vm.hardware.connection_info");
   EXPECT_EQ(TypeInfo<Hw::Boot::DeviceSvc::EntryCreateSpec>::name(),
             "com.quarn.nexar.vm.hardware.boot.device.entry_create_spec");
-  EXPECT_EQ(TypeInfo<Hw::Adapter::NvmeSvc::CreateSpec>::name(),
-            "com.quarn.nexar.vm.hardware.adapter.nvme.create_spec");
-  EXPECT_EQ(TypeInfo<Hw::MemorySvc::UpdateSpec>::name(), "com.quarn.nexar.vm.hardware.memory.update_spec");
   EXPECT_EQ(TypeInfo<::Com::Quarn::Opax::Std::DynamicID>::name(), "com.quarn.opax.std.dynamic_id");
-  EXPECT_EQ(TypeInfo<::Com::Quarn::Opax::Std::Errors::NotFound>::name(),
-            "com.quarn.opax.std.errors.not_found");
   EXPECT_EQ(TypeInfo<::Com::Quarn::Cis::Task::Progress>::name(), "com.quarn.cis.task.progress");
 }
 
@@ -230,31 +183,16 @@ TEST(Structures, DefaultInstanceIsANewDefaultObjectWhateverTheValue) {
     EXPECT_FALSE(made->samlToken());
     previous = made;
   }
-  auto a = TypeInfo<Hw::DiskSvc::Info>::defaultInstance(nullptr);
-  auto b = TypeInfo<Hw::DiskSvc::Info>::defaultInstance(nullptr);
-  EXPECT_NE(a.get(), b.get());
 }
 
 TEST(Structures, ResourceTypeConstantsNameTheManagedObjectKind) {
-  EXPECT_STREQ(Hw::CdromSvc::Constants::RESOURCE_TYPE, "com.quarn.nexar.vm.hardware.Cdrom");
-  EXPECT_STREQ(Hw::DiskSvc::Constants::RESOURCE_TYPE, "com.quarn.nexar.vm.hardware.Disk");
-  EXPECT_STREQ(Hw::EthernetSvc::Constants::RESOURCE_TYPE, "com.quarn.nexar.vm.hardware.Ethernet");
-  EXPECT_STREQ(Hw::FloppySvc::Constants::RESOURCE_TYPE, "com.quarn.nexar.vm.hardware.Floppy");
-  EXPECT_STREQ(Hw::ParallelSvc::Constants::RESOURCE_TYPE, "com.quarn.nexar.vm.hardware.ParallelPort");
   EXPECT_STREQ(Hw::SerialSvc::Constants::RESOURCE_TYPE, "com.quarn.nexar.vm.hardware.SerialPort");
   EXPECT_STREQ(Hw::Adapter::NvmeSvc::Constants::RESOURCE_TYPE, "com.quarn.nexar.vm.hardware.NvmeAdapter");
-  EXPECT_STREQ(Hw::Adapter::SataSvc::Constants::RESOURCE_TYPE, "com.quarn.nexar.vm.hardware.SataAdapter");
-  EXPECT_STREQ(Hw::Adapter::ScsiSvc::Constants::RESOURCE_TYPE, "com.quarn.nexar.vm.hardware.ScsiAdapter");
-  EXPECT_STREQ(Auth::RolesSvc::Constants::RESOURCE_TYPE, "com.quarn.nexar.authorization.Role");
-  EXPECT_STREQ(Auth::PrivilegesSvc::Constants::RESOURCE_TYPE, "com.quarn.nexar.authorization.Privilege");
-  EXPECT_STREQ(Auth::VtContainersSvc::Constants::RESOURCE_TYPE, "com.quarn.nexar.authorization.VtContainer");
   EXPECT_STREQ(Auth::VtContainers::MappingsSvc::Constants::RESOURCE_TYPE,
                "com.quarn.nexar.authorization.vt_containers.Mapping");
 
   // Services that act on the virtual machine as a whole name no kind of their own.
-  EXPECT_FALSE(HasResourceType<Hw::BootSvc>::value);
   EXPECT_FALSE(HasResourceType<Hw::Boot::DeviceSvc>::value);
-  EXPECT_FALSE(HasResourceType<Hw::CpuSvc>::value);
   EXPECT_FALSE(HasResourceType<Hw::MemorySvc>::value);
   EXPECT_TRUE(HasResourceType<Hw::CdromSvc>::value);
 }

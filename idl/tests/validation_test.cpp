@@ -296,12 +296,6 @@ TEST(HardwareUnions, DiskCreateSpecTakesOnlyTheAddressOfItsBus) {
   EXPECT_TRUE(Check(Spec(spec).nvme(boost::none), true).empty()) << "the server picks the slot";
   EXPECT_EQ(Check(Spec(spec).ide(std::make_shared<Hw::IdeAddressSpec const>()), false),
             (Reported{{kIsSet, {"ide", kName}}}));
-  EXPECT_EQ(
-      Check(Spec(spec).scsi(std::make_shared<Hw::ScsiAddressSpec const>(Hw::ScsiAddressSpec(1))), false),
-      (Reported{{kIsSet, {"scsi", kName}}}));
-  EXPECT_EQ(
-      Check(Spec(spec).sata(std::make_shared<Hw::SataAddressSpec const>(Hw::SataAddressSpec(0))), false),
-      (Reported{{kIsSet, {"sata", kName}}}));
   EXPECT_EQ(Check(Spec(spec).type(Bus(Bus::SCSI)), false), (Reported{{kIsSet, {"nvme", kName}}}));
 
   // In Info the address of the bus is required.

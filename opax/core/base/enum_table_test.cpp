@@ -52,8 +52,11 @@ TEST(EnumTable, KnownTextGivesItsMember) {
 }
 
 TEST(EnumTable, UnnamedTextIsKeptAndWrittenBackUnchanged) {
-  for (std::string const& text : {std::string("host_device"), std::string("HOST_DEVICE "),
-                                  std::string("NEW_KIND"), std::string("ISO\0FILE", 8)}) {
+  // Same bytes and same length, nothing less: case, padding, prefixes and embedded NULs differ.
+  for (std::string const& text :
+       {std::string("host_device"), std::string("HOST_DEVICE "), std::string("HOST_DEVIC"),
+        std::string("NEW_KIND"), std::string("ISO\0FILE", 8), std::string("HOST_DEVICE\0", 12),
+        std::string("\xc3\x89MULATION")}) {
     BackingType const value = Backing::FromText(text);
     EXPECT_EQ(value.value(), BackingType::_UNKNOWN);
     EXPECT_EQ(value.unknownText(), text);
@@ -69,6 +72,9 @@ TEST(EnumTable, UnknownMarkerIsTheUnknownMemberWithoutText) {
   EXPECT_EQ(Backing::Text(value), "_UNKNOWN");
   EXPECT_FALSE(Backing::IsKnownText("_UNKNOWN"));
   EXPECT_EQ(Backing::Text(BackingType()), "_UNKNOWN");
+  // An empty text has nothing to write back: it goes out as the marker.
+  EXPECT_EQ(Backing::FromText("").value(), BackingType::_UNKNOWN);
+  EXPECT_EQ(Backing::Text(Backing::FromText("")), "_UNKNOWN");
 }
 
 // The text constructor means "a value received as this text", even when the text names a member.

@@ -32,13 +32,10 @@ void ExpectRoundTrip(X const& value, Kind kind) {
 
 TEST(DataValue, EveryPrimitiveKindRoundTrips) {
   ExpectRoundTrip(std::string("text"), Kind::String);
-  ExpectRoundTrip(std::string(), Kind::String);
   ExpectRoundTrip(int64_t{-42}, Kind::Integer);
   ExpectRoundTrip(std::numeric_limits<int64_t>::min(), Kind::Integer);
-  ExpectRoundTrip(1LL << 40, Kind::Integer);
   ExpectRoundTrip(7, Kind::Integer);
   ExpectRoundTrip(true, Kind::Boolean);
-  ExpectRoundTrip(false, Kind::Boolean);
   ExpectRoundTrip(2.5, Kind::Double);
   ExpectRoundTrip(std::vector<unsigned char>{0, 255, 7}, Kind::Binary);
   ExpectRoundTrip(Opax::DateTime::FromEpochMilliseconds(1700000000123), Kind::DateTime);
@@ -156,17 +153,6 @@ TEST(ListValue, TypedVariantsAndKindChecks) {
   EXPECT_EQ(messages.size(), 2u);
   EXPECT_EQ(messages.front().id(), "opax.data.list.element.kind");
   EXPECT_EQ(structures->size(), 2u);
-}
-
-TEST(ErrorValue, CarriesMessagesAndReadsThemBack) {
-  Messages messages = {
-      BaseMessage::Make("opax.data.compound.field.extra", {"::Com::Quarn::Nexar::Credential", "x"}),
-      BaseMessage::Make("opax.invoke.invalid.input", {"::Com::Quarn::Nexar::VmSvc::Get"})};
-  auto error = ErrorValue::GetInstance(ErrorIds::kInvalidArgument, messages);
-  EXPECT_EQ(error->kind(), Kind::Error);
-  EXPECT_EQ(error->name(), ErrorIds::kInvalidArgument);
-  EXPECT_EQ(error->messages(), messages);
-  EXPECT_TRUE(ErrorValue::GetInstance(ErrorIds::kError)->messages().empty());
 }
 
 TEST(DataValue, CopyIsDeepForCompoundsAndEqualCompares) {

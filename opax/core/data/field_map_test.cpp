@@ -24,27 +24,6 @@ std::vector<std::string> NamesInOrder(FieldMap const& map) {
   return names;
 }
 
-TEST(FieldMap, KeepsNameOrderAndInsertionOrderApart) {
-  FieldMap map;
-  for (char const* name : {"vtcontainer", "object", "b", "a", "zz"})
-    map.set(name, DataValue::Create(std::string(name)));
-  EXPECT_EQ(NamesByName(map), (std::vector<std::string>{"a", "b", "object", "vtcontainer", "zz"}));
-  EXPECT_EQ(NamesInOrder(map), (std::vector<std::string>{"vtcontainer", "object", "b", "a", "zz"}));
-}
-
-TEST(FieldMap, ReplacingAFieldKeepsItsPlace) {
-  FieldMap map;
-  map.set("first", DataValue::Create(int64_t{1}));
-  map.set("second", DataValue::Create(int64_t{2}));
-  map.set("first", DataValue::Create(int64_t{3}));
-  EXPECT_EQ(map.size(), 2u);
-  EXPECT_EQ(NamesInOrder(map), (std::vector<std::string>{"first", "second"}));
-  int64_t value = 0;
-  std::list<BaseMessage> messages;
-  ASSERT_TRUE(DataValue::Value(*map.find("first"), value, messages));
-  EXPECT_EQ(value, 3);
-}
-
 TEST(FieldMap, LookupDistinguishesPrefixesAndCase) {
   FieldMap map;
   for (char const* name : {"type", "types", "Type", "typ"})

@@ -86,10 +86,6 @@ TEST(DefaultMessages, UnknownIdKeepsIdAndEveryArgument) {
   EXPECT_EQ(Core::TextFor("x.{0}", {"{1}", "}{"}), "Message 'x.{0}' (arguments: '{1}', '}{')");
   EXPECT_EQ(Core::Format(Core::DefaultMessageForId("x.{0}}"), {"a"}), "Message 'x.{0}}'");
   EXPECT_EQ(Core::TextFor("", {}), "Message ''");
-
-  BaseMessage const made = BaseMessage::Make("x.y", {"a"});
-  EXPECT_EQ(made.id(), "x.y");
-  EXPECT_EQ(made.args(), std::vector<std::string>{"a"});
 }
 
 TEST(MessageFormat, ReplacesNumberedPlaceholders) {

@@ -6,6 +6,7 @@
 #include <opax/core/provider/api_interface.h>
 #include <opax/core/provider/api_method_helper.h>
 #include <opax/core/provider/in_process_provider.h>
+#include <opax/core/testing/deliveries.h>
 
 #include <opax/opax.h>
 
@@ -35,13 +36,7 @@ using Messages = std::list<BaseMessage>;
 
 constexpr char kService[] = "com.example.counter";
 
-std::vector<std::string> Ids(ErrorPtr const& error) {
-  std::vector<std::string> ids;
-  if (error) {
-    for (BaseMessage const& m : error->messages()) ids.push_back(m.id());
-  }
-  return ids;
-}
+using Testing::Ids;
 
 Progress Step(int64_t done, int64_t total) { return Progress{total, done, "step"}; }
 

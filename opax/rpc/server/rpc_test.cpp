@@ -199,6 +199,8 @@ TEST_F(Rpc, BadRequestsGetTheirJsonRpcOrHttpError) {
        200, "\"code\":-32600"},
       {"empty batch", "[]", 200, "\"code\":-32600"},
       {"batch of scalars", "[1,2]", 200, "[{\"jsonrpc\":\"2.0\",\"id\":null,\"error\":{\"code\":-32600"},
+      {"batch at the limit", "[1,2,3,4]", 200,
+       "[{\"jsonrpc\":\"2.0\",\"id\":null,\"error\":{\"code\":-32600"},
       {"batch too large", "[{},{},{},{},{}]", 200, "\"code\":-32600"},
       {"unknown method", R"({"jsonrpc":"2.0","id":"a","method":"com.quarn.test.echo/nope"})", 200,
        "\"id\":\"a\",\"error\":{\"code\":-32601"},

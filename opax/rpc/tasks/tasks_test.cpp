@@ -10,6 +10,7 @@
 #include <opax/core/data/optional_value.h>
 #include <opax/core/message/error_ids.h>
 #include <opax/core/provider/in_process_provider.h>
+#include <opax/core/testing/deliveries.h>
 #include <opax/json/json.h>
 #include <runtime/service_catalog.h>
 #include <runtime/testing/definition_only.h>
@@ -91,13 +92,7 @@ ValuePtr Stamps() {
   return stamps;
 }
 
-std::vector<std::string> Ids(ErrorPtr const& error) {
-  std::vector<std::string> ids;
-  if (error) {
-    for (auto const& message : error->messages()) ids.push_back(message.id());
-  }
-  return ids;
-}
+using Testing::Ids;
 
 // Hands every output through JSON text, as a network client does: encoded and decoded against
 // the operation's output definition from the catalogue, so what is dynamic arrives by looks.
