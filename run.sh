@@ -129,10 +129,12 @@ run_demo() {
 }
 
 # Runs every libFuzzer target for SECONDS (60 by default) from its seed corpus in fuzz/corpus,
-# collecting new inputs in build/fuzz/corpus. A crash stops the run and leaves the input in
-# build/fuzz/findings for a regression test.
+# collecting new inputs in build/fuzz/corpus, then the generator's description fuzzer for as long.
+# A finding stops the run with a failure and leaves the input in build/fuzz/findings for a
+# regression test. Installs clang first if it is missing, so that `./run.sh test` can call it too.
 run_fuzz() {
   local seconds=${1:-60}
+  install_missing "${FUZZ_PACKAGES[@]}"
   build fuzz
   local target name
   mkdir -p build/fuzz/findings
@@ -141,9 +143,12 @@ run_fuzz() {
     name=$(basename "$target" _fuzz)
     mkdir -p "build/fuzz/corpus/$name"
     say "fuzzing $name for ${seconds}s"
-    "$target" -max_total_time="$seconds" -print_final_stats=1 -artifact_prefix=build/fuzz/findings/ \
-      "build/fuzz/corpus/$name" "fuzz/corpus/$name"
+    # An input that takes longer than -timeout counts as a hang, i.e. a finding.
+    "$target" -max_total_time="$seconds" -timeout=30 -print_final_stats=1 \
+      -artifact_prefix=build/fuzz/findings/ "build/fuzz/corpus/$name" "fuzz/corpus/$name"
   done
+  say "fuzzing the description parser for ${seconds}s"
+  PYTHONDONTWRITEBYTECODE=1 python3 fuzz/idl_parser_fuzz.py --seconds "$seconds" --findings build/fuzz/findings
 }
 
 run_benchmarks() {
@@ -171,7 +176,8 @@ usage: ./run.sh COMMAND [ARGS...]
                command line and the example program of examples/
   bench [ARGS] build and run every benchmark; ARGS go to each (e.g. --benchmark_filter=Json)
   build        install what is missing and build the dev preset
-  fuzz [SECS]  install clang, build the fuzz preset and run every fuzz target for SECS (60)
+  fuzz [SECS]  install clang, build the fuzz preset and run every fuzz target for SECS (60),
+               then the generator's description fuzzer (fuzz/idl_parser_fuzz.py) for as long
 EOF
 }
 
@@ -195,10 +201,7 @@ main() {
     demo) run_demo "$@" ;;
     bench) run_benchmarks "$@" ;;
     build) build dev ;;
-    fuzz)
-      install_missing "${FUZZ_PACKAGES[@]}"
-      run_fuzz "$@"
-      ;;
+    fuzz) run_fuzz "$@" ;;
   esac
 }
 
