@@ -126,12 +126,19 @@ test_installed_package() {
   tools/demo/demo.sh build/dev
 }
 
+# Every reader of untrusted input gets a minute of fuzzing from its seed corpus on each run, so
+# that a change which makes one of them crash on a known shape of input fails here.
+test_fuzz() {
+  run_fuzz 60
+}
+
 run_tests() {
   check_format
   test_dev
   test_installed_package
   test_asan
   test_tsan
+  test_fuzz
 }
 
 run_demo() {
@@ -140,10 +147,12 @@ run_demo() {
 }
 
 # Runs every libFuzzer target for SECONDS (60 by default) from its seed corpus in fuzz/corpus,
-# collecting new inputs in build/fuzz/corpus. A crash stops the run and leaves the input in
-# build/fuzz/findings for a regression test.
+# collecting new inputs in build/fuzz/corpus, then the generator's description fuzzer for as long.
+# A finding stops the run with a failure and leaves the input in build/fuzz/findings for a
+# regression test. Installs clang first if it is missing, so that `./run.sh test` can call it too.
 run_fuzz() {
   local seconds=${1:-60}
+  install_missing "${FUZZ_PACKAGES[@]}"
   build fuzz
   local target name
   mkdir -p build/fuzz/findings
@@ -152,9 +161,12 @@ run_fuzz() {
     name=$(basename "$target" _fuzz)
     mkdir -p "build/fuzz/corpus/$name"
     say "fuzzing $name for ${seconds}s"
-    "$target" -max_total_time="$seconds" -print_final_stats=1 -artifact_prefix=build/fuzz/findings/ \
-      "build/fuzz/corpus/$name" "fuzz/corpus/$name"
+    # An input that takes longer than -timeout counts as a hang, i.e. a finding.
+    "$target" -max_total_time="$seconds" -timeout=30 -print_final_stats=1 \
+      -artifact_prefix=build/fuzz/findings/ "build/fuzz/corpus/$name" "fuzz/corpus/$name"
   done
+  say "fuzzing the description parser for ${seconds}s"
+  PYTHONDONTWRITEBYTECODE=1 python3 fuzz/idl_parser_fuzz.py --seconds "$seconds" --findings build/fuzz/findings
 }
 
 # The reference of the public headers, generated service headers included (which is why the
@@ -194,12 +206,13 @@ usage: ./run.sh COMMAND [ARGS...]
                every test (dev), install the package into a temporary prefix and build and run
                examples/ against it and nexar-sim, then the runtime's and the
                call path's tests under AddressSanitizer and UndefinedBehaviorSanitizer (asan)
-               and under ThreadSanitizer (tsan)
+               and under ThreadSanitizer (tsan), and every fuzz target for 60 s (fuzz)
   demo         install what is missing, build, and tour nexar-sim over HTTPS with the nexar
                command line and the example program of examples/
   bench [ARGS] build and run every benchmark; ARGS go to each (e.g. --benchmark_filter=Json)
   build        install what is missing and build the dev preset
-  fuzz [SECS]  install clang, build the fuzz preset and run every fuzz target for SECS (60)
+  fuzz [SECS]  install clang, build the fuzz preset and run every fuzz target for SECS (60),
+               then the generator's description fuzzer (fuzz/idl_parser_fuzz.py) for as long
   docs         install Doxygen and write the reference of the public headers to build/docs/html
 EOF
 }
@@ -228,10 +241,7 @@ main() {
       install_missing "${DOCS_PACKAGES[@]}"
       run_docs
       ;;
-    fuzz)
-      install_missing "${FUZZ_PACKAGES[@]}"
-      run_fuzz "$@"
-      ;;
+    fuzz) run_fuzz "$@" ;;
   esac
 }
 

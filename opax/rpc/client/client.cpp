@@ -191,8 +191,8 @@ struct RpcClient::Impl::Connection : std::enable_shared_from_this<RpcClient::Imp
     request.set(http::field::user_agent, "opax-rpc");
     if (!call->language.empty()) request.set(http::field::accept_language, call->language);
     if (!call->requestId.empty()) request.set(kRequestIdHeader, call->requestId);
-    if (auto token = std::atomic_load(&impl.token)) {
-      if (!token->empty()) request.set(kSessionHeader, kBearerPrefix + token->reveal());
+    if (auto const held = std::atomic_load(&impl.token)) {
+      if (!held->empty()) request.set(kSessionHeader, kBearerPrefix + held->reveal());
     }
     request.keep_alive(true);
     request.body() = std::move(call->body);

@@ -225,6 +225,12 @@ TEST_F(Rpc, BadRequestsGetTheirJsonRpcOrHttpError) {
   EXPECT_NE(Raw(port, "POST /rpc HTTP/1.1\r\nHost: x\r\nX-Big: " + std::string(32 * 1024, 'a') + "\r\n\r\n")
                 .first.find(" 431 "),
             std::string::npos);
+  // Without a socket: pipelined requests are answered in order, and nothing after a refusal is read.
+  std::string const call = "POST /rpc HTTP/1.1\r\nContent-Length: 2\r\n\r\n[]";
+  std::string const served = server_->Serve(call + call + "NONSENSE\r\n\r\n" + call);
+  EXPECT_EQ(served.find("HTTP/1.1 200 "), 0u) << served;
+  EXPECT_NE(served.find("HTTP/1.1 200 ", 1), std::string::npos) << served;
+  EXPECT_EQ(served.rfind("HTTP/1.1 "), served.find("HTTP/1.1 400 ")) << served;
 }
 
 // Depth and width cost the parser heap, never stack: a body a million levels deep or a million

@@ -10,10 +10,12 @@
 #include <opax/rpc/server/dispatcher.h>
 #include <opax/rpc/tasks/task_service.h>
 
+#include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/ssl.hpp>
 #include <boost/asio/strand.hpp>
+#include <boost/beast/_experimental/test/stream.hpp>
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
 #include <boost/beast/ssl.hpp>
@@ -96,6 +98,20 @@ namespace {
 
 using StatePtr = std::shared_ptr<RpcServer::State>;
 
+// What a connection does to the stream below HTTP (and TLS): a socket's has deadlines and is shut
+// down; an in-memory stream (RpcServer::Serve) has no clock and is just closed.
+void ExpireAfter(beast::tcp_stream& stream, std::chrono::milliseconds timeout) {
+  stream.expires_after(timeout);
+}
+void ExpireAfter(beast::test::stream&, std::chrono::milliseconds) {}
+
+void CloseLowest(beast::tcp_stream& stream) {
+  beast::error_code ignored;
+  stream.socket().shutdown(tcp::socket::shutdown_both, ignored);
+  stream.close();
+}
+void CloseLowest(beast::test::stream& stream) { stream.close(); }
+
 template <class Stream>
 class Connection : public std::enable_shared_from_this<Connection<Stream>> {
  public:
@@ -115,7 +131,7 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
 
   void Start() {
     if constexpr (kTls) {
-      Lowest().expires_after(state_->options.limits.readTimeout);
+      ExpireAfter(Lowest(), state_->options.limits.readTimeout);
       stream_.async_handshake(ssl::stream_base::server,
                               [self = this->shared_from_this()](beast::error_code ec) {
                                 if (ec) return self->Close();
@@ -126,25 +142,21 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
     }
   }
 
-  void Close() {
-    beast::error_code ignored;
-    Lowest().socket().shutdown(tcp::socket::shutdown_both, ignored);
-    Lowest().close();
-  }
+  void Close() { CloseLowest(Lowest()); }
 
   auto executor() { return Lowest().get_executor(); }
 
  private:
-  static constexpr bool kTls = !std::is_same<Stream, beast::tcp_stream>::value;
+  static constexpr bool kTls = std::is_same<Stream, beast::ssl_stream<beast::tcp_stream>>::value;
 
-  beast::tcp_stream& Lowest() { return beast::get_lowest_layer(stream_); }
+  auto& Lowest() { return beast::get_lowest_layer(stream_); }
   ServerLimits const& limits() const { return state_->options.limits; }
 
   // Waits for the first byte of the next request for up to the idle timeout; the whole request
   // must then arrive within the read timeout.
   void AwaitRequest() {
     if (buffer_.size() > 0) return ReadRequest();
-    Lowest().expires_after(limits().idleTimeout);
+    ExpireAfter(Lowest(), limits().idleTimeout);
     stream_.async_read_some(buffer_.prepare(4096),
                             [self = this->shared_from_this()](beast::error_code ec, std::size_t n) {
                               if (ec) return self->Close();
@@ -157,7 +169,7 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
     parser_.emplace();
     parser_->header_limit(static_cast<std::uint32_t>(limits().headerBytes));
     parser_->body_limit(limits().bodyBytes);
-    Lowest().expires_after(limits().readTimeout);
+    ExpireAfter(Lowest(), limits().readTimeout);
     http::async_read(
         stream_, buffer_, *parser_,
         [self = this->shared_from_this()](beast::error_code ec, std::size_t) { self->OnRead(ec); });
@@ -252,7 +264,7 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
     response_.body() = std::move(body);
     response_.keep_alive(keepAlive_);
     response_.prepare_payload();
-    Lowest().expires_after(limits().readTimeout);
+    ExpireAfter(Lowest(), limits().readTimeout);
     http::async_write(stream_, response_,
                       [self = this->shared_from_this()](beast::error_code ec, std::size_t) {
                         if (ec) return self->Close();
@@ -264,7 +276,7 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
 
   void Shutdown() {
     if constexpr (kTls) {
-      Lowest().expires_after(std::chrono::seconds(2));
+      ExpireAfter(Lowest(), std::chrono::seconds(2));
       stream_.async_shutdown([self = this->shared_from_this()](beast::error_code) { self->Close(); });
     } else {
       Close();
@@ -284,10 +296,14 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
 
 void Accept(StatePtr const& state);
 
+// Returns the connection, by weak reference: to tell when it has gone.
 template <class Stream, class... Args>
-void Launch(StatePtr const& state, Args&&... args) {
+std::weak_ptr<void> Launch(StatePtr const& state, Args&&... args) {
   auto connection = std::make_shared<Connection<Stream>>(state, std::forward<Args>(args)...);
-  if (state->stopping.load()) return connection->Close();
+  if (state->stopping.load()) {
+    connection->Close();
+    return connection;
+  }
   {
     // Kept so that Stop() can close it; by weak reference, so that the entry never keeps the
     // connection alive (it leaves the map as the connection goes).
@@ -299,6 +315,7 @@ void Launch(StatePtr const& state, Args&&... args) {
     });
   }
   connection->Start();
+  return connection;
 }
 
 void Accept(StatePtr const& state) {
@@ -418,6 +435,25 @@ void RpcServer::Stop() {
   state.io.restart();
   while (state.io.poll() > 0) {
   }
+}
+
+std::string RpcServer::Serve(std::string_view received) {
+  net::io_context io;
+  beast::test::stream local(io);
+  beast::test::stream peer(io);
+  local.connect(peer);
+  local.append(received);
+  // The peer has said all it will: once the bytes are read, the next read sees the end.
+  local.close_remote();
+  state_->connections.fetch_add(1);
+  std::weak_ptr<void> const alive = Launch<beast::test::stream>(state_, std::move(local));
+  // Replies may come from the provider's threads, posted to `io`: run it until the connection
+  // has gone, waiting a little whenever it waits for such a reply.
+  while (!alive.expired()) {
+    io.restart();
+    if (io.run() == 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return peer.str();
 }
 
 unsigned short RpcServer::port() const { return state_->port; }

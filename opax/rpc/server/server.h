@@ -14,6 +14,7 @@
 #include <list>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace Opax {
 namespace Rpc {
@@ -75,6 +76,12 @@ class RpcServer {
   // Closes the listener and every connection and joins the I/O threads. Calls still running in
   // the provider complete into nothing.
   void Stop();
+
+  // Serves one connection on the calling thread without a socket: its peer sent `received`, then
+  // closed its side. Returns every byte the server wrote back. The same code runs as for a
+  // connection that Start() accepts, with the same limits, minus the deadlines (nothing waits
+  // here); for fuzzing and tests. Works whether the server is started or not.
+  std::string Serve(std::string_view received);
 
   // The port listened on (the one chosen when the options said 0).
   unsigned short port() const;
