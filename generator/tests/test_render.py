@@ -2,6 +2,7 @@
 output that the runtime and the build rely on."""
 
 import os
+import re
 import shutil
 import subprocess
 import sys
@@ -25,6 +26,14 @@ def generate(out, roots=None, extra=()):
     env.pop("NEXARGEN_DEBUG", None)
     done = subprocess.run(args, cwd=REPO, env=env, capture_output=True, text=True, timeout=120)
     return done.returncode, done.stderr
+
+
+def class_body(text, name):
+    """The text of `class <name> ... };` at the indentation it was opened with."""
+    match = re.search(rf"^( *)class {name}\b[^;]*?\{{\n(.*?)^\1\}};", text, re.M | re.S)
+    if not match:
+        raise AssertionError(f"no class {name}")
+    return match.group(2)
 
 
 def files_below(directory):
