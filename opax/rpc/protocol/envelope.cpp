@@ -308,12 +308,14 @@ void AppendJsonString(std::string& out, std::string_view text) {
   out.push_back('"');
 }
 
+void OpenResult(std::string& out, std::string_view id) {
+  out.append("{\"jsonrpc\":\"2.0\",\"id\":").append(id).append(",\"result\":");
+}
+
 void AppendResult(std::string& out, std::string_view id, std::string_view resultJson) {
-  out.append("{\"jsonrpc\":\"2.0\",\"id\":")
-      .append(id)
-      .append(",\"result\":")
-      .append(resultJson)
-      .push_back('}');
+  OpenResult(out, id);
+  out.append(resultJson);
+  CloseResult(out);
 }
 
 void AppendError(std::string& out, std::string_view id, RpcCode code, std::string_view message,

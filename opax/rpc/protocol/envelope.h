@@ -55,6 +55,10 @@ bool ParseResponse(std::string_view body, Json::Limits const& limits, std::vecto
 
 // Writing. `id` is the id as written in the request ("null" when there was none to read).
 void AppendResult(std::string& out, std::string_view id, std::string_view resultJson);
+// The same in two steps, for a result encoded straight into `out`: the head up to the result's
+// first byte, then the closing brace once the result is written.
+void OpenResult(std::string& out, std::string_view id);
+inline void CloseResult(std::string& out) { out.push_back('}'); }
 void AppendError(std::string& out, std::string_view id, RpcCode code, std::string_view message,
                  std::string_view dataJson = std::string_view());
 // Appends `text` as a JSON string, escaped.

@@ -94,17 +94,19 @@ std::string OutcomeReply(std::string_view id, OperationDefinitions const& operat
     return teller.ErrorReply(id, RpcCode::OperationError, result.error(),
                              operation.FindError(result.error()->name()));
   }
-  std::string text;
+  // The result is encoded in place, inside the envelope: one buffer, sized once for a typical reply.
+  std::string out;
+  out.reserve(1024);
+  OpenResult(out, id);
   std::list<BaseMessage> faults;
   if (!result.output()) {
-    text = "null";
-  } else if (!Json::Encode(*result.output(), operation.output.get(), text, faults)) {
+    out.append("null");
+  } else if (!Json::Encode(*result.output(), operation.output.get(), out, faults)) {
     return teller.RuntimeErrorReply(
         id, RpcCode::InternalError, ErrorIds::kInternalServerError,
         BaseMessage::Make(MessageIds::kInvalidOutput, {operation.method->FullName()}));
   }
-  std::string out;
-  AppendResult(out, id, text);
+  CloseResult(out);
   return out;
 }
 

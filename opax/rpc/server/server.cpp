@@ -10,6 +10,7 @@
 #include <opax/rpc/server/dispatcher.h>
 #include <opax/rpc/tasks/task_service.h>
 
+#include <boost/asio/dispatch.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/post.hpp>
@@ -46,16 +47,23 @@ int64_t NowMillis() {
       .count();
 }
 
+// Request ids only need to be unique, not unguessable: a random prefix drawn once per process and
+// a counter. Drawing random bytes per request cost a lock-free but heavy trip through the
+// library's generator (and a getpid each time) on every call.
 std::string NewRequestId() {
-  unsigned char bytes[8];
-  RAND_bytes(bytes, sizeof bytes);
-  static constexpr char kHex[] = "0123456789abcdef";
-  std::string id;
-  for (unsigned char const b : bytes) {
-    id.push_back(kHex[b >> 4]);
-    id.push_back(kHex[b & 0xF]);
-  }
-  return id;
+  static std::string const prefix = [] {
+    unsigned char bytes[4] = {};
+    RAND_bytes(bytes, sizeof bytes);
+    static constexpr char kHex[] = "0123456789abcdef";
+    std::string text;
+    for (unsigned char const b : bytes) {
+      text.push_back(kHex[b >> 4]);
+      text.push_back(kHex[b & 0xF]);
+    }
+    return text + '-';
+  }();
+  static std::atomic<std::uint64_t> next{0};
+  return prefix + std::to_string(next.fetch_add(1, std::memory_order_relaxed));
 }
 
 }  // namespace
@@ -65,12 +73,14 @@ std::string NewRequestId() {
 struct RpcServer::State {
   explicit State(ServerOptions o) : options(std::move(o)), tlsContext(ssl::context::tls_server) {}
 
-  // Posts a call's reply to its connection, unless the server has stopped: then the reply is
-  // dropped on the calling thread. No lock: provider threads only ever read two atomics here.
+  // Hands a call's reply to its connection, unless the server has stopped: then the reply is
+  // dropped on the calling thread. A provider that answered at once, on the connection's own
+  // strand, has it written there and then; one that answered on another thread has it queued. No
+  // lock: provider threads only ever read two atomics here.
   template <class Executor, class Handler>
   void Post(Executor const& executor, Handler&& handler) {
     posting.fetch_add(1);
-    if (open.load()) net::post(executor, std::forward<Handler>(handler));
+    if (open.load()) net::dispatch(executor, std::forward<Handler>(handler));
     posting.fetch_sub(1);
   }
 
