@@ -4,6 +4,7 @@
 
 #include <bindings/authorization/privilege_checks/latest.h>
 #include <bindings/authorization/roles.h>
+#include <bindings/authorization/roles_sync.h>
 #include <bindings/cluster/modules.h>
 #include <bindings/hafo/cluster/mode.h>
 #include <bindings/host/maintenance/requests_v1.h>
@@ -12,6 +13,8 @@
 
 #include <opax/core/provider/in_process_provider.h>
 #include <opax/core/testing/deliveries.h>
+#include <opax/rpc/client/client.h>
+#include <opax/rpc/server/server.h>
 #include <runtime/service.h>
 
 #include <boost/optional/optional_io.hpp>
@@ -466,6 +469,36 @@ TEST(ServiceBinder, OnlyDeclaredErrorsPass) {
   EXPECT_EQ(messages.back().id(), "opax.invoke.undeclared.error");
   EXPECT_EQ(messages.back().args(),
             (std::vector<std::string>{"delete", "com.quarn.opax.std.errors.invalid_element_type"}));
+}
+
+// The same across a network: the server's binder replaces the undeclared error before it is
+// written, and the client reads back the runtime's error with its message, the declared one as it was.
+TEST(ServiceBinder, OnlyDeclaredErrorsPassOverTheWire) {
+  RolesFixture f;
+  ::Opax::Rpc::RpcServer server(f.server, ::Opax::Rpc::ServerOptions());
+  Messages messages;
+  ASSERT_TRUE(server.Start(messages));
+  ::Opax::Rpc::ClientOptions options;
+  options.url = "http://127.0.0.1:" + std::to_string(server.port());
+  auto const client = ::Opax::Rpc::RpcClient::Create(options, messages);
+  ASSERT_TRUE(client);
+  RolesSvc::SyncServiceStub roles(::Opax::Stub::AsyncApiStub::GetInstance(client));
+  auto const errorOf = [&roles](std::string const& role) -> ErrorPtr {
+    try {
+      roles.Delete(role);
+    } catch (::Opax::Binding::CallError const& e) {
+      return e.error();
+    }
+    return nullptr;
+  };
+  ErrorPtr const inUse = errorOf("in-use");
+  ASSERT_TRUE(inUse);
+  EXPECT_EQ(inUse->name(), "com.quarn.opax.std.errors.resource_in_use");
+  ErrorPtr const undeclared = errorOf("undeclared");
+  ASSERT_TRUE(undeclared);
+  EXPECT_EQ(undeclared->name(), kInternal);
+  EXPECT_EQ(Ids(undeclared).back(), "opax.invoke.undeclared.error");
+  EXPECT_FALSE(errorOf("admin")) << "a declared success still arrives";
 }
 
 TEST(ServiceBinder, AnOperationThatDeclaresNoErrorsCanReportNoneOfItsOwn) {

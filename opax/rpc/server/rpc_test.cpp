@@ -19,6 +19,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <fstream>
 #include <future>
@@ -293,6 +294,10 @@ TEST_F(Rpc, CallsNeedASessionAndMessagesComeInTheCallersLanguage) {
   options.authenticator =
       UsersFileAuthenticator::Parse(MakeUsersLine("ada", password, 1000) + "\n", messages);
   ASSERT_TRUE(options.authenticator);
+  // The sessions' clock is the test's, so that one can go idle without waiting.
+  auto const now = std::make_shared<std::atomic<int64_t>>(1'700'000'000'000);
+  options.sessions.clock = [now] { return now->load(); };
+  options.sessions.idleTimeout = std::chrono::seconds(60);
   Serve(options);
   auto client = Connect();
   EXPECT_EQ(ErrorName(Call(*client, "echo", FromJson(kEveryKind, *DeviceInput()))),
@@ -304,10 +309,14 @@ TEST_F(Rpc, CallsNeedASessionAndMessagesComeInTheCallersLanguage) {
   EXPECT_NE(refused.body.find("unauthenticated"), std::string::npos) << refused.body;
   EXPECT_EQ(refused.body.find("wrong"), std::string::npos) << "a password came back";
 
-  Reply const created = Post(server_->port(), login + password.reveal() + "\"}}");
-  std::size_t const at = created.body.find("\"result\":\"");
-  ASSERT_NE(at, std::string::npos) << created.body;
-  std::string const token = created.body.substr(at + 10, created.body.find('"', at + 10) - at - 10);
+  auto const logIn = [&] {
+    Reply const created = Post(server_->port(), login + password.reveal() + "\"}}");
+    std::size_t const at = created.body.find("\"result\":\"");
+    EXPECT_NE(at, std::string::npos) << created.body;
+    return at == std::string::npos ? std::string()
+                                   : created.body.substr(at + 10, created.body.find('"', at + 10) - at - 10);
+  };
+  std::string const token = logIn();
   client->session(SecretString(token));
   ResultPtr const failed = Call(*client, "fail", nullptr);
   ASSERT_EQ(ErrorName(failed), ErrorIds::kNotFound);
@@ -322,6 +331,13 @@ TEST_F(Rpc, CallsNeedASessionAndMessagesComeInTheCallersLanguage) {
 
   Post(server_->port(), R"({"jsonrpc":"2.0","id":1,"method":"com.quarn.cis.session/delete"})",
        {{"Authorization", "Bearer " + token}});
+  EXPECT_EQ(ErrorName(Call(*client, "fail", nullptr)), ErrorIds::kUnauthenticated);
+
+  // A session left idle is gone, also for the connection that found it and keeps it.
+  client->session(SecretString(logIn()));
+  ASSERT_EQ(ErrorName(Call(*client, "fail", nullptr)), ErrorIds::kNotFound);
+  ASSERT_EQ(ErrorName(Call(*client, "fail", nullptr)), ErrorIds::kNotFound);
+  now->fetch_add(61'000);
   EXPECT_EQ(ErrorName(Call(*client, "fail", nullptr)), ErrorIds::kUnauthenticated);
 }
 

@@ -41,12 +41,6 @@ using tcp = net::ip::tcp;
 
 namespace {
 
-int64_t NowMillis() {
-  return std::chrono::duration_cast<std::chrono::milliseconds>(
-             std::chrono::system_clock::now().time_since_epoch())
-      .count();
-}
-
 // Request ids only need to be unique, not unguessable: a random prefix drawn once per process and
 // a counter. Drawing random bytes per request cost a lock-free but heavy trip through the
 // library's generator (and a getpid each time) on every call.
@@ -233,7 +227,7 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
     // pays the store's lookup once; the token is compared in constant time.
     if (session_ && value.size() == token_.reveal().size() &&
         CRYPTO_memcmp(value.data(), token_.reveal().data(), value.size()) == 0) {
-      if (state_->sessions->StillValid(*session_, NowMillis())) return session_;
+      if (state_->sessions->StillValid(*session_, state_->sessions->NowMillis())) return session_;
     }
     session_ = state_->sessions->Find(value);
     token_ = session_ ? SecretString(std::string(value)) : SecretString();
