@@ -137,7 +137,16 @@ boost::optional<Store::Row> Store::Get(std::string const& kind, std::string cons
   return call.RowAt();
 }
 
-bool Store::Exists(std::string const& kind, std::string const& id) { return Get(kind, id).has_value(); }
+// A kept entry is dropped with every change to its row, so one that is kept stands for a row that
+// exists; a row found here is kept as an entry of no type, so that the gets that check a machine
+// before reading its devices ask SQLite once, not per call.
+bool Store::Exists(std::string const& kind, std::string const& id) {
+  if (FindDecoded(kind, id)) return true;
+  auto row = Get(kind, id);
+  if (!row) return false;
+  KeepDecoded(kind, id, {typeid(void), nullptr, std::move(row->parent)});
+  return true;
+}
 
 std::vector<Store::Row> Store::List(std::string const& kind) {
   std::vector<Row> rows;

@@ -72,7 +72,8 @@ class Store {
 
   // Documents already read, kept decoded by native type (see Load in document.h), so that the
   // gets and lists a client repeats decode nothing. Every change to a row drops its entry; a
-  // rollback or a restored snapshot drops them all.
+  // rollback or a restored snapshot drops them all. An entry of type void holds no value: it only
+  // says that the row exists (see Exists).
   struct Decoded {
     std::type_index type = typeid(void);
     std::shared_ptr<void const> value;
