@@ -22,4 +22,11 @@ struct Comparison {
 int RunWithRatios(int argc, char** argv, std::string const& title,
                   std::vector<Comparison> const& comparisons);
 
+// The same for benchmarks that time themselves and report what matters as counters (calls per
+// second, a server's CPU per call): "<title> (ours / theirs):" and one line per comparison, led
+// by its note, with the ratio of each of `counters` and the two figures.
+int RunWithCounterRatios(int argc, char** argv, std::string const& title,
+                         std::vector<std::string> const& counters,
+                         std::vector<Comparison> const& comparisons);
+
 }  // namespace Bench

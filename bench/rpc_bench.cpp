@@ -12,6 +12,7 @@
 #include "ethernet_sample.h"
 #ifdef NEXAR_BENCH_GRPC
 #include "compare/grpc_ethernet.h"
+#include "ratio_reporter.h"
 #endif
 
 #include <opax/core/provider/in_process_provider.h>
@@ -261,6 +262,20 @@ BENCHMARK(BM_GrpcEthernetGet)
     ->Iterations(1)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
+
+// Each of our runs beside gRPC's with the same arguments, for the ratios printed after the runs.
+std::vector<Bench::Comparison> GrpcComparisons() {
+  std::vector<Bench::Comparison> comparisons;
+  for (int threads : {1, 2}) {
+    for (int callers : {1, 4, 16}) {
+      std::string const args =
+          "server_threads:" + std::to_string(threads) + "/callers:" + std::to_string(callers);
+      std::string const run = "/" + args + "/iterations:1/manual_time";
+      comparisons.push_back({"BM_RpcEthernetGet" + run, "BM_GrpcEthernetGet" + run, args});
+    }
+  }
+  return comparisons;
+}
 #endif
 
 #ifdef NEXAR_BENCH_SIM
@@ -345,9 +360,15 @@ int main(int argc, char** argv) {
 #ifdef NEXAR_BENCH_SIM
   Simulated();
 #endif
+#ifdef NEXAR_BENCH_GRPC
+  int const result = Bench::RunWithCounterRatios(
+      argc, argv, "Ours over gRPC", {"items_per_second", "server_cpu_us_per_call"}, GrpcComparisons());
+#else
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
+  int const result = 0;
+#endif
   std::vector<pid_t> children{Server(1).pid, Server(2).pid};
 #ifdef NEXAR_BENCH_GRPC
   children.push_back(GrpcServer(1).pid);
@@ -358,5 +379,5 @@ int main(int argc, char** argv) {
 #endif
   for (pid_t child : children) kill(child, SIGTERM);
   for (pid_t child : children) waitpid(child, nullptr, 0);
-  return 0;
+  return result;
 }
