@@ -1,8 +1,8 @@
 #pragma once
 
 // Benchmark programs that compare two implementations print, after the usual console output,
-// the ratio of CPU times (and allocations) of each pair measured in the same run. A note for
-// the reader, not a verdict: nothing fails on a figure.
+// the ratio of CPU times (and allocations), or of chosen counters, of each pair measured in the
+// same run. A note for the reader, not a verdict: nothing fails on a figure.
 
 #include <string>
 #include <vector>
