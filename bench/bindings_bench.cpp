@@ -28,7 +28,8 @@
 #include <bindings/vm/hardware/serial.h>
 
 #if NEXAR_BENCH_COMPARE
-#include <ethernet_info.pb.h>
+#include "compare/ethernet_proto.h"
+
 #include <google/protobuf/util/json_util.h>
 #endif
 
@@ -236,26 +237,7 @@ void BM_ValidateEthernetInfoListValue(benchmark::State& state) {
 // protobuf, on the same content.
 
 namespace Pb = nexar::bench;
-
-void FillProto(Pb::EthernetInfo& info, std::string const& label = "Network adapter 1") {
-  info.set_label(label);
-  info.set_type(Pb::EthernetInfo::VMXNET3);
-  info.set_upt_compatibility_enabled(true);
-  info.set_upt_v2_compatibility_enabled(false);
-  info.set_mac_type(Pb::EthernetInfo::ASSIGNED);
-  info.set_mac_address("00:50:56:a1:3c:7e");
-  info.set_pci_slot_number(192);
-  info.set_wake_on_lan_enabled(true);
-  Pb::EthernetBackingInfo& backing = *info.mutable_backing();
-  backing.set_type(Pb::EthernetBackingInfo::DISTRIBUTED_PORTGROUP);
-  backing.set_network("dvportgroup-1042");
-  backing.set_distributed_switch_uuid("50 2e 4f 1a 9b 3c 7d 21-8e 44 0c 6f 5a 3b 2d 19");
-  backing.set_distributed_port("1027");
-  backing.set_connection_cookie(1837465921);
-  info.set_state(Pb::CONNECTED);
-  info.set_start_connected(true);
-  info.set_allow_guest_control(false);
-}
+using Bench::FillProto;
 
 Pb::EthernetInfo MakeProto() {
   Pb::EthernetInfo info;

@@ -1,13 +1,19 @@
 // Calls over loopback with the full path on both sides: the generated stub, the JSON-RPC client,
 // HTTP, the server's JSON decoding, validation, the binder and a trivial implementation of
 // EthernetSvc::Get whose result is the Info of bindings_bench, and the same way back; then the
-// same calls served by nexar-sim from its state.
+// same calls served by nexar-sim from its state. Built with NEXAR_BENCH_COMPARE and gRPC installed,
+// the same Get served by gRPC's sync unary server with the same content (bench/compare) is measured
+// by the same loop in the same run.
 //
 // Each server runs in a child process of its own (one with one I/O thread, one with two), so that
 // its CPU time per call can be read from /proc apart from the callers'. Servers listen on
 // 127.0.0.1 only; every run is bounded in calls and in time, and the children end with the parent.
 
 #include "ethernet_sample.h"
+#ifdef NEXAR_BENCH_GRPC
+#include "compare/grpc_ethernet.h"
+#include "ratio_reporter.h"
+#endif
 
 #include <opax/core/provider/in_process_provider.h>
 #include <opax/rpc/client/client.h>
@@ -138,25 +144,26 @@ double CpuMicros(pid_t pid) {
   return (user + system) * 1e6 / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
-// `callers` threads call EthernetSvc::Get(vm, nic) on `server` as fast as they can, each waiting for
-// its reply, for at most 4000 calls or 3 seconds each.
-void MeasureEthernetGet(benchmark::State& state, Child const& server, std::size_t callers,
-                        std::string const& vm, std::string const& nic,
-                        ::Opax::SecretString const& session = {}) {
-  ::Opax::Rpc::ClientOptions options;
-  options.url = "http://127.0.0.1:" + std::to_string(server.port);
-  options.connections = callers;
-  std::list<::Opax::BaseMessage> messages;
-  auto client = ::Opax::Rpc::RpcClient::Create(options, messages);
-  client->session(session);
-  auto stub = Ethernet::AsyncServiceStub(::Opax::Stub::AsyncApiStub::GetInstance(client));
+// Threads of a process, as the kernel counts them.
+long OsThreads(pid_t pid) {
+  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+  std::string line;
+  while (std::getline(status, line))
+    if (line.compare(0, 8, "Threads:") == 0) return std::stol(line.substr(8));
+  return 0;
+}
 
+// `callers` threads make calls on `server` as fast as they can, each waiting for its reply, for at
+// most 4000 calls or 3 seconds each: `call(c)` makes one blocking call as caller c and returns
+// whether it succeeded. Every server, ours or another, is measured by this one loop.
+template <class Call>
+void MeasureCalls(benchmark::State& state, Child const& server, std::size_t callers, Call const& call) {
   constexpr std::size_t kCallsPerCaller = 4000;
   auto const budget = std::chrono::seconds(3);
   std::vector<double> latencies;
   std::size_t failures = 0;
   double cpu = 0;
-  std::size_t calls = 0;
+  long threadsSeen = 0;
   for (auto _ : state) {
     std::vector<std::vector<double>> perCaller(callers);
     std::vector<std::size_t> failed(callers, 0);
@@ -167,14 +174,8 @@ void MeasureEthernetGet(benchmark::State& state, Child const& server, std::size_
       threads.emplace_back([&, c] {
         for (std::size_t i = 0; i < kCallsPerCaller && std::chrono::steady_clock::now() - start < budget;
              ++i) {
-          std::promise<bool> done;
           auto const begin = std::chrono::steady_clock::now();
-          ::Opax::AsyncResult<InfoPtr> result(::Opax::AsyncResult<InfoPtr>::Callback(
-              [&done](boost::optional<InfoPtr> const& value,
-                      std::shared_ptr<::Opax::Data::ErrorValue const> const&,
-                      ::Opax::Progress const&) { done.set_value(static_cast<bool>(value)); }));
-          stub.Get(vm, nic, nullptr, result);
-          if (!done.get_future().get()) ++failed[c];
+          if (!call(c)) ++failed[c];
           perCaller[c].push_back(
               std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - begin).count());
         }
@@ -183,18 +184,43 @@ void MeasureEthernetGet(benchmark::State& state, Child const& server, std::size_
     for (auto& thread : threads) thread.join();
     state.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
     cpu += CpuMicros(server.pid) - cpuBefore;
+    // Right after the calls, before a server that grows its threads under load lets them go.
+    threadsSeen = std::max(threadsSeen, OsThreads(server.pid));
     for (std::size_t c = 0; c < callers; ++c) {
       latencies.insert(latencies.end(), perCaller[c].begin(), perCaller[c].end());
       failures += failed[c];
     }
   }
-  calls = latencies.size();
+  std::size_t const calls = latencies.size();
   if (failures > 0) state.SkipWithError("calls failed");
   std::sort(latencies.begin(), latencies.end());
   state.SetItemsProcessed(static_cast<int64_t>(calls));
   state.counters["p50_us"] = latencies.empty() ? 0 : latencies[latencies.size() / 2];
   state.counters["p99_us"] = latencies.empty() ? 0 : latencies[latencies.size() * 99 / 100];
   state.counters["server_cpu_us_per_call"] = calls ? cpu / static_cast<double>(calls) : 0;
+  state.counters["server_os_threads"] = static_cast<double>(threadsSeen);
+}
+
+// EthernetSvc::Get(vm, nic) through our generated stub and JSON-RPC client, with one connection
+// per caller.
+void MeasureEthernetGet(benchmark::State& state, Child const& server, std::size_t callers,
+                        std::string const& vm, std::string const& nic,
+                        ::Opax::SecretString const& session = {}) {
+  ::Opax::Rpc::ClientOptions options;
+  options.url = "http://127.0.0.1:" + std::to_string(server.port);
+  options.connections = callers;
+  std::list<::Opax::BaseMessage> messages;
+  auto client = ::Opax::Rpc::RpcClient::Create(options, messages);
+  client->session(session);
+  auto stub = Ethernet::AsyncServiceStub(::Opax::Stub::AsyncApiStub::GetInstance(client));
+  MeasureCalls(state, server, callers, [&](std::size_t) {
+    std::promise<bool> done;
+    ::Opax::AsyncResult<InfoPtr> result(::Opax::AsyncResult<InfoPtr>::Callback(
+        [&done](boost::optional<InfoPtr> const& value, std::shared_ptr<::Opax::Data::ErrorValue const> const&,
+                ::Opax::Progress const&) { done.set_value(static_cast<bool>(value)); }));
+    stub.Get(vm, nic, nullptr, result);
+    return done.get_future().get();
+  });
 }
 
 // args: server threads, concurrent callers.
@@ -209,6 +235,48 @@ BENCHMARK(BM_RpcEthernetGet)
     ->Iterations(1)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
+
+#ifdef NEXAR_BENCH_GRPC
+// The same payload served by the typed-RPC framework's sync unary server (bench/compare), in
+// children of their own like ours, measured by the same loop.
+Child& GrpcServer(unsigned threads) {
+  static Child one = StartChild([](auto const& ready) { Bench::ServeGrpcEthernet(1, ready); });
+  static Child two = StartChild([](auto const& ready) { Bench::ServeGrpcEthernet(2, ready); });
+  return threads == 1 ? one : two;
+}
+
+// args: server threads (as near as the framework allows, see grpc_ethernet.cpp), concurrent callers.
+void BM_GrpcEthernetGet(benchmark::State& state) {
+  Child const& server = GrpcServer(static_cast<unsigned>(state.range(0)));
+  if (server.port == 0) return state.SkipWithError("the gRPC server did not start");
+  auto const callers = static_cast<std::size_t>(state.range(1));
+  // The channel is made here, after every fork, so that the framework never starts in the parent
+  // before it forks.
+  Bench::GrpcEthernetClient client(server.port, callers);
+  MeasureCalls(state, server, callers,
+               [&](std::size_t caller) { return client.Get(caller, "vm-1", "nic-1"); });
+}
+BENCHMARK(BM_GrpcEthernetGet)
+    ->ArgNames({"server_threads", "callers"})
+    ->ArgsProduct({{1, 2}, {1, 4, 16}})
+    ->Iterations(1)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+
+// Each of our runs beside gRPC's with the same arguments, for the ratios printed after the runs.
+std::vector<Bench::Comparison> GrpcComparisons() {
+  std::vector<Bench::Comparison> comparisons;
+  for (int threads : {1, 2}) {
+    for (int callers : {1, 4, 16}) {
+      std::string const args =
+          "server_threads:" + std::to_string(threads) + "/callers:" + std::to_string(callers);
+      std::string const run = "/" + args + "/iterations:1/manual_time";
+      comparisons.push_back({"BM_RpcEthernetGet" + run, "BM_GrpcEthernetGet" + run, args});
+    }
+  }
+  return comparisons;
+}
+#endif
 
 #ifdef NEXAR_BENCH_SIM
 // The same calls served by nexar-sim (one I/O thread, the built-in inventory, a session): the
@@ -285,17 +353,31 @@ int main(int argc, char** argv) {
   // The servers are forked before any thread exists in this process.
   Server(1);
   Server(2);
+#ifdef NEXAR_BENCH_GRPC
+  GrpcServer(1);
+  GrpcServer(2);
+#endif
 #ifdef NEXAR_BENCH_SIM
   Simulated();
 #endif
+#ifdef NEXAR_BENCH_GRPC
+  int const result = Bench::RunWithCounterRatios(
+      argc, argv, "Ours over gRPC", {"items_per_second", "server_cpu_us_per_call"}, GrpcComparisons());
+#else
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
+  int const result = 0;
+#endif
   std::vector<pid_t> children{Server(1).pid, Server(2).pid};
+#ifdef NEXAR_BENCH_GRPC
+  children.push_back(GrpcServer(1).pid);
+  children.push_back(GrpcServer(2).pid);
+#endif
 #ifdef NEXAR_BENCH_SIM
   children.push_back(Simulated().pid);
 #endif
   for (pid_t child : children) kill(child, SIGTERM);
   for (pid_t child : children) waitpid(child, nullptr, 0);
-  return 0;
+  return result;
 }
