@@ -65,7 +65,14 @@ std::string NewRequestId() {
 // Everything the connections share. Connections hold it, so the I/O context outlives every socket
 // even when a provider completes a call after the server has stopped.
 struct RpcServer::State {
-  explicit State(ServerOptions o) : options(std::move(o)), tlsContext(ssl::context::tls_server) {}
+  explicit State(ServerOptions o) : options(std::move(o)), tlsContext(ssl::context::tls_server) {
+    for (unsigned i = 0; i < std::max(1u, options.threads); ++i) {
+      // Hint 1: each context is run by one thread (others only post replies to it).
+      contexts.push_back(std::make_unique<net::io_context>(1));
+      idleGuards.push_back(net::make_work_guard(*contexts.back()));
+    }
+    acceptor.emplace(*contexts.front());
+  }
 
   // Hands a call's reply to its connection, unless the server has stopped: then the reply is
   // dropped on the calling thread. A provider that answered at once, on the connection's own
@@ -79,9 +86,14 @@ struct RpcServer::State {
   }
 
   ServerOptions options;
-  net::io_context io;
+  // One I/O context per I/O thread, each run by its thread alone: a connection lives on one of
+  // them from accept to close, so its handlers never wake another I/O thread, as they did when
+  // all threads shared one context. The guards keep a thread running while its context is idle.
+  std::vector<std::unique_ptr<net::io_context>> contexts;
+  std::vector<net::executor_work_guard<net::io_context::executor_type>> idleGuards;
+  std::size_t nextContext = 0;  // touched by the accept handler only, on the first context
   ssl::context tlsContext;
-  tcp::acceptor acceptor{io};
+  boost::optional<tcp::acceptor> acceptor;  // on the first context
   std::vector<std::thread> threads;
   std::shared_ptr<Dispatcher> dispatcher;
   std::shared_ptr<SessionStore> sessions;
@@ -318,28 +330,30 @@ std::weak_ptr<void> Launch(StatePtr const& state, Args&&... args) {
       if (auto c = weak.lock()) net::post(c->executor(), [c] { c->Close(); });
     });
   }
-  connection->Start();
+  // Started on its own context's thread, which runs all of its handlers from here on.
+  net::dispatch(connection->executor(), [connection] { connection->Start(); });
   return connection;
 }
 
 void Accept(StatePtr const& state) {
-  state->acceptor.async_accept(
-      net::make_strand(state->io), [state](beast::error_code ec, tcp::socket socket) {
-        if (ec == net::error::operation_aborted || !state->acceptor.is_open()) return;
-        if (!ec) {
-          if (state->connections.fetch_add(1) >= state->options.limits.connections) {
-            // Over the limit: closed at once, before anything of it is read.
-            state->connections.fetch_sub(1);
-            beast::error_code ignored;
-            socket.close(ignored);
-          } else if (state->options.tls) {
-            Launch<beast::ssl_stream<beast::tcp_stream>>(state, std::move(socket), state->tlsContext);
-          } else {
-            Launch<beast::tcp_stream>(state, std::move(socket));
-          }
-        }
-        Accept(state);
-      });
+  // Connections are dealt to the contexts in turn.
+  net::io_context& home = *state->contexts[state->nextContext++ % state->contexts.size()];
+  state->acceptor->async_accept(net::make_strand(home), [state](beast::error_code ec, tcp::socket socket) {
+    if (ec == net::error::operation_aborted || !state->acceptor->is_open()) return;
+    if (!ec) {
+      if (state->connections.fetch_add(1) >= state->options.limits.connections) {
+        // Over the limit: closed at once, before anything of it is read.
+        state->connections.fetch_sub(1);
+        beast::error_code ignored;
+        socket.close(ignored);
+      } else if (state->options.tls) {
+        Launch<beast::ssl_stream<beast::tcp_stream>>(state, std::move(socket), state->tlsContext);
+      } else {
+        Launch<beast::tcp_stream>(state, std::move(socket));
+      }
+    }
+    Accept(state);
+  });
 }
 
 }  // namespace
@@ -403,17 +417,17 @@ bool RpcServer::Start(std::list<BaseMessage>& messages) {
   auto const address = net::ip::make_address(state.options.address, ec);
   if (!ec) {
     tcp::endpoint const endpoint(address, state.options.port);
-    state.acceptor.open(endpoint.protocol(), ec);
-    if (!ec) state.acceptor.set_option(net::socket_base::reuse_address(true), ec);
-    if (!ec) state.acceptor.bind(endpoint, ec);
-    if (!ec) state.acceptor.listen(net::socket_base::max_listen_connections, ec);
+    state.acceptor->open(endpoint.protocol(), ec);
+    if (!ec) state.acceptor->set_option(net::socket_base::reuse_address(true), ec);
+    if (!ec) state.acceptor->bind(endpoint, ec);
+    if (!ec) state.acceptor->listen(net::socket_base::max_listen_connections, ec);
   }
   if (ec)
     return messages.push_back(BaseMessage::Make(MessageIds::kRpcListenFailed, {where, ec.message()})), false;
-  state.port = state.acceptor.local_endpoint().port();
+  state.port = state.acceptor->local_endpoint().port();
   Accept(state_);
-  unsigned const threads = std::max(1u, state.options.threads);
-  for (unsigned i = 0; i < threads; ++i) state.threads.emplace_back([state = state_] { state->io.run(); });
+  for (auto const& context : state.contexts)
+    state.threads.emplace_back([state = state_, io = context.get()] { io->run(); });
   return true;
 }
 
@@ -421,23 +435,29 @@ void RpcServer::Stop() {
   State& state = *state_;
   if (state.threads.empty()) return;
   state.stopping.store(true);
-  net::post(state.io, [&state] {
+  net::post(*state.contexts.front(), [&state] {
     beast::error_code ignored;
-    state.acceptor.close(ignored);
+    state.acceptor->close(ignored);
   });
   {
     std::lock_guard<std::mutex> lock(state.liveMutex);
     for (auto const& entry : state.live) entry.second();
   }
-  state.io.stop();
+  state.idleGuards.clear();
+  for (auto const& context : state.contexts) context->stop();
   for (auto& thread : state.threads) thread.join();
   state.threads.clear();
   // From here on, replies of calls still in the provider are dropped where they complete.
   state.open.store(false);
   while (state.posting.load() != 0) std::this_thread::yield();
-  // What was queued before that runs once more here, so that the connections it holds go now.
-  state.io.restart();
-  while (state.io.poll() > 0) {
+  // What was queued before that runs once more here, so that the connections it holds go now;
+  // until no context has anything left, since a handler on one may post to another.
+  for (std::size_t ran = 1; ran > 0;) {
+    ran = 0;
+    for (auto const& context : state.contexts) {
+      context->restart();
+      ran += context->poll();
+    }
   }
 }
 
