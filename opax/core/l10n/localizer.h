@@ -45,9 +45,9 @@ struct LocaleHelpers {
   static boost::string_view defaultFmtLocale() { return "en"; }
   static boost::string_view defaultTimezone() { return "UTC"; }
 
-  // Parses an Accept-Language style list ("de-CH, de;q=0.9, en;q=0.5"); tags are kept in the
-  // order given (weights are read but not used to reorder). A malformed tag sets `error` to
-  // std::errc::invalid_argument and yields an empty preference.
+  // Parses an Accept-Language style list ("de-CH, de;q=0.9, en;q=0.5"): heaviest weight first,
+  // tags of equal weight in the order given, tags weighted 0 left out. A malformed tag or weight
+  // sets `error` to std::errc::invalid_argument and yields an empty preference.
   static LanguagePreference MakeLanguagePreference(boost::string_view text, std::error_code& error);
 };
 

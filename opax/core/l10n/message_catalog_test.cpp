@@ -397,6 +397,16 @@ TEST(Localizer, ChoosesFromItsCatalogueAndLocalizesThroughIt) {
   EXPECT_EQ(request.language(), "de");
   EXPECT_EQ(request.timezone(), "Europe/Zurich");
   EXPECT_EQ(localizer.ForRequest(LanguagePreference({"fr", "EN-gb"}), zone).language(), "en");
+  // Weights order the list, whatever order the header gives; q=0 refuses a language.
+  EXPECT_EQ(localizer.ForRequest(LocaleHelpers::MakeLanguagePreference("en;q=0.1, de ; q=0.9", error), zone)
+                .language(),
+            "de");
+  EXPECT_EQ(localizer.ForRequest(LocaleHelpers::MakeLanguagePreference("de;q=0, en", error), zone).language(),
+            "en");
+  for (char const* malformed : {"de;q=2", "de;q=0.1234", "de;q=1.5", "de;x=1", "de;q=", "d e"}) {
+    EXPECT_TRUE(LocaleHelpers::MakeLanguagePreference(malformed, error).languages().empty()) << malformed;
+    EXPECT_TRUE(error) << malformed;
+  }
 
   std::shared_ptr<ErrorValue const> const value =
       ErrorValue::GetInstance("e", {BaseMessage::Make(Ids::kTaskUnknown, {"1"})});
