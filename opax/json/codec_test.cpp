@@ -269,6 +269,7 @@ TEST_F(Codec, BadTextGetsItsMessageAndPath) {
       {R"({"name":"a","backing":{"type":"NONE","host":"h"}})", MessageIds::kUnionIsSet, "backing"},
       {R"({"name":"a","backing":{"file":"f"}})", MessageIds::kFieldMissing, "backing"},
       {R"({"@type":"com.example.other","name":"a"})", MessageIds::kStructureName, "(value)"},
+      {R"({"name":"a","failure":{"text":"x"}})", MessageIds::kJsonTypeMissing, "failure"},
       {R"({"name":"a","x":[[[[]]]]})", MessageIds::kJsonLimit, "x[0][0][0]", true},
       {R"({"name":"abcdefghi"})", MessageIds::kJsonLimit, "name", true},
       {R"({"name":"a","count":123456789})", MessageIds::kJsonLimit, "count", true},

@@ -540,6 +540,9 @@ class Decoder {
         value = std::move(top.container);
         break;
       case Shape::LooseObject:
+        // Nothing but its type name says which error a value is: one without it is refused, not
+        // made an error of no name.
+        if (top.errorValue && !top.hasTypeName) return Report(MessageIds::kJsonTypeMissing, {Path(false)});
         value = FinishLooseObject(top);
         break;
       case Shape::LooseArray:

@@ -55,6 +55,7 @@ constexpr DefaultText kDefaultTexts[] = {
     {Ids::kJsonNumberRange, "The number {0} at '{1}' is out of range for the value expected there."},
     {Ids::kJsonSyntax, "The JSON text is malformed at byte {0}: expected {1} (at '{2}')."},
     {Ids::kJsonTruncated, "The JSON text ends before its value is complete (at '{0}')."},
+    {Ids::kJsonTypeMissing, "The error at '{0}' has no \"@type\" member to name it."},
     {Ids::kJsonUtf8, "The JSON text holds bytes that are not valid UTF-8 at byte {0} (at '{1}')."},
     {Ids::kCatalogDirectory, "The directory of message catalogues '{0}' cannot be read."},
     {Ids::kCatalogEscape,

@@ -54,6 +54,7 @@ constexpr char const kJsonNumberRange[] = "opax.json.number.out.of.range";  // n
 constexpr char const kJsonNotIntegral[] = "opax.json.number.not.integral";  // number, path
 constexpr char const kJsonBinary[] = "opax.json.binary.invalid";  // path
 constexpr char const kJsonDateTime[] = "opax.json.datetime.invalid";  // text, path
+constexpr char const kJsonTypeMissing[] = "opax.json.type.missing";  // path
 
 // The network transport. No argument ever carries a password, a token or a request's content.
 constexpr char const kRpcRequestNotJson[] = "opax.rpc.request.not.json";  // what was wrong
