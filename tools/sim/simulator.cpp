@@ -127,6 +127,7 @@ bool Simulator::Start(std::list<::Opax::BaseMessage>& messages) {
     server.authenticator = std::make_shared<SingleUser>(options.user, options.password);
   server.tasks = impl.provider->tasks();
   server.dropRequest = [faults = impl.faults] { return faults->DropThisRequest(); };
+  server.context = impl.state->loop();
   auto const hosted = std::make_shared<FaultyProvider>(impl.provider, impl.faults);
   impl.server = std::make_unique<::Opax::Rpc::RpcServer>(hosted, server);
   return impl.server->Start(messages);

@@ -13,6 +13,8 @@
 #include <opax/core/provider/in_process_provider.h>
 
 #include <boost/asio/connect.hpp>
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
@@ -127,23 +129,39 @@ TEST_F(Rpc, ATaskIsFollowedThroughItsProgressToItsResult) {
 }
 
 TEST_F(Rpc, ManyThreadsCallAtOnceOverOnePool) {
-  ServerOptions options;
-  options.threads = 2;
-  Serve(options);
-  auto client = Connect();
-  ValuePtr const input = FromJson(kEveryKind, *DeviceInput());
-  std::atomic<int> good{0};
-  std::vector<std::thread> callers;
-  for (int t = 0; t < 4; ++t) {
-    callers.emplace_back([&] {
-      for (int i = 0; i < 50; ++i) {
-        ResultPtr const r = Call(*client, "echo", input);
-        if (r && r->success()) ++good;
-      }
-    });
+  // On the server's own two threads, then with its owner's loop as the first of its contexts.
+  for (bool const ownersLoop : {false, true}) {
+    auto const loop = std::make_shared<net::io_context>();
+    auto work = net::make_work_guard(*loop);
+    std::thread owner([loop] { loop->run(); });
+    ServerOptions options;
+    options.threads = 2;
+    if (ownersLoop) options.context = loop;
+    Serve(options);
+    auto client = Connect();
+    ValuePtr const input = FromJson(kEveryKind, *DeviceInput());
+    std::atomic<int> good{0};
+    std::vector<std::thread> callers;
+    for (int t = 0; t < 4; ++t) {
+      callers.emplace_back([&] {
+        for (int i = 0; i < 50; ++i) {
+          ResultPtr const r = Call(*client, "echo", input);
+          if (r && r->success()) ++good;
+        }
+      });
+    }
+    for (auto& caller : callers) caller.join();
+    EXPECT_EQ(good.load(), 200) << ownersLoop;
+    // A call still held when the server stops ends for its caller; Stop() does not wait for it.
+    auto held = std::async(std::launch::async, [&] { return Call(*client, "hang", nullptr); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    server_->Stop();
+    ASSERT_EQ(held.wait_for(std::chrono::seconds(10)), std::future_status::ready) << ownersLoop;
+    EXPECT_EQ(ErrorName(held.get()), ErrorIds::kServiceUnavailable) << ownersLoop;
+    ReleaseHeld();
+    work.reset();
+    owner.join();
   }
-  for (auto& caller : callers) caller.join();
-  EXPECT_EQ(good.load(), 200);
 }
 
 TEST_F(Rpc, PendingCallsEndWhenTheServerDiesTheClientGoesOrTheDeadlinePasses) {

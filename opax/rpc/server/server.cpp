@@ -25,6 +25,7 @@
 #include <openssl/rand.h>
 
 #include <atomic>
+#include <future>
 #include <map>
 #include <mutex>
 #include <thread>
@@ -66,9 +67,10 @@ std::string NewRequestId() {
 // even when a provider completes a call after the server has stopped.
 struct RpcServer::State {
   explicit State(ServerOptions o) : options(std::move(o)), tlsContext(ssl::context::tls_server) {
-    for (unsigned i = 0; i < std::max(1u, options.threads); ++i) {
+    if (options.context) contexts.push_back(options.context);
+    while (contexts.size() < std::max(1u, options.threads)) {
       // Hint 1: each context is run by one thread (others only post replies to it).
-      contexts.push_back(std::make_unique<net::io_context>(1));
+      contexts.push_back(std::make_shared<net::io_context>(1));
       idleGuards.push_back(net::make_work_guard(*contexts.back()));
     }
     acceptor.emplace(*contexts.front());
@@ -89,12 +91,13 @@ struct RpcServer::State {
   // One I/O context per I/O thread, each run by its thread alone: a connection lives on one of
   // them from accept to close, so its handlers never wake another I/O thread, as they did when
   // all threads shared one context. The guards keep a thread running while its context is idle.
-  std::vector<std::unique_ptr<net::io_context>> contexts;
+  std::vector<std::shared_ptr<net::io_context>> contexts;  // the owner's first, when given
   std::vector<net::executor_work_guard<net::io_context::executor_type>> idleGuards;
   std::size_t nextContext = 0;  // touched by the accept handler only, on the first context
   ssl::context tlsContext;
   boost::optional<tcp::acceptor> acceptor;  // on the first context
   std::vector<std::thread> threads;
+  bool started = false;
   std::shared_ptr<Dispatcher> dispatcher;
   std::shared_ptr<SessionStore> sessions;
   std::shared_ptr<L10n::Localizer const> localizer;
@@ -426,14 +429,16 @@ bool RpcServer::Start(std::list<BaseMessage>& messages) {
     return messages.push_back(BaseMessage::Make(MessageIds::kRpcListenFailed, {where, ec.message()})), false;
   state.port = state.acceptor->local_endpoint().port();
   Accept(state_);
-  for (auto const& context : state.contexts)
-    state.threads.emplace_back([state = state_, io = context.get()] { io->run(); });
+  for (std::size_t i = state.options.context ? 1 : 0; i < state.contexts.size(); ++i)
+    state.threads.emplace_back([state = state_, io = state.contexts[i].get()] { io->run(); });
+  state.started = true;
   return true;
 }
 
 void RpcServer::Stop() {
   State& state = *state_;
-  if (state.threads.empty()) return;
+  if (!state.started) return;
+  state.started = false;
   state.stopping.store(true);
   net::post(*state.contexts.front(), [&state] {
     beast::error_code ignored;
@@ -444,7 +449,9 @@ void RpcServer::Stop() {
     for (auto const& entry : state.live) entry.second();
   }
   state.idleGuards.clear();
-  for (auto const& context : state.contexts) context->stop();
+  std::vector<std::shared_ptr<net::io_context>> const owned(
+      state.contexts.begin() + (state.options.context ? 1 : 0), state.contexts.end());
+  for (auto const& context : owned) context->stop();
   for (auto& thread : state.threads) thread.join();
   state.threads.clear();
   // From here on, replies of calls still in the provider are dropped where they complete.
@@ -454,9 +461,21 @@ void RpcServer::Stop() {
   // until no context has anything left, since a handler on one may post to another.
   for (std::size_t ran = 1; ran > 0;) {
     ran = 0;
-    for (auto const& context : state.contexts) {
+    for (auto const& context : owned) {
       context->restart();
       ran += context->poll();
+    }
+  }
+  if (state.options.context) {
+    // The owner's thread runs the first context, and what was posted there (closing the listener
+    // and the connections) runs there. Wait until it has, and then until what those last handlers
+    // queued has run too, so that nothing of the server's is left queued in the owner's loop:
+    // once Stop() returns, no connection is accepted and the owner may stop its loop. Never
+    // called from the owner's thread, which would wait for itself.
+    for (int round = 0; round < 2; ++round) {
+      std::promise<void> ran;
+      net::post(*state.options.context, [&ran] { ran.set_value(); });
+      ran.get_future().wait();
     }
   }
 }

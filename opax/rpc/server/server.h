@@ -16,6 +16,12 @@
 #include <string>
 #include <string_view>
 
+namespace boost {
+namespace asio {
+class io_context;
+}  // namespace asio
+}  // namespace boost
+
 namespace Opax {
 namespace Rpc {
 
@@ -58,6 +64,13 @@ struct ServerOptions {
   // without a reply, as a server that crashed or lost its network would. For simulators that test
   // how clients recover; real servers leave it empty.
   std::function<bool()> dropRequest;
+  // An I/O context that its owner runs on a thread of its own, to serve as the first of the
+  // server's contexts: its connections' handlers then run on the owner's thread, beside the
+  // owner's other work, and the server starts `threads - 1` threads for the others. For a program
+  // whose own loop holds state that calls read, so that a call served there reaches the state
+  // without a hop to another thread. The owner must keep running it until Stop() has returned,
+  // and call Stop() from another thread.
+  std::shared_ptr<boost::asio::io_context> context;
 };
 
 // JSON-RPC 2.0 over HTTP/1.1 (or HTTPS) in front of any provider, on its own I/O threads. One POST
