@@ -444,10 +444,14 @@ void RpcServer::Stop() {
     beast::error_code ignored;
     state.acceptor->close(ignored);
   });
+  // The closers run outside the lock: a connection that ends on its own thread meanwhile may be
+  // destroyed here, by the closer's last reference, and its destructor takes the lock.
+  std::vector<std::function<void()>> closers;
   {
     std::lock_guard<std::mutex> lock(state.liveMutex);
-    for (auto const& entry : state.live) entry.second();
+    for (auto const& entry : state.live) closers.push_back(entry.second);
   }
+  for (auto const& close : closers) close();
   state.idleGuards.clear();
   std::vector<std::shared_ptr<net::io_context>> const owned(
       state.contexts.begin() + (state.options.context ? 1 : 0), state.contexts.end());
