@@ -7,32 +7,9 @@
 // every operation's input and result in the catalogue (the fuzz build carries only the pilot
 // areas), which reaches every structure they use.
 
-#include <bindings/authorization/privilege_checks.h>
-#include <bindings/authorization/privilege_checks/latest.h>
-#include <bindings/authorization/privileges.h>
-#include <bindings/authorization/roles.h>
-#include <bindings/authorization/vt_containers.h>
-#include <bindings/authorization/vt_containers/mappings.h>
-#include <bindings/nexar.h>
-#include <bindings/vm/hardware/adapter/nvme.h>
-#include <bindings/vm/hardware/adapter/sata.h>
-#include <bindings/vm/hardware/adapter/scsi.h>
-#include <bindings/vm/hardware/boot.h>
-#include <bindings/vm/hardware/boot/device.h>
-#include <bindings/vm/hardware/cdrom.h>
-#include <bindings/vm/hardware/common.h>
-#include <bindings/vm/hardware/cpu.h>
-#include <bindings/vm/hardware/disk.h>
-#include <bindings/vm/hardware/ethernet.h>
-#include <bindings/vm/hardware/floppy.h>
-#include <bindings/vm/hardware/memory.h>
-#include <bindings/vm/hardware/parallel.h>
-#include <bindings/vm/hardware/serial.h>
-#include <opax/cis/task.h>
 #include <opax/json/json.h>
-#include <opax/std/errors.h>
-#include <opax/std/std.h>
 #include <runtime/service_catalog.h>
+#include <idl/tests/pilot_types.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -46,10 +23,7 @@
 
 namespace {
 
-namespace Nexar = ::Com::Quarn::Nexar;
-namespace Hw = ::Com::Quarn::Nexar::Vm::Hardware;
-namespace Auth = ::Com::Quarn::Nexar::Authorization;
-namespace Std = ::Com::Quarn::Opax::Std;
+using namespace Pilot;         // NOLINT: its short names for the areas (Nexar, Hw, Auth, Std)
 using namespace ::Opax::Data;  // NOLINT: the target speaks the runtime's vocabulary throughout
 using Messages = std::list<::Opax::BaseMessage>;
 using Slot = std::shared_ptr<DataValue const>;
@@ -84,7 +58,7 @@ bool ResultRoundTrip(void const* op, Slot const& value, Slot& back, Messages& me
 }
 
 template <class... T>
-void AddStructures(std::vector<Entry>& entries) {
+void AddStructures(std::vector<Entry>& entries, Pilot::TypeList<T...>) {
   (entries.push_back(
        {TypeInfo<T>::name(), NativeToDefinitionAdapter::DefinitionOf<T>(), &NativeRoundTrip<T>, nullptr}),
    ...);
@@ -92,36 +66,7 @@ void AddStructures(std::vector<Entry>& entries) {
 
 std::vector<Entry> MakeEntries() {
   std::vector<Entry> entries;
-  AddStructures<
-      Hw::ConnectionInfo, Hw::ConnectionCreateSpec, Hw::ConnectionUpdateSpec, Hw::IdeAddressInfo,
-      Hw::IdeAddressSpec, Hw::SataAddressInfo, Hw::SataAddressSpec, Hw::ScsiAddressInfo, Hw::ScsiAddressSpec,
-      Hw::NvmeAddressInfo, Hw::NvmeAddressSpec, Hw::BootSvc::Info, Hw::BootSvc::CreateSpec,
-      Hw::BootSvc::UpdateSpec, Hw::Boot::DeviceSvc::Entry, Hw::Boot::DeviceSvc::EntryCreateSpec,
-      Hw::CpuSvc::Info, Hw::CpuSvc::UpdateSpec, Hw::MemorySvc::Info, Hw::MemorySvc::UpdateSpec,
-      Hw::Adapter::NvmeSvc::Info, Hw::Adapter::NvmeSvc::CreateSpec, Hw::Adapter::NvmeSvc::Summary,
-      Hw::Adapter::SataSvc::Info, Hw::Adapter::SataSvc::CreateSpec, Hw::Adapter::SataSvc::Summary,
-      Hw::Adapter::ScsiSvc::Info, Hw::Adapter::ScsiSvc::CreateSpec, Hw::Adapter::ScsiSvc::UpdateSpec,
-      Hw::Adapter::ScsiSvc::Summary, Hw::CdromSvc::Info, Hw::CdromSvc::CreateSpec, Hw::CdromSvc::UpdateSpec,
-      Hw::CdromSvc::BackingInfo, Hw::CdromSvc::BackingSpec, Hw::CdromSvc::Summary, Hw::DiskSvc::Info,
-      Hw::DiskSvc::CreateSpec, Hw::DiskSvc::UpdateSpec, Hw::DiskSvc::BackingInfo, Hw::DiskSvc::BackingSpec,
-      Hw::DiskSvc::VmdkCreateSpec, Hw::DiskSvc::StoragePolicySpec, Hw::DiskSvc::Summary,
-      Hw::EthernetSvc::Info, Hw::EthernetSvc::CreateSpec, Hw::EthernetSvc::UpdateSpec,
-      Hw::EthernetSvc::BackingInfo, Hw::EthernetSvc::BackingSpec, Hw::EthernetSvc::Summary,
-      Hw::FloppySvc::Info, Hw::FloppySvc::CreateSpec, Hw::FloppySvc::UpdateSpec, Hw::FloppySvc::BackingInfo,
-      Hw::FloppySvc::BackingSpec, Hw::FloppySvc::Summary, Hw::ParallelSvc::Info, Hw::ParallelSvc::CreateSpec,
-      Hw::ParallelSvc::UpdateSpec, Hw::ParallelSvc::BackingInfo, Hw::ParallelSvc::BackingSpec,
-      Hw::ParallelSvc::Summary, Hw::SerialSvc::Info, Hw::SerialSvc::CreateSpec, Hw::SerialSvc::UpdateSpec,
-      Hw::SerialSvc::BackingInfo, Hw::SerialSvc::BackingSpec, Hw::SerialSvc::Summary,
-      Auth::PrivilegeChecksSvc::Principal, Auth::PrivilegeChecksSvc::IterationSpec,
-      Auth::PrivilegeChecksSvc::FilterSpec, Auth::PrivilegeChecksSvc::Info,
-      Auth::PrivilegeChecksSvc::ListResult, Auth::PrivilegesSvc::FilterSpec, Auth::PrivilegesSvc::Summary,
-      Auth::PrivilegesSvc::Info, Auth::RolesSvc::CreateSpec, Auth::RolesSvc::UpdateSpec, Auth::RolesSvc::Info,
-      Auth::RolesSvc::Summary, Auth::RolesSvc::FilterSpec, Auth::VtContainersSvc::CreateSpec,
-      Auth::VtContainersSvc::Info, Auth::VtContainersSvc::Summary, Auth::VtContainersSvc::FilterSpec,
-      Auth::VtContainers::MappingsSvc::CreateSpec, Auth::VtContainers::MappingsSvc::Info,
-      Auth::VtContainers::MappingsSvc::Summary, Auth::VtContainers::MappingsSvc::FilterSpec,
-      Nexar::Credential, Nexar::UsernamePassword, Nexar::ServiceLocator, Std::LocalizableMessage,
-      Std::DynamicID, Std::Errors::Error, Std::Errors::NotFound, ::Com::Quarn::Cis::Task::Progress>(entries);
+  AddStructures(entries, Pilot::Structures());
   for (auto const* service : ::Opax::Catalog::ServiceCatalog::Instance().services()) {
     for (std::size_t i = 0; i < service->operationCount; ++i) {
       auto const& op = *service->operations[i];
