@@ -6,12 +6,15 @@
 #include <opax/core/base/native_ptr.h>
 #include <opax/core/base/operation_input.h>
 #include <opax/core/data/compound_value.h>
+#include <opax/core/data/internal/text_order.h>
 #include <opax/core/data/list_value.h>
 #include <opax/core/data/optional_value.h>
 #include <opax/core/data/type_info.h>
 #include <opax/core/message/message_ids.h>
 
 #include <algorithm>
+#include <cstdint>
+#include <functional>
 #include <list>
 #include <memory>
 #include <string>
@@ -222,6 +225,17 @@ struct V2N {
       auto const less = items.value_comp();
       if (more.size() < 64 || std::is_sorted(more.begin(), more.end(), less)) {
         for (auto const& item : more) items.emplace_hint(items.end(), item);
+      } else if constexpr (std::is_same<typename Container::value_type, std::string>::value &&
+                           std::is_same<typename Container::key_compare, std::less<std::string>>::value) {
+        std::vector<uint32_t> order(more.size());
+        Data::internal::SortTexts(
+            more.size(), [&more](std::size_t i) { return std::string_view(more[i]); }, order.data());
+        // The sorted order visits the list all over memory: ask for an element a few steps ahead.
+        constexpr std::size_t kAhead = 8;
+        for (std::size_t k = 0; k < order.size(); ++k) {
+          if (k + kAhead < order.size()) __builtin_prefetch(&more[order[k + kAhead]]);
+          items.emplace_hint(items.end(), more[order[k]]);
+        }
       } else {
         std::vector<typename Container::value_type> sorted(more.begin(), more.end());
         std::sort(sorted.begin(), sorted.end(), less);

@@ -1,38 +1,165 @@
 #include <opax/core/data/field_map.h>
 
 #include <opax/core/data/data_value.h>
+#include <opax/core/data/internal/keyed_hash.h>
+#include <opax/core/data/internal/text_order.h>
 
 #include <algorithm>
+#include <atomic>
 #include <utility>
 
 namespace Opax {
 namespace Data {
 namespace {
 
-// An AVL tree of fewer than 2^32 entries is at most 46 levels deep.
-constexpr std::size_t kMaxDepth = 64;
-
 std::string_view TextOf(std::string_view name) { return name; }
 std::string_view TextOf(StaticName name) { return name.text; }
 std::string_view TextOf(Name const& name) { return name.view(); }
 
+uint32_t HashOf(std::string_view name) { return static_cast<uint32_t>(internal::KeyedHash(name)); }
+
 }  // namespace
+
+// What a large map keeps beside its entries: whether they are in name order, and otherwise a
+// hash index (made at the first insertion that needs it) and the sorted order (made when first
+// asked for).
+//
+// The index is open addressing with linear probing, never more than half full. A slot holds 32
+// bits of the name's hash above the entry's index + 1 (zero: empty), so that a probe compares a
+// name only when the hashes agree, and growing moves slots without reading a name.
+class FieldMap::LargeIndex {
+ public:
+  explicit LargeIndex(bool sorted) : sorted_(sorted) {}
+  LargeIndex(LargeIndex const& other, std::size_t size) : sorted_(other.sorted_), mask_(other.mask_) {
+    if (other.slots_ != nullptr) {
+      slots_.reset(new uint64_t[mask_ + 1]);
+      std::copy(other.slots_.get(), other.slots_.get() + mask_ + 1, slots_.get());
+    }
+    if (uint32_t const* order = other.order_.load(std::memory_order_acquire)) SetOrder(order, size);
+  }
+  ~LargeIndex() { delete[] order_.load(std::memory_order_relaxed); }
+
+  bool sorted() const { return sorted_; }
+  bool hashed() const { return slots_ != nullptr; }
+
+  // Indexes all `size` entries; the map is no longer taken to be in name order.
+  void Hash(Field const* entries, std::size_t size) {
+    sorted_ = false;
+    std::size_t capacity = 128;
+    while (capacity < size * 2 + 2) capacity *= 2;
+    slots_.reset(new uint64_t[capacity]());
+    mask_ = capacity - 1;
+    for (std::size_t i = 0; i < size; ++i) {
+      std::string_view const name = entries[i].name();
+      uint32_t const hash = HashOf(name);
+      Probe(entries, name, hash) = SlotOf(hash, i);
+    }
+  }
+
+  // The slot of `name`, or the empty one where it would go.
+  uint64_t& Probe(Field const* entries, std::string_view name, uint32_t hash) {
+    for (std::size_t at = hash & mask_;; at = (at + 1) & mask_) {
+      uint64_t& slot = slots_[at];
+      if (slot == 0) return slot;
+      if (static_cast<uint32_t>(slot >> 32) == hash && entries[EntryOf(slot)].name() == name) return slot;
+    }
+  }
+
+  static uint32_t EntryOf(uint64_t slot) { return static_cast<uint32_t>(slot) - 1; }
+  static uint64_t SlotOf(uint32_t hash, std::size_t entry) { return (uint64_t{hash} << 32) | (entry + 1); }
+
+  // Whether one more entry beside `size` would make the index more than half full.
+  bool Full(std::size_t size) const { return (size + 1) * 2 > mask_ + 1; }
+  void Grow() {
+    std::size_t const capacity = (mask_ + 1) * 2;
+    std::unique_ptr<uint64_t[]> grown(new uint64_t[capacity]());
+    for (std::size_t i = 0; i <= mask_; ++i) {
+      uint64_t const slot = slots_[i];
+      if (slot == 0) continue;
+      std::size_t at = static_cast<uint32_t>(slot >> 32) & (capacity - 1);
+      while (grown[at] != 0) at = (at + 1) & (capacity - 1);
+      grown[at] = slot;
+    }
+    slots_ = std::move(grown);
+    mask_ = capacity - 1;
+  }
+
+  // The sorted order, made from `entries` and published by the first reader that asks.
+  uint32_t const* Order(Field const* entries, std::size_t size) {
+    if (uint32_t* made = order_.load(std::memory_order_acquire)) return made;
+    std::unique_ptr<uint32_t[]> order(NewOrder(size));
+    internal::SortTexts(
+        size, [entries](std::size_t i) { return entries[i].name(); }, order.get());
+    uint32_t* expected = nullptr;
+    if (order_.compare_exchange_strong(expected, order.get(), std::memory_order_acq_rel,
+                                       std::memory_order_acquire)) {
+      return order.release();
+    }
+    return expected;  // another reader was first
+  }
+  // Takes `byName` as the sorted order (the map must not be shared yet).
+  void SetOrder(uint32_t const* byName, std::size_t size) {
+    DropOrder();
+    uint32_t* order = NewOrder(size);
+    std::copy(byName, byName + size, order);
+    order_.store(order, std::memory_order_release);
+  }
+  // An insertion changes name order; before a value is shared, so no reader can hold it.
+  void DropOrder() {
+    if (uint32_t* order = order_.load(std::memory_order_relaxed)) {
+      order_.store(nullptr, std::memory_order_relaxed);
+      delete[] order;
+    }
+  }
+
+ private:
+  // Room for `size` indices and the iterators' look-ahead past the last (pointing at entry 0).
+  static uint32_t* NewOrder(std::size_t size) { return new uint32_t[size + 2 * kLookAhead + 1](); }
+
+  bool sorted_;
+  std::size_t mask_ = 0;
+  std::unique_ptr<uint64_t[]> slots_;
+  std::atomic<uint32_t*> order_{nullptr};
+};
 
 FieldMap& FieldMap::operator=(FieldMap&& other) noexcept {
   if (this == &other) return *this;
   entries_ = std::move(other.entries_);
-  root_ = std::exchange(other.root_, kNone);
-  head_ = std::exchange(other.head_, kNone);
-  tail_ = std::exchange(other.tail_, kNone);
+  if (index_ != nullptr) FreeIndex();
+  index_ = std::exchange(other.index_, nullptr);
   return *this;
 }
 
-FieldMap::Field* FieldMap::SearchSmall(std::string_view name, std::size_t& position) {
+void FieldMap::FreeIndex() {
+  delete index_;
+  index_ = nullptr;
+}
+
+void FieldMap::BecomeLarge(uint32_t const* byName) {
+  std::size_t const size = entries_.size();
+  bool sorted = true;
+  for (std::size_t k = 0; k < size && sorted; ++k) sorted = byName[k] == k;
+  auto index = std::make_unique<LargeIndex>(sorted);
+  if (sorted) {
+    for (std::size_t k = 0; k < size; ++k) entries_[k].byName_ = static_cast<uint32_t>(k);
+  } else {
+    index->SetOrder(byName, size);
+  }
+  if (index_ != nullptr) FreeIndex();
+  index_ = index.release();
+}
+
+uint32_t const* FieldMap::SortedOrder() const {
+  if (index_ == nullptr || index_->sorted()) return nullptr;
+  return index_->Order(entries_.data(), entries_.size());
+}
+
+FieldMap::Field* FieldMap::SearchPermutation(std::string_view name, std::size_t& position) {
   std::size_t low = 0;
   std::size_t high = entries_.size();
   while (low < high) {
     std::size_t const middle = low + (high - low) / 2;
-    Field& field = entries_[entries_[middle].left_];
+    Field& field = entries_[entries_[middle].byName_];
     int const order = field.name_.view().compare(name);
     if (order == 0) return &field;
     if (order < 0) {
@@ -46,19 +173,21 @@ FieldMap::Field* FieldMap::SearchSmall(std::string_view name, std::size_t& posit
 }
 
 std::shared_ptr<DataValue const>* FieldMap::find(std::string_view name) {
-  if (entries_.size() <= kSmall) {
+  if (index_ == nullptr || index_->sorted()) {
     std::size_t position = 0;
-    Field* field = SearchSmall(name, position);
+    Field* field = SearchPermutation(name, position);
     return field != nullptr ? &field->value_ : nullptr;
   }
-  uint32_t at = root_;
-  while (at != kNone) {
-    Field& field = entries_[at];
-    int const order = field.name_.view().compare(name);
-    if (order == 0) return &field.value_;
-    at = order < 0 ? field.right_ : field.left_;
+  if (index_->hashed()) {
+    uint64_t const slot = index_->Probe(entries_.data(), name, HashOf(name));
+    return slot == 0 ? nullptr : &entries_[LargeIndex::EntryOf(slot)].value_;
   }
-  return nullptr;
+  // Merged in bulk and not changed since: no index yet, but a sorted order.
+  uint32_t const* order = SortedOrder();
+  uint32_t const* const end = order + entries_.size();
+  uint32_t const* at = std::lower_bound(
+      order, end, name, [this](uint32_t entry, std::string_view n) { return entries_[entry].name() < n; });
+  return at != end && entries_[*at].name() == name ? &entries_[*at].value_ : nullptr;
 }
 
 std::shared_ptr<DataValue const> const* FieldMap::find(std::string_view name) const {
@@ -71,129 +200,59 @@ std::shared_ptr<DataValue const>& FieldMap::slot(Name const& name) { return Slot
 
 template <class Key>
 std::shared_ptr<DataValue const>& FieldMap::Slot(Key const& name) {
-  if (entries_.size() > kSmall) return TreeSlot(name);
+  if (index_ != nullptr) return LargeSlot(name);
   std::size_t position = 0;
-  if (Field* field = SearchSmall(TextOf(name), position)) return field->value_;
+  if (Field* field = SearchPermutation(TextOf(name), position)) return field->value_;
   auto const added = static_cast<uint32_t>(entries_.size());
   entries_.emplace_back(name);
-  uint32_t& previous = position == 0 ? head_ : entries_[entries_[position - 1].left_].next_;
-  entries_[added].next_ = previous;
-  previous = added;
   // Open a gap in the name-order permutation at `position` for the new entry.
-  for (std::size_t k = added; k > position; --k) entries_[k].left_ = entries_[k - 1].left_;
-  entries_[position].left_ = added;
+  for (std::size_t k = added; k > position; --k) entries_[k].byName_ = entries_[k - 1].byName_;
+  entries_[position].byName_ = added;
   if (entries_.size() > kSmall) {
     uint32_t byName[kSmall + 1];
-    for (std::size_t k = 0; k <= kSmall; ++k) byName[k] = entries_[k].left_;
-    Rebuild(byName, kSmall + 1);
+    for (std::size_t k = 0; k <= kSmall; ++k) byName[k] = entries_[k].byName_;
+    BecomeLarge(byName);
   }
   return entries_[added].value_;
 }
 
 template <class Key>
-std::shared_ptr<DataValue const>& FieldMap::TreeSlot(Key const& key) {
+std::shared_ptr<DataValue const>& FieldMap::LargeSlot(Key const& key) {
   std::string_view const name = TextOf(key);
-  uint32_t path[kMaxDepth];
-  uint64_t rightTurns = 0;  // bit k: the search went right below path[k]
-  std::size_t depth = 0;
-  uint32_t before = kNone;  // the deepest entry on the path whose name sorts before `name`
-  if (entries_[tail_].name_.view() < name) {
-    // Past the last name (names arriving in order): the path is the right spine, no name to compare.
-    for (uint32_t at = root_; at != kNone; at = entries_[at].right_, ++depth) {
-      path[depth] = at;
-      rightTurns |= uint64_t{1} << depth;
-    }
-    before = tail_;
-  }
-  for (uint32_t at = depth == 0 ? root_ : kNone; at != kNone; ++depth) {
-    Field& field = entries_[at];
-    int const order = field.name_.view().compare(name);
-    if (order == 0) return field.value_;
-    path[depth] = at;
+  if (index_->sorted()) {
+    // Still in name order: a name past the last one is appended without an index.
+    int const order = entries_.back().name().compare(name);
+    if (order == 0) return entries_.back().value_;
     if (order < 0) {
-      rightTurns |= uint64_t{1} << depth;
-      before = at;
-      at = field.right_;
-    } else {
-      at = field.left_;
+      auto const added = static_cast<uint32_t>(entries_.size());
+      Field& field = entries_.emplace_back(key);
+      field.byName_ = added;
+      return field.value_;
     }
+    std::size_t position = 0;
+    if (Field* field = SearchPermutation(name, position)) return field->value_;
   }
-  entries_.emplace_back(key);
-  Link(path, rightTurns, depth, before);
-  return entries_.back().value_;
-}
-
-void FieldMap::Link(uint32_t const* path, uint64_t rightTurns, std::size_t depth, uint32_t before) {
-  auto const added = static_cast<uint32_t>(entries_.size() - 1);
-  // The new entry's predecessor by name is the last entry the search passed on its right.
-  uint32_t& previous = before == kNone ? head_ : entries_[before].next_;
-  entries_[added].next_ = previous;
-  previous = added;
-  if (before == tail_) tail_ = added;
-
-  auto const child = [&](std::size_t k) -> uint32_t& {
-    Field& parent = entries_[path[k]];
-    return ((rightTurns >> k) & 1u) != 0 ? parent.right_ : parent.left_;
-  };
-  if (depth == 0) {
-    root_ = added;
-    return;
+  if (!index_->hashed()) index_->Hash(entries_.data(), entries_.size());
+  uint32_t const hash = HashOf(name);
+  uint64_t* slot = &index_->Probe(entries_.data(), name, hash);
+  if (*slot != 0) return entries_[LargeIndex::EntryOf(*slot)].value_;
+  index_->DropOrder();
+  if (index_->Full(entries_.size())) {
+    index_->Grow();
+    slot = &index_->Probe(entries_.data(), name, hash);
   }
-  child(depth - 1) = added;
-  // Back up the path while the subtree that grew makes its parent taller; one rotation at most.
-  for (std::size_t k = depth; k-- > 0;) {
-    Field& node = entries_[path[k]];
-    node.balance_ = static_cast<int8_t>(node.balance_ + (((rightTurns >> k) & 1u) != 0 ? 1 : -1));
-    if (node.balance_ == 0) return;
-    if (node.balance_ == 1 || node.balance_ == -1) continue;
-    uint32_t const top = Rebalance(path[k]);
-    if (k == 0) {
-      root_ = top;
-    } else {
-      child(k - 1) = top;
-    }
-    return;
-  }
-}
-
-uint32_t FieldMap::Rebalance(uint32_t top) {
-  Field& node = entries_[top];
-  if (node.balance_ > 0) {
-    if (entries_[node.right_].balance_ < 0) node.right_ = RotateRight(node.right_);
-    return RotateLeft(top);
-  }
-  if (entries_[node.left_].balance_ > 0) node.left_ = RotateLeft(node.left_);
-  return RotateRight(top);
-}
-
-// Each rotation recomputes both balances from whatever they were, so that a double rotation is
-// just two single ones.
-uint32_t FieldMap::RotateLeft(uint32_t top) {
-  Field& x = entries_[top];
-  uint32_t const raised = x.right_;
-  Field& y = entries_[raised];
-  x.right_ = y.left_;
-  y.left_ = top;
-  x.balance_ = static_cast<int8_t>(x.balance_ - 1 - std::max<int>(y.balance_, 0));
-  y.balance_ = static_cast<int8_t>(y.balance_ - 1 + std::min<int>(x.balance_, 0));
-  return raised;
-}
-
-uint32_t FieldMap::RotateRight(uint32_t top) {
-  Field& x = entries_[top];
-  uint32_t const raised = x.left_;
-  Field& y = entries_[raised];
-  x.left_ = y.right_;
-  y.right_ = top;
-  x.balance_ = static_cast<int8_t>(x.balance_ + 1 - std::min<int>(y.balance_, 0));
-  y.balance_ = static_cast<int8_t>(y.balance_ + 1 + std::max<int>(x.balance_, 0));
-  return raised;
+  *slot = LargeIndex::SlotOf(hash, entries_.size());
+  return entries_.emplace_back(key).value_;
 }
 
 void FieldMap::AssignNames(StaticName const* names, uint32_t const* byName, std::size_t count) {
   entries_.reserve(count);
   for (std::size_t i = 0; i < count; ++i) entries_.emplace_back(names[i]);
-  Rebuild(byName, count);
+  if (count <= kSmall) {
+    for (std::size_t k = 0; k < count; ++k) entries_[k].byName_ = byName[k];
+  } else {
+    BecomeLarge(byName);
+  }
 }
 
 bool FieldMap::NameOrder(StaticName const* names, std::size_t count, uint32_t* byName) {
@@ -209,99 +268,45 @@ bool FieldMap::NameOrder(StaticName const* names, std::size_t count, uint32_t* b
 void FieldMap::CopyNamesFrom(FieldMap const& other) {
   entries_.clear();
   entries_.reserve(other.entries_.size());
-  for (Field const& field : other.entries_) {
-    Field& copy = entries_.emplace_back(field.name_);
-    copy.left_ = field.left_;
-    copy.right_ = field.right_;
-    copy.next_ = field.next_;
-    copy.balance_ = field.balance_;
-  }
-  root_ = other.root_;
-  head_ = other.head_;
-  tail_ = other.tail_;
+  for (Field const& field : other.entries_) entries_.emplace_back(field.name_).byName_ = field.byName_;
+  if (index_ != nullptr) FreeIndex();
+  if (other.index_ != nullptr) index_ = new LargeIndex(*other.index_, entries_.size());
 }
 
-void FieldMap::MergePicked(FieldMap const& other, std::vector<uint32_t> const& picked) {
-  // A few fields, or few beside many: one by one is cheaper than a rebuild of the whole tree.
-  if (picked.size() < 32 || picked.size() * 4 < entries_.size()) {
-    for (uint32_t i : picked) slot(other.entries_[i].name_) = other.entries_[i].value_;
-    return;
-  }
-  // First the names already here, which take their new value in place, while lookups still
-  // see this map as it was; then the others, appended.
-  constexpr uint32_t kAdd = kNone - 1;
-  std::vector<uint32_t> placed(other.entries_.size(), kNone);  // the entry made of each of `other`'s
+void FieldMap::MergeMany(FieldMap const& other, std::vector<uint32_t> const& picked) {
+  // This map is small: a name of `other` found among its own takes the new value there, and the
+  // others (distinct, as names of one map) are appended without a check among themselves.
+  std::size_t const mine = entries_.size();
+  uint32_t mineByName[kSmall];
+  for (std::size_t k = 0; k < mine; ++k) mineByName[k] = entries_[k].byName_;
+  uint32_t const* const mineBegin = mineByName;
+  uint32_t const* const mineEnd = mineByName + mine;
+  auto const before = [this](uint32_t entry, std::string_view name) { return entries_[entry].name() < name; };
+  constexpr uint32_t kNotPlaced = UINT32_MAX;
+  std::vector<uint32_t> placed(other.entries_.size(), kNotPlaced);  // the entry made of each of `other`'s
+  entries_.reserve(mine + picked.size());
   for (uint32_t i : picked) {
     Field const& field = other.entries_[i];
-    if (std::shared_ptr<DataValue const>* existing = entries_.empty() ? nullptr : find(field.name_)) {
-      *existing = field.value_;
+    uint32_t const* at = std::lower_bound(mineBegin, mineEnd, field.name(), before);
+    if (at != mineEnd && entries_[*at].name() == field.name()) {
+      entries_[*at].value_ = field.value_;
     } else {
-      placed[i] = kAdd;
+      placed[i] = static_cast<uint32_t>(entries_.size());
+      entries_.emplace_back(field.name_).value_ = field.value_;
     }
-  }
-  entries_.reserve(entries_.size() + picked.size());
-  for (uint32_t i : picked) {
-    if (placed[i] != kAdd) continue;
-    placed[i] = static_cast<uint32_t>(entries_.size());
-    entries_.emplace_back(other.entries_[i].name_).value_ = other.entries_[i].value_;
   }
   // Both name orders are sorted already: merge them.
   std::vector<uint32_t> byName;
   byName.reserve(entries_.size());
-  uint32_t mine = head_;
-  uint32_t theirs = other.head_;
-  for (;;) {
-    while (theirs != kNone && placed[theirs] == kNone) theirs = other.entries_[theirs].next_;
-    if (theirs == kNone) break;
-    if (mine != kNone && entries_[mine].name_.view() < entries_[placed[theirs]].name_.view()) {
-      byName.push_back(mine);
-      mine = entries_[mine].next_;
-    } else {
-      byName.push_back(placed[theirs]);
-      theirs = other.entries_[theirs].next_;
-    }
+  uint32_t const* next = mineBegin;
+  for (auto theirs = other.begin(); theirs != other.end(); ++theirs) {
+    uint32_t const added = placed[static_cast<std::size_t>(&*theirs - other.entries_.data())];
+    if (added == kNotPlaced) continue;
+    for (; next != mineEnd && entries_[*next].name() < theirs->name(); ++next) byName.push_back(*next);
+    byName.push_back(added);
   }
-  for (; mine != kNone; mine = entries_[mine].next_) byName.push_back(mine);
-  Rebuild(byName.data(), byName.size());
-}
-
-void FieldMap::Rebuild(uint32_t const* byName, std::size_t size) {
-  head_ = size == 0 ? kNone : byName[0];
-  for (std::size_t k = 0; k + 1 < size; ++k) entries_[byName[k]].next_ = byName[k + 1];
-  if (size > 0) entries_[byName[size - 1]].next_ = kNone;
-  tail_ = size == 0 ? kNone : byName[size - 1];
-  if (size <= kSmall) {
-    for (std::size_t k = 0; k < size; ++k) entries_[k].left_ = byName[k];
-    root_ = kNone;
-    return;
-  }
-  auto const height = [](std::size_t count) {
-    int bits = 0;
-    for (; count != 0; count >>= 1) ++bits;
-    return bits;
-  };
-  // Each range of the sorted entries becomes a subtree rooted at its middle; the left half is
-  // never smaller than the right, so a subtree of n entries is bit_width(n) high.
-  struct Span {
-    std::size_t begin, end;
-    uint32_t* link;
-  };
-  Span pending[2 * kMaxDepth];
-  std::size_t count = 0;
-  pending[count++] = {0, size, &root_};
-  while (count > 0) {
-    Span const range = pending[--count];
-    if (range.begin == range.end) {
-      *range.link = kNone;
-      continue;
-    }
-    std::size_t const middle = range.begin + (range.end - range.begin) / 2;
-    Field& node = entries_[byName[middle]];
-    *range.link = byName[middle];
-    node.balance_ = static_cast<int8_t>(height(range.end - middle - 1) - height(middle - range.begin));
-    pending[count++] = {middle + 1, range.end, &node.right_};
-    pending[count++] = {range.begin, middle, &node.left_};
-  }
+  byName.insert(byName.end(), next, mineEnd);
+  BecomeLarge(byName.data());
 }
 
 }  // namespace Data

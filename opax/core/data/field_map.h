@@ -122,20 +122,27 @@ class FieldStorage {
 //   declaration order for values made from native structures (retained unknown fields after the
 //   declared ones), and the order that codecs and dumps write.
 //
-// Storage is one vector of entries in insertion order, and name order lives in the entries too,
-// so that both orders iterate without allocation or recursion: each entry links to the next one
-// by name, and lookups and insertions go by
-// - while the map is small (kSmall fields or fewer, what generated structures have), a binary
-//   search over the name-order permutation, which an insertion shifts: a few words at most, less
-//   work than any tree;
-// - beyond that, an AVL tree over entry indices (children and balance in each entry), so that an
-//   insertion costs O(log n) whatever order names arrive in: a peer is free to send a large
-//   object's members in reverse, and that must cost what declaration order costs.
+// Storage is one vector of entries in insertion order. Name order depends on the size:
+// - while the map is small (kSmall fields or fewer, what generated structures have), each entry
+//   holds one place of a name-order permutation, which lookups search in halves and an insertion
+//   shifts: a few words at most, less work than any index;
+// - a large map whose names all arrived in name order (a map made from a native std::map, or a
+//   peer that sends sorted members) stays that way: insertion order is name order, a new name is
+//   compared with the last one only, and lookups search the entries in halves;
+// - any other large map gets a hash index to find names, and its name order is sorted when it is
+//   first asked for. A peer is free to send a large object's members in reverse or shuffled, and
+//   that must cost what sorted order costs: an insertion at a random place of a large tree misses
+//   the cache at every level, a hash probe misses once, and a sort walks memory in order.
+//
+// The sorted order of a large map is made by the first reader that needs it, and published
+// without a lock: readers of a value that is shared (and so no longer changes) may race to make
+// it, and all but one throw theirs away. An insertion drops it; insertions only happen before a
+// value is handed on, and invalidate iterators, as a vector's do.
 //
 // The address of a field's value (`slot`) stays valid until an insertion grows the map beyond
 // its reserved capacity; the adapters reserve first and then fill slots in place.
 class FieldMap {
-  static constexpr uint32_t kNone = UINT32_MAX;
+  class LargeIndex;
 
  public:
   class Field {
@@ -154,10 +161,8 @@ class FieldMap {
     friend class FieldMap;
     Name name_;
     std::shared_ptr<DataValue const> value_;
-    uint32_t left_ = kNone;  // in a small map: the entry that is this many places in name order
-    uint32_t right_ = kNone;
-    uint32_t next_ = kNone;  // the entry that follows this one in name order
-    int8_t balance_ = 0;     // height of the right subtree minus that of the left
+    // In a small map, or a large one in name order: the entry that is this many places in name order.
+    uint32_t byName_ = 0;
   };
 
   template <class FieldT, bool kByName>
@@ -171,10 +176,25 @@ class FieldMap {
 
     Iterator() = default;
     Iterator(FieldT* entries, std::size_t at) : entries_(entries), at_(at) {}
-    reference operator*() const { return entries_[at_]; }
+    // In name order, `order` is a large map's sorted order (null for a small one).
+    Iterator(FieldT* entries, uint32_t const* order, std::size_t at)
+        : entries_(entries), order_(order), at_(at) {}
+    reference operator*() const {
+      if constexpr (kByName) return entries_[order_ != nullptr ? order_[at_] : entries_[at_].byName_];
+      return entries_[at_];
+    }
     pointer operator->() const { return &**this; }
     Iterator& operator++() {
-      at_ = kByName ? Next() : at_ + 1;
+      ++at_;
+      // A sorted order visits entries all over memory: ask for an entry some steps ahead, and for
+      // the value of one half as far, whose entry was asked for before (the order has room past
+      // its end for this).
+      if constexpr (kByName) {
+        if (order_ != nullptr) {
+          __builtin_prefetch(entries_ + order_[at_ + 2 * kLookAhead]);
+          __builtin_prefetch(entries_[order_[at_ + kLookAhead]].value_.get());
+        }
+      }
       return *this;
     }
     Iterator operator++(int) {
@@ -186,12 +206,8 @@ class FieldMap {
     bool operator!=(Iterator const& o) const { return at_ != o.at_; }
 
    private:
-    std::size_t Next() const {
-      uint32_t const next = entries_[at_].next_;
-      return next == kNone ? kEnd : next;
-    }
-
     FieldT* entries_ = nullptr;
+    uint32_t const* order_ = nullptr;
     std::size_t at_ = 0;
   };
 
@@ -210,6 +226,9 @@ class FieldMap {
   FieldMap& operator=(FieldMap&& other) noexcept;
   FieldMap(FieldMap const&) = delete;
   FieldMap& operator=(FieldMap const&) = delete;
+  ~FieldMap() {
+    if (index_ != nullptr) FreeIndex();
+  }
 
   std::size_t size() const { return entries_.size(); }
   bool empty() const { return entries_.empty(); }
@@ -250,22 +269,30 @@ class FieldMap {
 
   // Adds the fields of `other` for which `keep(field)` holds, after this map's own and in the
   // insertion order of `other`, as `set` would one by one (a name already here takes the new
-  // value and keeps its place); when many are added, in O(n + m) with no name compared twice.
+  // value and keeps its place).
   template <class Keep>
   void Merge(FieldMap const& other, Keep&& keep) {
+    if (other.size() <= kSmall || size() > kSmall) {
+      for (Field const& field : other.entries_) {
+        if (keep(field)) slot(field.name_) = field.value_;
+      }
+      return;
+    }
+    // Many names beside few: they need no index, the orders of both are merged.
     std::vector<uint32_t> picked;
     picked.reserve(other.entries_.size());
     for (std::size_t i = 0; i < other.entries_.size(); ++i) {
       if (keep(other.entries_[i])) picked.push_back(static_cast<uint32_t>(i));
     }
-    MergePicked(other, picked);
+    if (picked.size() > kSmall) return MergeMany(other, picked);
+    for (uint32_t i : picked) slot(other.entries_[i].name_) = other.entries_[i].value_;
   }
 
   // Name order.
-  iterator begin() { return iterator(entries_.data(), First()); }
-  iterator end() { return iterator(entries_.data(), kEnd); }
-  const_iterator begin() const { return const_iterator(entries_.data(), First()); }
-  const_iterator end() const { return const_iterator(entries_.data(), kEnd); }
+  iterator begin() { return iterator(entries_.data(), SortedOrder(), 0); }
+  iterator end() { return iterator(entries_.data(), nullptr, entries_.size()); }
+  const_iterator begin() const { return const_iterator(entries_.data(), SortedOrder(), 0); }
+  const_iterator end() const { return const_iterator(entries_.data(), nullptr, entries_.size()); }
 
   // Insertion order.
   Range<Field> inOrder() { return {{entries_.data(), 0}, {entries_.data(), entries_.size()}}; }
@@ -278,33 +305,28 @@ class FieldMap {
   }
 
  private:
-  // The end of name order: an index that no entry can have.
-  static constexpr std::size_t kEnd = SIZE_MAX;
   static constexpr std::size_t kSmall = 32;
+  static constexpr std::size_t kLookAhead = 8;
 
-  // In a small map: the field named `name`, or null and the place in name order it would take.
-  Field* SearchSmall(std::string_view name, std::size_t& position);
+  // Where the entries' permutation is the name order: the field named `name`, or null and the
+  // place in name order it would take.
+  Field* SearchPermutation(std::string_view name, std::size_t& position);
   template <class Key>
   std::shared_ptr<DataValue const>& Slot(Key const& name);
   template <class Key>
-  std::shared_ptr<DataValue const>& TreeSlot(Key const& name);
+  std::shared_ptr<DataValue const>& LargeSlot(Key const& name);
 
-  std::size_t First() const { return head_ == kNone ? kEnd : head_; }
-  void MergePicked(FieldMap const& other, std::vector<uint32_t> const& picked);
-  // Makes name order anew (links, and the permutation or a perfectly balanced tree) from the
-  // indices of all `size` entries in name order.
-  void Rebuild(uint32_t const* byName, std::size_t size);
-  // Links the entry just appended (the last one) into the tree below the searched `path`.
-  void Link(uint32_t const* path, uint64_t rightTurns, std::size_t depth, uint32_t before);
-  // Restores the balance of the subtree at `top` (off by two); returns its new top.
-  uint32_t Rebalance(uint32_t top);
-  uint32_t RotateLeft(uint32_t top);
-  uint32_t RotateRight(uint32_t top);
+  // A large map's sorted order (made now if nobody has yet), or null where the entries' own
+  // permutation is the name order (a small map, or a large one in name order).
+  uint32_t const* SortedOrder() const;
+  // Makes this map large: in name order if `byName` (the name order of all entries) says so,
+  // with that order published otherwise.
+  void BecomeLarge(uint32_t const* byName);
+  void MergeMany(FieldMap const& other, std::vector<uint32_t> const& picked);
+  void FreeIndex();
 
   internal::FieldStorage<Field> entries_;
-  uint32_t root_ = kNone;
-  uint32_t head_ = kNone;  // the first entry in name order
-  uint32_t tail_ = kNone;  // the last entry in name order, once the map has its tree
+  LargeIndex* index_ = nullptr;  // owned; made when the map grows past kSmall fields
 };
 
 }  // namespace Data

@@ -6,6 +6,7 @@
 #include <list>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace Opax {
@@ -107,7 +108,35 @@ TEST(FieldMap, BothOrdersHoldForEveryInsertionOrder) {
     std::sort(expected.begin(), expected.end());
     EXPECT_EQ(NamesByName(merged), expected);
     EXPECT_EQ(*merged.find(test.names[5]), *map.find(test.names[5]));
+    // It has no index yet: lookups go by its name order, and an insertion out of order makes one.
+    EXPECT_EQ(merged.find(ascending[7]), nullptr);
+    merged.set(ascending[7], nullptr);
+    merged.set("0", nullptr);
+    merged.set("a", DataValue::Create(int64_t{1}));
+    expected.insert(expected.begin(), "0");
+    expected.insert(std::lower_bound(expected.begin(), expected.end(), ascending[7]), ascending[7]);
+    EXPECT_EQ(NamesByName(merged), expected);
+    EXPECT_EQ(merged.size(), expected.size());
+    EXPECT_NE(*merged.find("a"), nullptr);
   }
+}
+
+// A large value that is shared is read by many threads at once: the first readers race to sort
+// its names, and every reader sees one complete order.
+TEST(FieldMap, ReadersOfASharedValueAgreeOnItsNameOrder) {
+  std::vector<std::string> names;
+  for (int i = 0; i < 2000; ++i) names.push_back("n" + std::to_string(i * 7919 % 2000));
+  auto built = StructValue::GetInstance("s");
+  for (std::string const& name : names) built->SetField(name, nullptr);
+  std::shared_ptr<StructValue const> const shared = built;
+  std::sort(names.begin(), names.end());
+  std::vector<std::vector<std::string>> seen(4);
+  std::vector<std::thread> readers;
+  for (auto& names_seen : seen) {
+    readers.emplace_back([&shared, &names_seen] { names_seen = NamesByName(shared->fields()); });
+  }
+  for (std::thread& reader : readers) reader.join();
+  for (auto const& names_seen : seen) EXPECT_EQ(names_seen, names);
 }
 
 TEST(CompoundValue, GetFieldReportsAbsenceAndFindFieldDoesNot) {
@@ -127,7 +156,7 @@ TEST(CompoundValue, GetFieldReportsAbsenceAndFindFieldDoesNot) {
 
 // A structure laid out from a known name order, made with room for its declared fields, that
 // then takes more fields than it has room for: it moves out of its block without losing a field
-// or either order, and crosses into the tree for large maps.
+// or either order, and crosses into the index of large maps.
 TEST(FieldMap, LaidOutStructureGrowsOutOfItsBlock) {
   StaticName const names[] = {StaticName("zeta"), StaticName("alpha"),
                               StaticName("a_long_field_name_beyond_inline")};
