@@ -18,6 +18,25 @@ std::string_view TextOf(Name const& name) { return name.view(); }
 
 uint32_t HashOf(std::string_view name) { return static_cast<uint32_t>(internal::KeyedHash(name)); }
 
+// Searches `count` places in name order, `entryAt(k)` being the field at place k: the place of
+// `name`, or the place it would take, and whether it is there. Each probed name is compared once.
+template <class EntryAt>
+std::pair<std::size_t, bool> SearchByName(std::string_view name, std::size_t count, EntryAt const& entryAt) {
+  std::size_t low = 0;
+  std::size_t high = count;
+  while (low < high) {
+    std::size_t const middle = low + (high - low) / 2;
+    int const order = entryAt(middle).name().compare(name);
+    if (order == 0) return {middle, true};
+    if (order < 0) {
+      low = middle + 1;
+    } else {
+      high = middle;
+    }
+  }
+  return {low, false};
+}
+
 }  // namespace
 
 // What a large map keeps beside its entries: whether they are in name order, and otherwise a
@@ -155,21 +174,10 @@ uint32_t const* FieldMap::SortedOrder() const {
 }
 
 FieldMap::Field* FieldMap::SearchPermutation(std::string_view name, std::size_t& position) {
-  std::size_t low = 0;
-  std::size_t high = entries_.size();
-  while (low < high) {
-    std::size_t const middle = low + (high - low) / 2;
-    Field& field = entries_[entries_[middle].byName_];
-    int const order = field.name_.view().compare(name);
-    if (order == 0) return &field;
-    if (order < 0) {
-      low = middle + 1;
-    } else {
-      high = middle;
-    }
-  }
-  position = low;
-  return nullptr;
+  auto const atPlace = [this](std::size_t k) -> Field& { return entries_[entries_[k].byName_]; };
+  auto const [place, found] = SearchByName(name, entries_.size(), atPlace);
+  position = place;
+  return found ? &atPlace(place) : nullptr;
 }
 
 std::shared_ptr<DataValue const>* FieldMap::find(std::string_view name) {
@@ -184,10 +192,9 @@ std::shared_ptr<DataValue const>* FieldMap::find(std::string_view name) {
   }
   // Merged in bulk and not changed since: no index yet, but a sorted order.
   uint32_t const* order = SortedOrder();
-  uint32_t const* const end = order + entries_.size();
-  uint32_t const* at = std::lower_bound(
-      order, end, name, [this](uint32_t entry, std::string_view n) { return entries_[entry].name() < n; });
-  return at != end && entries_[*at].name() == name ? &entries_[*at].value_ : nullptr;
+  auto const [place, found] =
+      SearchByName(name, entries_.size(), [&](std::size_t k) -> Field& { return entries_[order[k]]; });
+  return found ? &entries_[order[place]].value_ : nullptr;
 }
 
 std::shared_ptr<DataValue const> const* FieldMap::find(std::string_view name) const {
@@ -279,17 +286,15 @@ void FieldMap::MergeMany(FieldMap const& other, std::vector<uint32_t> const& pic
   std::size_t const mine = entries_.size();
   uint32_t mineByName[kSmall];
   for (std::size_t k = 0; k < mine; ++k) mineByName[k] = entries_[k].byName_;
-  uint32_t const* const mineBegin = mineByName;
-  uint32_t const* const mineEnd = mineByName + mine;
-  auto const before = [this](uint32_t entry, std::string_view name) { return entries_[entry].name() < name; };
+  auto const mineAt = [&](std::size_t k) -> Field& { return entries_[mineByName[k]]; };
   constexpr uint32_t kNotPlaced = UINT32_MAX;
   std::vector<uint32_t> placed(other.entries_.size(), kNotPlaced);  // the entry made of each of `other`'s
   entries_.reserve(mine + picked.size());
   for (uint32_t i : picked) {
     Field const& field = other.entries_[i];
-    uint32_t const* at = std::lower_bound(mineBegin, mineEnd, field.name(), before);
-    if (at != mineEnd && entries_[*at].name() == field.name()) {
-      entries_[*at].value_ = field.value_;
+    auto const [place, found] = SearchByName(field.name(), mine, mineAt);
+    if (found) {
+      mineAt(place).value_ = field.value_;
     } else {
       placed[i] = static_cast<uint32_t>(entries_.size());
       entries_.emplace_back(field.name_).value_ = field.value_;
@@ -298,14 +303,14 @@ void FieldMap::MergeMany(FieldMap const& other, std::vector<uint32_t> const& pic
   // Both name orders are sorted already: merge them.
   std::vector<uint32_t> byName;
   byName.reserve(entries_.size());
-  uint32_t const* next = mineBegin;
+  std::size_t next = 0;  // the next of this map's own names, in name order
   for (auto theirs = other.begin(); theirs != other.end(); ++theirs) {
     uint32_t const added = placed[static_cast<std::size_t>(&*theirs - other.entries_.data())];
     if (added == kNotPlaced) continue;
-    for (; next != mineEnd && entries_[*next].name() < theirs->name(); ++next) byName.push_back(*next);
+    for (; next < mine && mineAt(next).name() < theirs->name(); ++next) byName.push_back(mineByName[next]);
     byName.push_back(added);
   }
-  byName.insert(byName.end(), next, mineEnd);
+  byName.insert(byName.end(), mineByName + next, mineByName + mine);
   BecomeLarge(byName.data());
 }
 
