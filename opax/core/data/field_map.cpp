@@ -2,6 +2,7 @@
 
 #include <opax/core/data/data_value.h>
 #include <opax/core/data/internal/keyed_hash.h>
+#include <opax/core/data/internal/large_block.h>
 #include <opax/core/data/internal/text_order.h>
 
 #include <algorithm>
@@ -45,14 +46,29 @@ std::pair<std::size_t, bool> SearchByName(std::string_view name, std::size_t cou
 //
 // The index is open addressing with linear probing, never more than half full. A slot holds 32
 // bits of the name's hash above the entry's index + 1 (zero: empty), so that a probe compares a
-// name only when the hashes agree, and growing moves slots without reading a name.
+// name only when the hashes agree, and growing moves slots without reading a name. A name's probe
+// starts at the top bits of its hash, so that slots lie in hash order and growing, which reads
+// them in order, writes the grown index in order too.
+//
+// At a million names the slots fill many megabytes, and a probe at a random place waits for
+// main memory. Most insertions are of names that are not there yet, so a filter one eighth the
+// size of the slots, which stays in the cache, answers first: three bits in one word per name,
+// all set if the name may be there, at least one clear if it surely is not. A name that surely
+// is not there is appended with its slot still to write; such pending slots are written a batch
+// at a time, with the batch's places in the index fetched together, so that their waits overlap.
+// Lookups see pending entries through their hashes, kept beside the batch, and never write: a
+// shared value stays read-only for its readers, whatever is pending.
 class FieldMap::LargeIndex {
  public:
   explicit LargeIndex(bool sorted) : sorted_(sorted) {}
-  LargeIndex(LargeIndex const& other, std::size_t size) : sorted_(other.sorted_), mask_(other.mask_) {
+  LargeIndex(LargeIndex const& other, std::size_t size)
+      : sorted_(other.sorted_), mask_(other.mask_), pending_(other.pending_) {
     if (other.slots_ != nullptr) {
-      slots_.reset(new uint64_t[mask_ + 1]);
+      slots_ = internal::MakeLargeArray<uint64_t>(mask_ + 1);
       std::copy(other.slots_.get(), other.slots_.get() + mask_ + 1, slots_.get());
+      filter_ = internal::MakeLargeArray<uint64_t>(FilterWords());
+      std::copy(other.filter_.get(), other.filter_.get() + FilterWords(), filter_.get());
+      std::copy(other.pendingHash_, other.pendingHash_ + pending_, pendingHash_);
     }
     if (uint32_t const* order = other.order_.load(std::memory_order_acquire)) SetOrder(order, size);
   }
@@ -66,41 +82,43 @@ class FieldMap::LargeIndex {
     sorted_ = false;
     std::size_t capacity = 128;
     while (capacity < size * 2 + 2) capacity *= 2;
-    slots_.reset(new uint64_t[capacity]());
+    slots_ = internal::MakeLargeArray<uint64_t>(capacity);
     mask_ = capacity - 1;
+    filter_ = internal::MakeLargeArray<uint64_t>(FilterWords());
+    pending_ = 0;
     for (std::size_t i = 0; i < size; ++i) {
-      std::string_view const name = entries[i].name();
-      uint32_t const hash = HashOf(name);
-      Probe(entries, name, hash) = SlotOf(hash, i);
+      uint32_t const hash = HashOf(entries[i].name());
+      Place(hash, i);
+      Filter(hash);
     }
   }
 
-  // The slot of `name`, or the empty one where it would go.
-  uint64_t& Probe(Field const* entries, std::string_view name, uint32_t hash) {
-    for (std::size_t at = hash & mask_;; at = (at + 1) & mask_) {
-      uint64_t& slot = slots_[at];
-      if (slot == 0) return slot;
-      if (static_cast<uint32_t>(slot >> 32) == hash && entries[EntryOf(slot)].name() == name) return slot;
+  // The entry named `name` (whose hash is `hash`) among the `size` entries, or null.
+  Field* Find(Field* entries, std::size_t size, std::string_view name, uint32_t hash) const {
+    if (!MayHold(hash)) return nullptr;
+    for (std::size_t at = Home(hash, mask_);; at = (at + 1) & mask_) {
+      uint64_t const slot = slots_[at];
+      if (slot == 0) break;
+      if (static_cast<uint32_t>(slot >> 32) == hash && entries[EntryOf(slot)].name() == name) {
+        return &entries[EntryOf(slot)];
+      }
     }
+    Field* const batch = entries + size - pending_;
+    for (std::size_t p = 0; p < pending_; ++p) {
+      if (pendingHash_[p] == hash && batch[p].name() == name) return &batch[p];
+    }
+    return nullptr;
   }
 
-  static uint32_t EntryOf(uint64_t slot) { return static_cast<uint32_t>(slot) - 1; }
-  static uint64_t SlotOf(uint32_t hash, std::size_t entry) { return (uint64_t{hash} << 32) | (entry + 1); }
-
-  // Whether one more entry beside `size` would make the index more than half full.
-  bool Full(std::size_t size) const { return (size + 1) * 2 > mask_ + 1; }
-  void Grow() {
-    std::size_t const capacity = (mask_ + 1) * 2;
-    std::unique_ptr<uint64_t[]> grown(new uint64_t[capacity]());
-    for (std::size_t i = 0; i <= mask_; ++i) {
-      uint64_t const slot = slots_[i];
-      if (slot == 0) continue;
-      std::size_t at = static_cast<uint32_t>(slot >> 32) & (capacity - 1);
-      while (grown[at] != 0) at = (at + 1) & (capacity - 1);
-      grown[at] = slot;
+  // Takes note of one more entry, at `size`, named with `hash`, which the map does not hold.
+  void Add(std::size_t size, uint32_t hash) {
+    if (pending_ == kBatch) WritePending(size);
+    if ((size + 1) * 2 > mask_ + 1) {
+      WritePending(size);
+      Grow();
     }
-    slots_ = std::move(grown);
-    mask_ = capacity - 1;
+    Filter(hash);
+    pendingHash_[pending_++] = hash;
   }
 
   // The sorted order, made from `entries` and published by the first reader that asks.
@@ -132,12 +150,73 @@ class FieldMap::LargeIndex {
   }
 
  private:
+  static constexpr std::size_t kBatch = 16;
+
+  static std::size_t Home(uint32_t hash, std::size_t mask) {
+    return static_cast<std::size_t>((uint64_t{hash} * (mask + 1)) >> 32);
+  }
+  static uint32_t EntryOf(uint64_t slot) { return static_cast<uint32_t>(slot) - 1; }
+
+  // One word of the filter per eight slots; a name's word comes from the top bits of its hash and
+  // its three bits from a mix of all of them.
+  std::size_t FilterWords() const { return (mask_ + 1) / 8; }
+  std::pair<std::size_t, uint64_t> FilterBits(uint32_t hash) const {
+    uint64_t const mix = uint64_t{hash} * 0x9E3779B97F4A7C15u;
+    uint64_t const bits = (uint64_t{1} << (mix >> 58)) | (uint64_t{1} << ((mix >> 52) & 63)) |
+                          (uint64_t{1} << ((mix >> 46) & 63));
+    return {Home(hash, FilterWords() - 1), bits};
+  }
+  void Filter(uint32_t hash) {
+    auto const [word, bits] = FilterBits(hash);
+    filter_[word] |= bits;
+  }
+  bool MayHold(uint32_t hash) const {
+    auto const [word, bits] = FilterBits(hash);
+    return (filter_[word] & bits) == bits;
+  }
+
+  // Writes the slot of entry `entry`, whose name no other slot holds.
+  void Place(uint32_t hash, std::size_t entry) {
+    std::size_t at = Home(hash, mask_);
+    while (slots_[at] != 0) at = (at + 1) & mask_;
+    slots_[at] = (uint64_t{hash} << 32) | (entry + 1);
+  }
+  // Writes the pending slots of the entries before `size`, after asking for all their places.
+  void WritePending(std::size_t size) {
+    for (std::size_t p = 0; p < pending_; ++p) __builtin_prefetch(&slots_[Home(pendingHash_[p], mask_)], 1);
+    std::size_t const first = size - pending_;
+    for (std::size_t p = 0; p < pending_; ++p) Place(pendingHash_[p], first + p);
+    pending_ = 0;
+  }
+  // Doubles the slots (none pending) and makes the filter again from the hashes they hold.
+  void Grow() {
+    std::size_t const capacity = (mask_ + 1) * 2;
+    internal::LargeArray<uint64_t> grown = internal::MakeLargeArray<uint64_t>(capacity);
+    for (std::size_t i = 0; i <= mask_; ++i) {
+      uint64_t const slot = slots_[i];
+      if (slot == 0) continue;
+      std::size_t at = Home(static_cast<uint32_t>(slot >> 32), capacity - 1);
+      while (grown[at] != 0) at = (at + 1) & (capacity - 1);
+      grown[at] = slot;
+    }
+    slots_ = std::move(grown);
+    mask_ = capacity - 1;
+    filter_ = internal::MakeLargeArray<uint64_t>(FilterWords());
+    for (std::size_t i = 0; i <= mask_; ++i) {
+      if (slots_[i] != 0) Filter(static_cast<uint32_t>(slots_[i] >> 32));
+    }
+  }
+
   // Room for `size` indices and the iterators' look-ahead past the last (pointing at entry 0).
   static uint32_t* NewOrder(std::size_t size) { return new uint32_t[size + 2 * kLookAhead + 1](); }
 
   bool sorted_;
   std::size_t mask_ = 0;
-  std::unique_ptr<uint64_t[]> slots_;
+  internal::LargeArray<uint64_t> slots_;
+  internal::LargeArray<uint64_t> filter_;
+  // The hashes of the last `pending_` entries, whose slots are not written yet.
+  std::size_t pending_ = 0;
+  uint32_t pendingHash_[kBatch] = {};
   std::atomic<uint32_t*> order_{nullptr};
 };
 
@@ -187,8 +266,8 @@ std::shared_ptr<DataValue const>* FieldMap::find(std::string_view name) {
     return field != nullptr ? &field->value_ : nullptr;
   }
   if (index_->hashed()) {
-    uint64_t const slot = index_->Probe(entries_.data(), name, HashOf(name));
-    return slot == 0 ? nullptr : &entries_[LargeIndex::EntryOf(slot)].value_;
+    Field* field = index_->Find(entries_.data(), entries_.size(), name, HashOf(name));
+    return field != nullptr ? &field->value_ : nullptr;
   }
   // Merged in bulk and not changed since: no index yet, but a sorted order.
   uint32_t const* order = SortedOrder();
@@ -241,14 +320,9 @@ std::shared_ptr<DataValue const>& FieldMap::LargeSlot(Key const& key) {
   }
   if (!index_->hashed()) index_->Hash(entries_.data(), entries_.size());
   uint32_t const hash = HashOf(name);
-  uint64_t* slot = &index_->Probe(entries_.data(), name, hash);
-  if (*slot != 0) return entries_[LargeIndex::EntryOf(*slot)].value_;
+  if (Field* field = index_->Find(entries_.data(), entries_.size(), name, hash)) return field->value_;
   index_->DropOrder();
-  if (index_->Full(entries_.size())) {
-    index_->Grow();
-    slot = &index_->Probe(entries_.data(), name, hash);
-  }
-  *slot = LargeIndex::SlotOf(hash, entries_.size());
+  index_->Add(entries_.size(), hash);
   return entries_.emplace_back(key).value_;
 }
 

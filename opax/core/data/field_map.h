@@ -1,5 +1,6 @@
 #pragma once
 
+#include <opax/core/data/internal/large_block.h>
 #include <opax/core/data/name.h>
 
 #include <cstddef>
@@ -84,7 +85,7 @@ class FieldStorage {
  private:
   // Moves the entries of `from` (this storage or another) into a new heap block of `capacity`.
   void Grow(std::size_t capacity, FieldStorage& from) {
-    T* grown = static_cast<T*>(::operator new(capacity * sizeof(T)));
+    T* grown = static_cast<T*>(AllocateLarge(capacity * sizeof(T)));
     for (std::size_t i = 0; i < from.size_; ++i) {
       new (grown + i) T(std::move(from.data_[i]));
       from.data_[i].~T();
@@ -99,7 +100,7 @@ class FieldStorage {
   }
   void Free() {
     clear();
-    if (owned_) ::operator delete(data_);
+    if (owned_) FreeLarge(data_, capacity_ * sizeof(T));
     data_ = nullptr;
     capacity_ = 0;
     owned_ = false;
