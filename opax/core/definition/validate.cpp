@@ -219,8 +219,11 @@ class Validator {
 
   void VisitMap(MapDefinition const& definition, DataValue const* value, uint32_t path) {
     if (value == nullptr || value->kind() != Kind::Map) return Mismatch("map", value, path);
-    auto const& map = static_cast<MapValue const&>(*value);
-    for (FieldMap::Field const& entry : map.fields()) {
+    // Entries are visited in insertion order, as the sender wrote them: pushed last to first,
+    // which also reads the entries and their values through memory in order.
+    FieldMap const& fields = static_cast<MapValue const&>(*value).fields();
+    for (std::size_t i = fields.size(); i-- > 0;) {
+      FieldMap::Field const& entry = fields.at(i);
       stack_.push_back({definition.elementType().get(), entry.value().get(), Child(path, entry.name())});
     }
   }
