@@ -139,6 +139,21 @@ TEST(Validate, MissingWrongAndExtraFieldsNameTheirPlace) {
   EXPECT_EQ(args[4], (std::vector<std::string>{"inner", "other", "items[4]"}));
 }
 
+// A map's entries are reported in the order they were put in, as a sender wrote them.
+TEST(Validate, MapEntriesAreReportedInTheirOrder) {
+  auto const definition = MapDefinition::GetInstance(DataDefinition::Create<int64_t>());
+  auto map = MapValue::GetInstance();
+  for (char const* key : {"mid", "alpha", "zeta"}) {
+    map->SetField(key, std::string_view(key) == "alpha" ? DataValue::Create(int64_t{1})
+                                                        : DataValue::Create(std::string(key)));
+  }
+  Messages messages;
+  EXPECT_FALSE(definition->Validate(map, messages));
+  std::vector<std::string> places;
+  for (BaseMessage const& m : messages) places.push_back(m.args().back());
+  EXPECT_EQ(places, (std::vector<std::string>{"mid", "zeta"}));
+}
+
 TEST(Validate, KindsAreCheckedExactly) {
   struct Case {
     DataDefinitionPtr definition;
