@@ -64,9 +64,8 @@ class FieldMap::LargeIndex {
   LargeIndex(LargeIndex const& other, std::size_t size)
       : sorted_(other.sorted_), mask_(other.mask_), pending_(other.pending_) {
     if (other.slots_ != nullptr) {
-      slots_ = internal::MakeLargeArray<uint64_t>(mask_ + 1);
+      Allocate(mask_ + 1);
       std::copy(other.slots_.get(), other.slots_.get() + mask_ + 1, slots_.get());
-      filter_ = internal::MakeLargeArray<uint64_t>(FilterWords());
       std::copy(other.filter_.get(), other.filter_.get() + FilterWords(), filter_.get());
       std::copy(other.pendingHash_, other.pendingHash_ + pending_, pendingHash_);
     }
@@ -82,9 +81,7 @@ class FieldMap::LargeIndex {
     sorted_ = false;
     std::size_t capacity = 128;
     while (capacity < size * 2 + 2) capacity *= 2;
-    slots_ = internal::MakeLargeArray<uint64_t>(capacity);
-    mask_ = capacity - 1;
-    filter_ = internal::MakeLargeArray<uint64_t>(FilterWords());
+    Allocate(capacity);
     pending_ = 0;
     for (std::size_t i = 0; i < size; ++i) {
       uint32_t const hash = HashOf(entries[i].name());
@@ -188,22 +185,23 @@ class FieldMap::LargeIndex {
     for (std::size_t p = 0; p < pending_; ++p) Place(pendingHash_[p], first + p);
     pending_ = 0;
   }
-  // Doubles the slots (none pending) and makes the filter again from the hashes they hold.
-  void Grow() {
-    std::size_t const capacity = (mask_ + 1) * 2;
-    internal::LargeArray<uint64_t> grown = internal::MakeLargeArray<uint64_t>(capacity);
-    for (std::size_t i = 0; i <= mask_; ++i) {
-      uint64_t const slot = slots_[i];
-      if (slot == 0) continue;
-      std::size_t at = Home(static_cast<uint32_t>(slot >> 32), capacity - 1);
-      while (grown[at] != 0) at = (at + 1) & (capacity - 1);
-      grown[at] = slot;
-    }
-    slots_ = std::move(grown);
+  // Empty slots and filter for `capacity` slots (a power of two).
+  void Allocate(std::size_t capacity) {
+    slots_ = internal::MakeLargeArray<uint64_t>(capacity);
     mask_ = capacity - 1;
     filter_ = internal::MakeLargeArray<uint64_t>(FilterWords());
-    for (std::size_t i = 0; i <= mask_; ++i) {
-      if (slots_[i] != 0) Filter(static_cast<uint32_t>(slots_[i] >> 32));
+  }
+  // Doubles the slots (none pending) and fills them and the filter again from the hashes the old
+  // slots hold, read in order (and so written in order).
+  void Grow() {
+    internal::LargeArray<uint64_t> const old = std::move(slots_);
+    std::size_t const oldCapacity = mask_ + 1;
+    Allocate(oldCapacity * 2);
+    for (std::size_t i = 0; i < oldCapacity; ++i) {
+      if (old[i] == 0) continue;
+      auto const hash = static_cast<uint32_t>(old[i] >> 32);
+      Place(hash, EntryOf(old[i]));
+      Filter(hash);
     }
   }
 
