@@ -29,6 +29,7 @@ struct FieldType {
   void const* (*nested)(void const* field);
   Data::ValidationRun::Step nestedStep;
   bool nestedRequired;  // a required structure field: an empty one fails validation
+  bool plainLeaf;       // converting it never reaches a structure (NativeTraits::IsPlainLeaf)
 };
 
 // One field: its wire name, where it sits in the object, and its type.
@@ -114,7 +115,8 @@ FieldType TypeOf() {
           Data::NativeToDefinitionAdapter::AdaptMethod<M>::Get(nullptr),
           N::target,
           N::Step(),
-          N::required};
+          N::required,
+          Data::NativeTraits::IsPlainLeaf<M>::value};
 }
 
 // Whether a field holds a value (union rules): optionals by set-ness, everything else always.

@@ -11,8 +11,8 @@ namespace Binding {
 
 template <class T>
 void ToValue(NativeConstPtr const& source, Data::NativeToValueAdapter::Destination const& destination,
-             Data::NativeToValueAdapter::Queue& queue, std::list<BaseMessage>&) {
-  Walkers::ToValue(Fields<T>::Table(), source, destination, queue);
+             Data::NativeToValueAdapter::Queue& queue, std::list<BaseMessage>& messages) {
+  Walkers::ToValue(Fields<T>::Table(), source, destination, queue, messages);
 }
 
 template <class T>
@@ -38,11 +38,6 @@ bool ValidateStep(void const* object, Data::Validator::Policy policy, Data::Vali
 }  // namespace Binding
 
 namespace Data {
-
-template <class T>
-void NativeToValueAdapter::CompoundHelper<StructValue>::AddFields(T const* native) {
-  Binding::Walkers::AddFields(*this, Binding::Fields<T>::Table(), native);
-}
 
 template <class T>
 void ValueToNativeAdapter::CompoundHelper<StructValue>::AddFields(T* native) {

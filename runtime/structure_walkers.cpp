@@ -34,12 +34,18 @@ std::shared_ptr<Data::StructValue const> const& UnknownFields(StructTable const&
 }
 
 void AddFields(Data::NativeToValueAdapter::CompoundHelper<Data::StructValue>& helper,
-               StructTable const& table, void const* native) {
+               StructTable const& table, void const* native, std::list<BaseMessage>& messages) {
   if (table.namesDistinct && helper.value().fields().empty()) {
     helper.AssignNames(table.wireNames.get(), table.byName.get(), table.fieldCount);
+    // Leaves are converted here and now; only fields that may hold structures wait in the queue,
+    // so that nesting never recurses.
     for (std::size_t i = 0; i < table.fieldCount; ++i) {
       FieldEntry const& field = table.fields[i];
-      helper.QueueField(i, At(native, field.offset), field.type.toValue);
+      if (field.type.plainLeaf) {
+        helper.ConvertField(i, At(native, field.offset), field.type.toValue, messages);
+      } else {
+        helper.QueueField(i, At(native, field.offset), field.type.toValue);
+      }
     }
   } else {
     for (std::size_t i = 0; i < table.fieldCount; ++i) {
@@ -79,11 +85,11 @@ void AddFields(Data::NativeToDefinitionAdapter::CompoundHelper<Data::StructDefin
 
 void ToValue(StructTable const& table, void const* native,
              Data::NativeToValueAdapter::Destination const& destination,
-             Data::NativeToValueAdapter::Queue& queue) {
+             Data::NativeToValueAdapter::Queue& queue, std::list<BaseMessage>& messages) {
   auto const& unknown = UnknownFields(table, native);
   Data::NativeToValueAdapter::CompoundHelper<Data::StructValue> helper(table.typeName, destination, queue,
                                                                        table.fieldCount, unknown, table.kind);
-  AddFields(helper, table, native);
+  AddFields(helper, table, native, messages);
 }
 
 void ToNative(StructTable const& table, std::shared_ptr<Data::DataValue const> const& value, void* native,

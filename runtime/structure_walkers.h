@@ -12,7 +12,7 @@ namespace Walkers {
 // The adapt function bodies of a structure: `native` is the object, `table` its fields.
 void ToValue(StructTable const& table, void const* native,
              Data::NativeToValueAdapter::Destination const& destination,
-             Data::NativeToValueAdapter::Queue& queue);
+             Data::NativeToValueAdapter::Queue& queue, std::list<BaseMessage>& messages);
 void ToNative(StructTable const& table, std::shared_ptr<Data::DataValue const> const& value, void* native,
               Data::ValueToNativeAdapter::Container& container, std::list<BaseMessage>& messages);
 // `key` tells one structure from another within a conversion (the address of its adapt function).
@@ -22,7 +22,7 @@ void ToDefinition(StructTable const& table, void const* key,
 
 // The listings that the adapters' structure helpers do for AddFields<T>.
 void AddFields(Data::NativeToValueAdapter::CompoundHelper<Data::StructValue>& helper,
-               StructTable const& table, void const* native);
+               StructTable const& table, void const* native, std::list<BaseMessage>& messages);
 void AddFields(Data::ValueToNativeAdapter::CompoundHelper<Data::StructValue>& helper,
                StructTable const& table, void* native);
 void AddFields(Data::NativeToDefinitionAdapter::CompoundHelper<Data::StructDefinition>& helper,

@@ -21,15 +21,23 @@ bool NativeToValueAdapter::Adapt(NativeConstPtr source, AdaptFunction root, Dest
   std::size_t const before = messages.size();
   ReusedContainer<Queue> reused;
   Queue& queue = reused.get();
+  // The values of one conversion are made side by side; the size of the first chunk is what
+  // the last conversion of the same root type used.
+  void const* const rootKey = reinterpret_cast<void const*>(root);
+  internal::ValueArena arena(internal::ValueArena::FirstChunkFor(rootKey));
+  queue.arena(&arena);
   queue.push_back(Entry{source, root, destination});
   while (!queue.empty()) {
     Entry const entry = queue.pop_front();
     entry.adapt(entry.source, entry.destination, queue, messages);
     if (messages.size() != before) {
       queue.clear();
+      queue.arena(nullptr);
       return false;
     }
   }
+  queue.arena(nullptr);
+  arena.RememberFor(rootKey);
   return true;
 }
 

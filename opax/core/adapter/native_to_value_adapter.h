@@ -68,9 +68,9 @@ class NativeToValueAdapter::CompoundHelper<StructValue> {
       : queue_(queue) {
     std::size_t const room = fieldCount + (unknownFields ? unknownFields->fields().size() : 0);
     if (kind == Kind::Error) {
-      value_ = ErrorValue::Make(name, room);
+      value_ = ErrorValue::Make(name, room, queue.arena());
     } else {
-      value_ = StructValue::Make(name, room);
+      value_ = StructValue::Make(name, room, queue.arena());
     }
     *destination = value_;
   }
@@ -94,11 +94,11 @@ class NativeToValueAdapter::CompoundHelper<StructValue> {
   void QueueField(std::size_t index, NativeConstPtr field, AdaptFunction adapt) {
     queue_.push_back(field, adapt, &value_->fields().at(index).value());
   }
-
-  // Lists every field of structure T in declaration order, then its retained unknown fields. The
-  // binding support defines it from T's field table (runtime/struct_entries.h).
-  template <class T>
-  void AddFields(T const* native);
+  // Converts a field that holds no structure (see NativeTraits::IsPlainLeaf) on the spot.
+  void ConvertField(std::size_t index, NativeConstPtr field, AdaptFunction adapt,
+                    std::list<BaseMessage>& messages) {
+    adapt(field, &value_->fields().at(index).value(), queue_, messages);
+  }
 
   // Writes back, after the declared fields, the fields a received value had that the native
   // type does not declare.
@@ -135,16 +135,16 @@ struct N2V {
 
   template <class X>
   static void AdaptPrimitive(NativeConstPtr const& source, Adapter::Destination const& destination,
-                             Adapter::Queue&, std::list<BaseMessage>&) {
-    *destination = DataValue::Create(*static_cast<X const*>(source));
+                             Adapter::Queue& queue, std::list<BaseMessage>&) {
+    *destination = DataValue::Create(*static_cast<X const*>(source), queue.arena());
   }
 
   template <class E>
   static void AdaptEnumeration(NativeConstPtr const& source, Adapter::Destination const& destination,
-                               Adapter::Queue&, std::list<BaseMessage>&) {
+                               Adapter::Queue& queue, std::list<BaseMessage>&) {
     auto const& value = *static_cast<E const*>(source);
     if (!value.unknownText().empty()) {
-      *destination = StringValue::GetInstance(value.unknownText());
+      *destination = StringValue::GetInstance(value.unknownText(), queue.arena());
       return;
     }
     // Named members (and `_UNKNOWN`) always send the same text: one shared value each.
@@ -178,7 +178,7 @@ struct N2V {
         return;
       }
     }
-    auto value = OptionalValue::GetInstance();
+    auto value = OptionalValue::GetInstance(queue.arena());
     *destination = value;
     Adapter::AdaptMethod<X>::Get(nullptr)(&*optional, value->slot(), queue, messages);
   }
@@ -203,7 +203,7 @@ struct N2V {
       *destination = OptionalValue::Unset();
       return;
     }
-    auto value = OptionalValue::GetInstance();
+    auto value = OptionalValue::GetInstance(queue.arena());
     *destination = value;
     AdaptSharedStructure<S>(&optional.get(), value->slot(), queue, messages);
   }

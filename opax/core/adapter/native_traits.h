@@ -81,6 +81,28 @@ struct ValueKind<std::map<std::string, X, C>> : std::integral_constant<Kind, Kin
 template <>
 struct ValueKind<DynamicError> : std::integral_constant<Kind, Kind::Error> {};
 
+// Whether converting a T never reaches a structure: a primitive, an enumeration or a dynamic
+// value, alone or in optionals, lists and maps. Its conversion is bounded by the C++ type, so a
+// structure's adapter converts such a field on the spot instead of queueing it.
+template <class T>
+struct IsPlainLeaf : std::bool_constant<IsPrimitive<T>::value || kIsEnum<T>> {};
+template <>
+struct IsPlainLeaf<DynamicStructure> : std::true_type {};
+template <>
+struct IsPlainLeaf<DynamicError> : std::true_type {};
+template <>
+struct IsPlainLeaf<std::vector<unsigned char>> : std::true_type {};
+template <class X>
+struct IsPlainLeaf<boost::optional<X>> : IsPlainLeaf<X> {};
+template <class X>
+struct IsPlainLeaf<std::list<X>> : IsPlainLeaf<X> {};
+template <class X, class C>
+struct IsPlainLeaf<std::set<X, C>> : IsPlainLeaf<X> {};
+template <class X>
+struct IsPlainLeaf<std::vector<X>> : IsPlainLeaf<X> {};
+template <class X, class C>
+struct IsPlainLeaf<std::map<std::string, X, C>> : IsPlainLeaf<X> {};
+
 // The adapt function of a native type that is not a generated structure, picked from an adapter's
 // set of leaf functions `L`. The three adapters classify native types here, once; a type that
 // matches nothing is a structure, which generated code names by specialising AdaptMethod.

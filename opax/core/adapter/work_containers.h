@@ -1,5 +1,7 @@
 #pragma once
 
+#include <opax/core/data/internal/value_arena.h>
+
 #include <utility>
 #include <vector>
 
@@ -34,10 +36,14 @@ void AppendEntry(std::vector<Entry>& entries, typename Entry::SourceType&& sourc
 // The native-to-value work queue: first in, first out, so parents are written before children
 // and children in field order. One buffer with a read position: taking an entry frees nothing,
 // and the buffer is rewound whenever it runs empty, so a conversion that keeps it reuses its
-// storage rather than allocating blocks.
+// storage rather than allocating blocks. It also carries the arena that the values of its
+// conversion are made in.
 template <class Entry>
 class Deque {
  public:
+  internal::ValueArena* arena() const { return arena_; }
+  void arena(internal::ValueArena* arena) { arena_ = arena; }
+
   void push_back(Entry entry) { entries_.push_back(std::move(entry)); }
   void push_back(typename Entry::SourceType source, typename Entry::AdaptFunction adapt,
                  typename Entry::DestinationType destination) {
@@ -63,6 +69,7 @@ class Deque {
   static constexpr std::size_t kKeptCapacity = 4096;
   std::vector<Entry> entries_;
   std::size_t head_ = 0;
+  internal::ValueArena* arena_ = nullptr;
 };
 
 namespace V2N_internal {

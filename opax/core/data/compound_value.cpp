@@ -1,7 +1,6 @@
 #include <opax/core/data/compound_value.h>
 
 #include <opax/core/data/internal/release.h>
-#include <opax/core/data/internal/trailing_allocator.h>
 #include <opax/core/data/list_value.h>
 #include <opax/core/message/message_ids.h>
 
@@ -10,22 +9,23 @@ namespace Data {
 namespace {
 
 template <class V>
-std::shared_ptr<V> MakeWithRoom(StaticName name, std::size_t fieldCount) {
-  void* room = nullptr;
-  auto value = std::allocate_shared<V>(
-      internal::TrailingAllocator<V>(fieldCount * sizeof(FieldMap::Field), &room), Name(name));
-  value->fields().adopt(room, fieldCount);
+std::shared_ptr<V> MakeWithRoom(StaticName name, std::size_t fieldCount, internal::ValueArena* arena) {
+  internal::TrailingRoom room{fieldCount * sizeof(FieldMap::Field)};
+  auto value = internal::MakeValue<V>(arena, &room, Name(name));
+  value->fields().adopt(room.at, fieldCount);
   return value;
 }
 
 }  // namespace
 
-std::shared_ptr<StructValue> StructValue::Make(StaticName name, std::size_t fieldCount) {
-  return MakeWithRoom<StructValue>(name, fieldCount);
+std::shared_ptr<StructValue> StructValue::Make(StaticName name, std::size_t fieldCount,
+                                               internal::ValueArena* arena) {
+  return MakeWithRoom<StructValue>(name, fieldCount, arena);
 }
 
-std::shared_ptr<ErrorValue> ErrorValue::Make(StaticName name, std::size_t fieldCount) {
-  return MakeWithRoom<ErrorValue>(name, fieldCount);
+std::shared_ptr<ErrorValue> ErrorValue::Make(StaticName name, std::size_t fieldCount,
+                                             internal::ValueArena* arena) {
+  return MakeWithRoom<ErrorValue>(name, fieldCount, arena);
 }
 
 CompoundValue::~CompoundValue() {

@@ -64,8 +64,10 @@ class StructValue : public CompoundValue {
     return std::make_shared<StructValue>(name);
   }
   // A structure made with room for `fieldCount` fields in its own block: the value and its
-  // fields cost one allocation, unless more fields than that are added.
-  static std::shared_ptr<StructValue> Make(StaticName name, std::size_t fieldCount);
+  // fields cost one allocation (none in a conversion's `arena`), unless more fields than that
+  // are added.
+  static std::shared_ptr<StructValue> Make(StaticName name, std::size_t fieldCount,
+                                           internal::ValueArena* arena = nullptr);
 
   // `value` as a structure (errors are structures too), or null.
   static StructValue const* Cast(DataValue const* value);
@@ -89,7 +91,8 @@ class ErrorValue final : public StructValue {
   static std::shared_ptr<ErrorValue> GetInstance(Name const& name) {
     return std::make_shared<ErrorValue>(name);
   }
-  static std::shared_ptr<ErrorValue> Make(StaticName name, std::size_t fieldCount);  // as StructValue::Make
+  static std::shared_ptr<ErrorValue> Make(StaticName name, std::size_t fieldCount,
+                                          internal::ValueArena* arena = nullptr);  // as StructValue::Make
   static std::shared_ptr<ErrorValue> GetInstance(std::string_view name,
                                                  std::list<BaseMessage> const& messages);
 

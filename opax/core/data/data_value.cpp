@@ -1,7 +1,6 @@
 #include <opax/core/data/data_value.h>
 
 #include <opax/core/data/compound_value.h>
-#include <opax/core/data/internal/trailing_allocator.h>
 #include <opax/core/data/list_value.h>
 #include <opax/core/data/optional_value.h>
 #include <opax/core/message/message_ids.h>
@@ -46,12 +45,11 @@ char const* KindName(Kind kind) {
   return "unknown";
 }
 
-std::shared_ptr<StringValue> StringValue::GetInstance(std::string_view text) {
-  void* room = nullptr;
-  auto value = std::allocate_shared<StringValue>(
-      internal::TrailingAllocator<StringValue>(text.size() + 1, &room), Made(), text.size());
-  // `room` is known once the block is allocated, which is after the arguments were taken.
-  char* copy = static_cast<char*>(room);
+std::shared_ptr<StringValue> StringValue::GetInstance(std::string_view text, internal::ValueArena* arena) {
+  internal::TrailingRoom room{text.size() + 1};
+  auto value = internal::MakeValue<StringValue>(arena, &room, Made(), text.size());
+  // The room is known once the block is allocated, which is after the arguments were taken.
+  char* copy = static_cast<char*>(room.at);
   if (!text.empty()) std::memcpy(copy, text.data(), text.size());
   copy[text.size()] = '\0';
   value->text_ = copy;
@@ -107,6 +105,12 @@ std::shared_ptr<DataValue const> BooleanInstance(bool value) {
   static auto const yes = MakeImmortal<BooleanValue>(true);
   static auto const no = MakeImmortal<BooleanValue>(false);
   return value ? yes : no;
+}
+
+std::shared_ptr<DataValue const> IntegerInstance(int64_t value, ValueArena* arena) {
+  if (value < kSmallIntegerMin || value > kSmallIntegerMax)
+    return MakeValue<IntegerValue>(arena, nullptr, value);
+  return IntegerInstance(value);
 }
 
 std::shared_ptr<DataValue const> IntegerInstance(int64_t value) {

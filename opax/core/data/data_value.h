@@ -3,6 +3,7 @@
 #include <opax/core/base/date_time.h>
 #include <opax/core/base/secret_string.h>
 #include <opax/core/base/void.h>
+#include <opax/core/data/internal/value_arena.h>
 #include <opax/core/data/kind.h>
 #include <opax/core/message/base_message.h>
 
@@ -40,6 +41,9 @@ class DataValue {
   // Void) as a value.
   template <class X>
   static std::shared_ptr<DataValue const> Create(X const& value);
+  // The same, made in `arena` (a conversion's; null for the heap) where a new value is needed.
+  template <class X>
+  static std::shared_ptr<DataValue const> Create(X const& value, internal::ValueArena* arena);
 
   // Reads a primitive of exactly X's kind. On any other kind (or a null value): false, `out`
   // unchanged, and "opax.data.invalid.type" appended. An integer that does not fit X appends
@@ -94,7 +98,8 @@ class PrimitiveValue<std::string> final : public DataValue {
   struct Made {};  // only GetInstance makes one
 
  public:
-  static std::shared_ptr<PrimitiveValue> GetInstance(std::string_view text);
+  static std::shared_ptr<PrimitiveValue> GetInstance(std::string_view text,
+                                                     internal::ValueArena* arena = nullptr);
   std::string_view value() const { return {text_, size_}; }
 
   PrimitiveValue(Made, std::size_t size) : DataValue(Kind::String), size_(size) {}
@@ -201,6 +206,7 @@ std::shared_ptr<T const> MakeImmortal(A&&... args) {
 // are immutable; this keeps the commonest fields free of allocations.
 std::shared_ptr<DataValue const> BooleanInstance(bool value);
 std::shared_ptr<DataValue const> IntegerInstance(int64_t value);
+std::shared_ptr<DataValue const> IntegerInstance(int64_t value, ValueArena* arena);
 constexpr int64_t kSmallIntegerMin = -16;  // the range of the shared integers
 constexpr int64_t kSmallIntegerMax = 255;
 
@@ -267,6 +273,20 @@ std::shared_ptr<DataValue const> DataValue::Create(X const& value) {
     return StringValue::GetInstance(value);
   } else {
     return std::make_shared<PrimitiveValue<Stored>>(static_cast<Stored>(value));
+  }
+}
+
+template <class X>
+std::shared_ptr<DataValue const> DataValue::Create(X const& value, internal::ValueArena* arena) {
+  using Stored = typename PrimitiveTraits<X>::Stored;
+  if constexpr (std::is_same<Stored, int64_t>::value) {
+    return internal::IntegerInstance(static_cast<int64_t>(value), arena);
+  } else if constexpr (std::is_same<Stored, std::string>::value) {
+    return StringValue::GetInstance(value, arena);
+  } else if constexpr (std::is_same<Stored, bool>::value || std::is_same<Stored, Opax::Void>::value) {
+    return Create(value);
+  } else {
+    return internal::MakeValue<PrimitiveValue<Stored>>(arena, nullptr, static_cast<Stored>(value));
   }
 }
 

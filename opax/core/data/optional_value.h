@@ -17,6 +17,10 @@ class OptionalValue final : public DataValue {
 
   // A new unset optional, to be set with value(v) before it is handed on.
   static std::shared_ptr<OptionalValue> GetInstance() { return std::make_shared<OptionalValue>(); }
+  // The same, made in a conversion's `arena`.
+  static std::shared_ptr<OptionalValue> GetInstance(internal::ValueArena* arena) {
+    return internal::MakeValue<OptionalValue>(arena, nullptr);
+  }
   static std::shared_ptr<OptionalValue> GetInstance(std::shared_ptr<DataValue const> value) {
     return std::make_shared<OptionalValue>(std::move(value));
   }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <opax/core/data/data_value.h>
+#include <opax/core/data/optional_value.h>
 
 #include <memory>
 
@@ -17,7 +18,8 @@ void ReleaseCompound(std::shared_ptr<DataValue const>&& child) noexcept;
 // of a million nested values therefore uses a constant amount of stack.
 //
 // Most children free nothing below them: a value with other owners, a value that is never freed
-// (no owner at all), or a leaf. They are dropped here, without reaching the thread's list.
+// (no owner at all), or a leaf. They are dropped here, without reaching the thread's list, and
+// so are optionals around anything but another optional.
 inline void Release(std::shared_ptr<DataValue const>&& child) noexcept {
   if (child.use_count() != 1) {
     child.reset();
@@ -28,6 +30,15 @@ inline void Release(std::shared_ptr<DataValue const>&& child) noexcept {
       kind != Kind::List) {
     child.reset();
     return;
+  }
+  // A set optional frees one value, which it hands to Release in turn: unless that is another
+  // optional (a chain of them would recurse), it goes here too.
+  if (kind == Kind::Optional) {
+    auto const& inner = static_cast<OptionalValue const&>(*child).value();
+    if (inner == nullptr || inner->kind() != Kind::Optional) {
+      child.reset();
+      return;
+    }
   }
   ReleaseCompound(std::move(child));
 }
