@@ -109,8 +109,12 @@ Kind ElementKind(Target const& target) {
   }
 }
 
-DataValuePtr Wrap(DataValuePtr value, uint32_t optionals) {
-  for (; optionals > 0; --optionals) value = OptionalValue::GetInstance(std::move(value));
+DataValuePtr Wrap(DataValuePtr value, uint32_t optionals, Data::internal::ValueArena& arena) {
+  for (; optionals > 0; --optionals) {
+    auto optional = OptionalValue::GetInstance(&arena);
+    optional->value(std::move(value));
+    value = std::move(optional);
+  }
   return value;
 }
 
@@ -142,8 +146,12 @@ struct Buffers {
 
 class Decoder {
  public:
-  Decoder(std::string_view text, Limits const& limits, std::list<BaseMessage>& messages, Buffers& buffers)
-      : reader_(text, limits, buffers.levels),
+  // `key` names what is decoded (its definition), for the size of the values' first chunk.
+  Decoder(std::string_view text, Limits const& limits, std::list<BaseMessage>& messages, Buffers& buffers,
+          void const* key)
+      : arena_(Data::internal::ValueArena::FirstChunkFor(key)),
+        key_(key),
+        reader_(text, limits, buffers.levels),
         limits_(limits),
         messages_(messages),
         frames_(buffers.frames),
@@ -159,6 +167,7 @@ class Decoder {
       switch (token.type) {
         case TokenType::End:
           out = std::move(result_);
+          arena_.RememberFor(key_);
           return true;
         case TokenType::Key:
           ok = OnKey(token.text);
@@ -316,7 +325,7 @@ class Decoder {
     }
     DataValuePtr value;
     if (!Scalar(target, token, value)) return false;
-    return Deliver(Wrap(std::move(value), target.optionals));
+    return Deliver(Wrap(std::move(value), target.optionals, arena_));
   }
 
   bool BeginObject(Target const& target, Token const& token) {
@@ -331,9 +340,9 @@ class Decoder {
         frame.shape = Shape::Structure;
         frame.definition = definition;
         if (type == DefinitionType::Error) {
-          frame.container = ErrorValue::GetInstance(structure.name());
+          frame.container = Data::internal::MakeValue<ErrorValue>(&arena_, nullptr, Name(structure.name()));
         } else {
-          frame.container = StructValue::GetInstance(structure.name());
+          frame.container = Data::internal::MakeValue<StructValue>(&arena_, nullptr, Name(structure.name()));
         }
         static_cast<StructValue&>(*frame.container).fields().reserve(structure.fields().size());
         break;
@@ -341,7 +350,7 @@ class Decoder {
       case DefinitionType::Map:
         frame.shape = Shape::Map;
         frame.definition = definition;
-        frame.container = MapValue::GetInstance();
+        frame.container = MapValue::GetInstance(&arena_);
         break;
       case DefinitionType::DynamicStructure:
       case DefinitionType::DynamicError:
@@ -368,7 +377,7 @@ class Decoder {
       Target element;
       if (!Resolve(static_cast<ListDefinition const&>(*target.definition).elementType().get(), element))
         return false;
-      frame.container = ListValue::GetInstance(ElementKind(element));
+      frame.container = ListValue::GetInstance(ElementKind(element), &arena_);
     } else {
       return Mismatch(*target.definition, token.type);
     }
@@ -404,13 +413,13 @@ class Decoder {
   bool ByLooks(Token const& token, DataValuePtr& value) {
     switch (token.type) {
       case TokenType::String:
-        value = StringValue::GetInstance(token.text);  // the text is copied into the value's block
+        value = StringValue::GetInstance(token.text, &arena_);  // the text is copied into the value's block
         return true;
       case TokenType::Number: {
         int64_t integer = 0;
         if (token.integral &&
             internal::ParseInteger(token.text, true, integer) == internal::NumberFault::None) {
-          value = DataValue::Create(integer);
+          value = DataValue::Create(integer, &arena_);
           return true;
         }
         // Past 64 bits a number is kept as the nearest double rather than refused: the member is
@@ -418,7 +427,7 @@ class Decoder {
         double number = 0;
         if (!internal::ParseDouble(token.text, number))
           return NumberFault(internal::NumberFault::OutOfRange, token.text);
-        value = DataValue::Create(number);
+        value = DataValue::Create(number, &arena_);
         return true;
       }
       case TokenType::True:
@@ -448,25 +457,25 @@ class Decoder {
         int64_t number = 0;
         auto const fault = internal::ParseInteger(token.text, token.integral, number);
         if (fault != internal::NumberFault::None) return NumberFault(fault, token.text);
-        value = DataValue::Create(number);
+        value = DataValue::Create(number, &arena_);
         return true;
       }
       case DefinitionType::Double: {
         double number = 0;
         if (token.type == TokenType::String && internal::ParseSpecialDouble(token.text, number)) {
-          value = DataValue::Create(number);
+          value = DataValue::Create(number, &arena_);
           return true;
         }
         if (token.type != TokenType::Number) break;
         if (!internal::ParseDouble(token.text, number))
           return NumberFault(internal::NumberFault::OutOfRange, token.text);
-        value = DataValue::Create(number);
+        value = DataValue::Create(number, &arena_);
         return true;
       }
       case DefinitionType::String:
       case DefinitionType::IsOneOf:
         if (token.type != TokenType::String) break;
-        value = StringValue::GetInstance(token.text);  // the text is copied into the value's block
+        value = StringValue::GetInstance(token.text, &arena_);  // the text is copied into the value's block
         return true;
       case DefinitionType::Secret:
         if (token.type != TokenType::String) break;
@@ -489,7 +498,7 @@ class Decoder {
           if (token.text.size() > kShown) shown += "...";
           return Report(MessageIds::kJsonDateTime, {shown, Path(true)});
         }
-        value = DataValue::Create(time);
+        value = DataValue::Create(time, &arena_);
         return true;
       }
       default:
@@ -555,7 +564,7 @@ class Decoder {
     }
     uint32_t const optionals = top.optionals;
     frames_.pop_back();
-    return Deliver(Wrap(std::move(value), optionals));
+    return Deliver(Wrap(std::move(value), optionals, arena_));
   }
 
   // Absent optionals become unset ones, as a value made from a native structure has them; then,
@@ -613,6 +622,9 @@ class Decoder {
     return list;
   }
 
+  // The values of one text are made side by side.
+  Data::internal::ValueArena arena_;
+  void const* key_;
   internal::Reader reader_;
   Limits const& limits_;
   std::list<BaseMessage>& messages_;
@@ -629,13 +641,13 @@ bool Decode(std::string_view text, Data::DataDefinition const& definition,
             std::shared_ptr<Data::DataValue const>& out, std::list<BaseMessage>& messages,
             Limits const& limits) {
   ReusedContainer<Buffers> buffers;
-  return Decoder(text, limits, messages, buffers.get()).Run(&definition, out);
+  return Decoder(text, limits, messages, buffers.get(), &definition).Run(&definition, out);
 }
 
 bool Decode(std::string_view text, std::shared_ptr<Data::DataValue const>& out,
             std::list<BaseMessage>& messages, Limits const& limits) {
   ReusedContainer<Buffers> buffers;
-  return Decoder(text, limits, messages, buffers.get()).Run(nullptr, out);
+  return Decoder(text, limits, messages, buffers.get(), nullptr).Run(nullptr, out);
 }
 
 }  // namespace Json

@@ -215,19 +215,19 @@ struct N2V {
     auto const& items = *static_cast<Container const*>(source);
     constexpr Kind kElementKind = NativeTraits::ValueKind<X>::value;
     if constexpr (kElementKind == Kind::String && !NativeTraits::kIsEnum<X>) {
-      auto list = ListValueString::GetInstance();
+      auto list = ListValueString::GetInstance(queue.arena());
       list->Store(items);
       *destination = std::move(list);
     } else if constexpr (kElementKind == Kind::String) {
-      auto list = ListValueString::GetInstance();
+      auto list = ListValueString::GetInstance(queue.arena());
       for (X const& item : items) list->Append(EnumTraits<X>::Text(item));
       *destination = std::move(list);
     } else if constexpr (kElementKind == Kind::Integer) {
-      auto list = ListValueLong::GetInstance();
+      auto list = ListValueLong::GetInstance(queue.arena());
       list->Store(items);
       *destination = std::move(list);
     } else {
-      auto list = std::make_shared<ListValue>(kElementKind);
+      auto list = internal::MakeValue<ListValue>(queue.arena(), nullptr, kElementKind);
       list->values().resize(items.size());
       *destination = list;
       auto const adapt = Adapter::AdaptMethod<X>::Get(nullptr);
@@ -240,7 +240,7 @@ struct N2V {
   static void AdaptMap(NativeConstPtr const& source, Adapter::Destination const& destination,
                        Adapter::Queue& queue, std::list<BaseMessage>& messages) {
     auto const& entries = *static_cast<Map const*>(source);
-    auto map = MapValue::GetInstance();
+    auto map = MapValue::GetInstance(queue.arena());
     map->fields().reserve(entries.size());
     *destination = map;
     auto const adapt = Adapter::AdaptMethod<typename Map::mapped_type>::Get(nullptr);

@@ -114,7 +114,10 @@ struct LocalizableMessageFields {
 class MapValue final : public CompoundValue {
  public:
   MapValue() : CompoundValue(Kind::Map, Name()) {}
-  static std::shared_ptr<MapValue> GetInstance() { return std::make_shared<MapValue>(); }
+  // In a conversion's `arena` if given.
+  static std::shared_ptr<MapValue> GetInstance(internal::ValueArena* arena = nullptr) {
+    return internal::MakeValue<MapValue>(arena, nullptr);
+  }
 };
 
 }  // namespace Data

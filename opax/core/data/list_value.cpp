@@ -10,10 +10,10 @@ ListValue::~ListValue() {
   for (auto& value : values_) internal::Release(std::move(value));
 }
 
-std::shared_ptr<ListValue> ListValue::GetInstance(Kind elementKind) {
-  if (elementKind == Kind::String) return ListValueString::GetInstance();
-  if (elementKind == Kind::Integer) return ListValueLong::GetInstance();
-  return std::make_shared<ListValue>(elementKind);
+std::shared_ptr<ListValue> ListValue::GetInstance(Kind elementKind, internal::ValueArena* arena) {
+  if (elementKind == Kind::String) return ListValueString::GetInstance(arena);
+  if (elementKind == Kind::Integer) return ListValueLong::GetInstance(arena);
+  return internal::MakeValue<ListValue>(arena, nullptr, elementKind);
 }
 
 bool ListValue::Append(std::shared_ptr<DataValue const> value, std::list<BaseMessage>& messages) {

@@ -19,8 +19,8 @@ class ListValue : public DataValue {
   explicit ListValue(Kind elementKind) : DataValue(Kind::List), elementKind_(elementKind) {}
   ~ListValue() override;
 
-  // An empty list; for strings and integers the typed variant.
-  static std::shared_ptr<ListValue> GetInstance(Kind elementKind);
+  // An empty list; for strings and integers the typed variant. In a conversion's `arena` if given.
+  static std::shared_ptr<ListValue> GetInstance(Kind elementKind, internal::ValueArena* arena = nullptr);
 
   Kind elementKind() const { return elementKind_; }
   virtual std::size_t size() const { return values_.size(); }
@@ -52,7 +52,9 @@ template <class X>
 class ListValueMixin final : public ListValue {
  public:
   ListValueMixin() : ListValue(PrimitiveTraits<X>::kind, true) {}
-  static std::shared_ptr<ListValueMixin> GetInstance() { return std::make_shared<ListValueMixin>(); }
+  static std::shared_ptr<ListValueMixin> GetInstance(internal::ValueArena* arena = nullptr) {
+    return internal::MakeValue<ListValueMixin>(arena, nullptr);
+  }
 
   void Append(X value) { items_.push_back(std::move(value)); }
   using ListValue::Append;

@@ -17,7 +17,7 @@ class OptionalValue final : public DataValue {
 
   // A new unset optional, to be set with value(v) before it is handed on.
   static std::shared_ptr<OptionalValue> GetInstance() { return std::make_shared<OptionalValue>(); }
-  // The same, made in a conversion's `arena`.
+  // The same, made in a conversion's `arena` (null: on the heap).
   static std::shared_ptr<OptionalValue> GetInstance(internal::ValueArena* arena) {
     return internal::MakeValue<OptionalValue>(arena, nullptr);
   }

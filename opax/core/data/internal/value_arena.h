@@ -147,6 +147,7 @@ constexpr std::size_t kControlBlockRoom = 64;
 // Makes a T in `arena` (or on the heap without one), with `trailing` room after it if given.
 template <class T, class... A>
 std::shared_ptr<T> MakeValue(ValueArena* arena, TrailingRoom* trailing, A&&... args) {
+  if (arena == nullptr && trailing == nullptr) return std::make_shared<T>(std::forward<A>(args)...);
   ArenaChunk* chunk = nullptr;
   if (arena != nullptr) {
     chunk = arena->Reserve(sizeof(T) + kControlBlockRoom + (trailing != nullptr ? trailing->bytes : 0));
