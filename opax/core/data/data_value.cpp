@@ -107,15 +107,12 @@ std::shared_ptr<DataValue const> BooleanInstance(bool value) {
   return value ? yes : no;
 }
 
+// Without an arena MakeValue is make_shared: one function serves both.
+std::shared_ptr<DataValue const> IntegerInstance(int64_t value) { return IntegerInstance(value, nullptr); }
+
 std::shared_ptr<DataValue const> IntegerInstance(int64_t value, ValueArena* arena) {
   if (value < kSmallIntegerMin || value > kSmallIntegerMax)
     return MakeValue<IntegerValue>(arena, nullptr, value);
-  return IntegerInstance(value);
-}
-
-std::shared_ptr<DataValue const> IntegerInstance(int64_t value) {
-  if (value < kSmallIntegerMin || value > kSmallIntegerMax)
-    return std::make_shared<IntegerValue const>(value);
   static auto const table = [] {
     std::array<std::shared_ptr<DataValue const>, kSmallIntegerMax - kSmallIntegerMin + 1> all;
     for (int64_t i = kSmallIntegerMin; i <= kSmallIntegerMax; ++i) {
