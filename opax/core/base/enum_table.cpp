@@ -1,15 +1,27 @@
 #include <opax/core/base/enum_table.h>
 
-#include <cstring>
-
 namespace Opax {
 namespace EnumTable {
+
+namespace {
+
+// Whether the terminated `value` is exactly `text` (which may hold any byte, a zero too). Most
+// entries of a table differ from the text in their first characters: stopping there costs less
+// than measuring each entry first.
+bool SameText(char const* value, std::string_view text) {
+  std::size_t at = 0;
+  for (; at < text.size(); ++at) {
+    if (value[at] != text[at] || value[at] == '\0') return false;
+  }
+  return value[at] == '\0';
+}
+
+}  // namespace
 
 int Find(char const* const* values, std::string_view text) {
   if (values == nullptr) return -1;
   for (int i = 0; values[i] != nullptr; ++i) {
-    std::size_t length = std::strlen(values[i]);
-    if (length == text.size() && std::memcmp(values[i], text.data(), length) == 0) return i;
+    if (SameText(values[i], text)) return i;
   }
   return -1;
 }

@@ -1,7 +1,7 @@
 // Validation of a value against a definition. The walk keeps its pending work on an explicit
-// stack and records each visited position once (parent index plus name or list index), so
-// that a message can name the path to its value without building path strings for values that
-// are fine.
+// stack. Each pending value carries its place (parent plus name or list index); a compound that
+// has children records its place once as a node, so that a message can name the path to its
+// value without building path strings, or recording leaves, for values that are fine.
 
 #include <opax/core/base/reused_container.h>
 #include <opax/core/data/compound_value.h>
@@ -22,21 +22,28 @@ namespace {
 
 constexpr uint32_t kNoParent = UINT32_MAX;
 
-struct PathNode {
+// Where a value sits: in the compound recorded as node `parent` (kNoParent: the value is the
+// root), under `name`, or at `index` of a list when the name is empty.
+struct Place {
   uint32_t parent;
-  std::string_view name;  // empty for a list element
+  std::string_view name;
   std::size_t index;
 };
 
+// A value waiting to be checked. Made in place on the stack (not copied in): a copy of a
+// frame that was just written field by field stalls on reading it back whole.
 struct Frame {
+  Frame(DataDefinition const* shape, DataValue const* held, uint32_t parent, std::string_view name,
+        std::size_t index)
+      : definition(shape), value(held), place{parent, name, index} {}
   DataDefinition const* definition;
   DataValue const* value;
-  uint32_t path;
+  Place place;
 };
 
 // The walk's storage, kept by each thread between validations (see ReusedContainer).
 struct Buffers {
-  std::vector<PathNode> nodes;
+  std::vector<Place> nodes;
   std::vector<Frame> stack;
   std::vector<std::shared_ptr<DataDefinition const>> keepAlive;
   void clear() {
@@ -64,12 +71,16 @@ class Validator {
         keepAlive_(buffers.keepAlive) {}
 
   bool Run(DataDefinition const& definition, DataValue const* value) {
-    nodes_.push_back({kNoParent, {}, 0});
-    stack_.push_back({&definition, value, 0});
+    stack_.emplace_back(&definition, value, kNoParent, std::string_view(), 0);
     while (!stack_.empty() && !Full()) {
-      Frame frame = stack_.back();
+      // Taken member by member: the frame on top was most often pushed just now, and reading it
+      // back in wider loads than it was written with waits for the stores to drain.
+      Frame const& top = stack_.back();
+      DataDefinition const* const shape = top.definition;
+      DataValue const* const held = top.value;
+      Place const place = top.place;
       stack_.pop_back();
-      Visit(frame);
+      Visit(shape, held, place);
     }
     return messages_.size() == start_;
   }
@@ -81,9 +92,9 @@ class Validator {
     messages_.push_back(BaseMessage::Make(id, std::move(args)));
   }
 
-  std::string Path(uint32_t node) const {
-    std::vector<PathNode const*> chain;
-    for (uint32_t at = node; at != kNoParent && at != 0; at = nodes_[at].parent) chain.push_back(&nodes_[at]);
+  std::string Path(Place const& place) const {
+    std::vector<Place const*> chain;
+    for (Place const* at = &place; at->parent != kNoParent; at = &nodes_[at->parent]) chain.push_back(at);
     if (chain.empty()) return "(value)";
     std::string text;
     for (auto it = chain.rbegin(); it != chain.rend(); ++it) {
@@ -97,71 +108,71 @@ class Validator {
     return text;
   }
 
-  uint32_t Child(uint32_t parent, std::string_view name, std::size_t index = 0) {
-    nodes_.push_back({parent, name, index});
+  // Records the place of a compound whose children are about to be pushed.
+  uint32_t Node(Place const& place) {
+    nodes_.push_back(place);
     return static_cast<uint32_t>(nodes_.size() - 1);
   }
 
   // The definition that decides the value's shape; an unresolved reference is reported.
-  DataDefinition const* Resolve(DataDefinition const* definition, uint32_t path) {
+  DataDefinition const* Resolve(DataDefinition const* definition, Place const& path) {
     StructRefDefinition const* unresolved = nullptr;
     DataDefinition const* shape = ResolveShape(definition, keepAlive_, &unresolved);
     if (unresolved != nullptr) Report(MessageIds::kUnresolvedReference, {unresolved->name(), Path(path)});
     return shape;
   }
 
-  void Mismatch(char const* expected, DataValue const* value, uint32_t path) {
+  void Mismatch(char const* expected, DataValue const* value, Place const& path) {
     Report(MessageIds::kValueKindMismatch,
            {expected, value ? KindName(value->kind()) : "nothing", Path(path)});
   }
 
-  void Visit(Frame const& frame) {
-    DataDefinition const* definition = Resolve(frame.definition, frame.path);
+  void Visit(DataDefinition const* shape, DataValue const* value, Place const& place) {
+    DataDefinition const* definition = Resolve(shape, place);
     if (definition == nullptr) return;
-    DataValue const* value = frame.value;
     switch (definition->type()) {
       case DefinitionType::Void:
-        return Expect(Kind::Void, definition, value, frame.path);
+        return Expect(Kind::Void, definition, value, place);
       case DefinitionType::Boolean:
-        return Expect(Kind::Boolean, definition, value, frame.path);
+        return Expect(Kind::Boolean, definition, value, place);
       case DefinitionType::Integer:
-        return Expect(Kind::Integer, definition, value, frame.path);
+        return Expect(Kind::Integer, definition, value, place);
       case DefinitionType::Double:
-        return Expect(Kind::Double, definition, value, frame.path);
+        return Expect(Kind::Double, definition, value, place);
       case DefinitionType::String:
-        return Expect(Kind::String, definition, value, frame.path);
+        return Expect(Kind::String, definition, value, place);
       case DefinitionType::Secret:
-        return Expect(Kind::Secret, definition, value, frame.path);
+        return Expect(Kind::Secret, definition, value, place);
       case DefinitionType::Binary:
-        return Expect(Kind::Binary, definition, value, frame.path);
+        return Expect(Kind::Binary, definition, value, place);
       case DefinitionType::DateTime:
-        return Expect(Kind::DateTime, definition, value, frame.path);
+        return Expect(Kind::DateTime, definition, value, place);
       case DefinitionType::IsOneOf:
-        return VisitIsOneOf(static_cast<IsOneOfDefinition const&>(*definition), value, frame.path);
+        return VisitIsOneOf(static_cast<IsOneOfDefinition const&>(*definition), value, place);
       case DefinitionType::Optional:
-        return VisitOptional(static_cast<OptionalDefinition const&>(*definition), value, frame.path);
+        return VisitOptional(static_cast<OptionalDefinition const&>(*definition), value, place);
       case DefinitionType::List:
-        return VisitList(static_cast<ListDefinition const&>(*definition), value, frame.path);
+        return VisitList(static_cast<ListDefinition const&>(*definition), value, place);
       case DefinitionType::Map:
-        return VisitMap(static_cast<MapDefinition const&>(*definition), value, frame.path);
+        return VisitMap(static_cast<MapDefinition const&>(*definition), value, place);
       case DefinitionType::Structure:
       case DefinitionType::Error:
-        return VisitStructure(static_cast<StructDefinition const&>(*definition), value, frame.path);
+        return VisitStructure(static_cast<StructDefinition const&>(*definition), value, place);
       case DefinitionType::DynamicStructure:
-        return VisitDynamicStructure(*definition, value, frame.path);
+        return VisitDynamicStructure(*definition, value, place);
       case DefinitionType::DynamicError:
-        return Expect(Kind::Error, definition, value, frame.path);
+        return Expect(Kind::Error, definition, value, place);
       case DefinitionType::StructRef:
       case DefinitionType::UnionCase:
         return;  // resolved above
     }
   }
 
-  void Expect(Kind kind, DataDefinition const*, DataValue const* value, uint32_t path) {
+  void Expect(Kind kind, DataDefinition const*, DataValue const* value, Place const& path) {
     if (value == nullptr || value->kind() != kind) Mismatch(KindName(kind), value, path);
   }
 
-  void VisitDynamicStructure(DataDefinition const& definition, DataValue const* value, uint32_t path) {
+  void VisitDynamicStructure(DataDefinition const& definition, DataValue const* value, Place const& path) {
     if (value == nullptr || (value->kind() != Kind::Structure && value->kind() != Kind::Error)) {
       return Mismatch("structure", value, path);
     }
@@ -172,35 +183,40 @@ class Validator {
       Report(MessageIds::kIsOneOfStructure, {Path(path), type});
   }
 
-  void VisitIsOneOf(IsOneOfDefinition const& definition, DataValue const* value, uint32_t path) {
+  void VisitIsOneOf(IsOneOfDefinition const& definition, DataValue const* value, Place const& path) {
     if (value == nullptr || value->kind() != Kind::String) return Mismatch("string", value, path);
     std::string_view const text = internal::StoredOf<std::string>(*value);
     if (!definition.Accepts(text)) Report(MessageIds::kIsOneOfValue, {std::string(text), Path(path)});
   }
 
-  void VisitOptional(OptionalDefinition const& definition, DataValue const* value, uint32_t path) {
+  void VisitOptional(OptionalDefinition const& definition, DataValue const* value, Place const& path) {
     if (value == nullptr || value->kind() != Kind::Optional) return Mismatch("optional", value, path);
     auto const& optional = static_cast<OptionalValue const&>(*value);
-    if (optional.isSet()) stack_.push_back({definition.elementType().get(), optional.value().get(), path});
+    if (optional.isSet())
+      stack_.emplace_back(definition.elementType().get(), optional.value().get(), path.parent, path.name,
+                          path.index);
   }
 
-  void VisitList(ListDefinition const& definition, DataValue const* value, uint32_t path) {
+  void VisitList(ListDefinition const& definition, DataValue const* value, Place const& path) {
     if (value == nullptr || value->kind() != Kind::List) return Mismatch("list", value, path);
     auto const& list = static_cast<ListValue const&>(*value);
     if (list.isTyped()) return VisitTypedList(definition, list, path);
+    if (list.values().empty()) return;
+    uint32_t const self = Node(path);
     for (std::size_t i = list.values().size(); i-- > 0;) {
-      stack_.push_back({definition.elementType().get(), list.values()[i].get(), Child(path, {}, i)});
+      stack_.emplace_back(definition.elementType().get(), list.values()[i].get(), self, std::string_view(),
+                          i);
     }
   }
 
   // Typed lists hold natives, not values: check them here rather than making a value per element.
-  void VisitTypedList(ListDefinition const& definition, ListValue const& list, uint32_t path) {
+  void VisitTypedList(ListDefinition const& definition, ListValue const& list, Place const& path) {
     DataDefinition const* element = Resolve(definition.elementType().get(), path);
     if (element == nullptr) return;
     Kind const held = list.elementKind();
     if (held == Kind::Integer) {
       if (element->type() != DefinitionType::Integer && !list.empty())
-        Mismatch(DefinitionTypeName(element->type()), list.element(0).get(), Child(path, {}, 0));
+        Mismatch(DefinitionTypeName(element->type()), list.element(0).get(), {Node(path), {}, 0});
       return;
     }
     if (element->type() == DefinitionType::String) return;
@@ -208,23 +224,26 @@ class Validator {
       auto const& oneOf = static_cast<IsOneOfDefinition const&>(*element);
       auto const& items = static_cast<ListValueString const&>(list).items();
       for (std::size_t i = 0; i < items.size() && !Full(); ++i) {
-        if (!oneOf.Accepts(items[i])) Report(MessageIds::kIsOneOfValue, {items[i], Path(Child(path, {}, i))});
+        if (!oneOf.Accepts(items[i]))
+          Report(MessageIds::kIsOneOfValue, {items[i], Path({Node(path), {}, i})});
       }
       return;
     }
     if (!list.empty())
       Report(MessageIds::kValueKindMismatch,
-             {DefinitionTypeName(element->type()), "string", Path(Child(path, {}, 0))});
+             {DefinitionTypeName(element->type()), "string", Path({Node(path), {}, 0})});
   }
 
-  void VisitMap(MapDefinition const& definition, DataValue const* value, uint32_t path) {
+  void VisitMap(MapDefinition const& definition, DataValue const* value, Place const& path) {
     if (value == nullptr || value->kind() != Kind::Map) return Mismatch("map", value, path);
     // Entries are visited in insertion order, as the sender wrote them: pushed last to first,
     // which also reads the entries and their values through memory in order.
     FieldMap const& fields = static_cast<MapValue const&>(*value).fields();
+    if (fields.empty()) return;
+    uint32_t const self = Node(path);
     for (std::size_t i = fields.size(); i-- > 0;) {
       FieldMap::Field const& entry = fields.at(i);
-      stack_.push_back({definition.elementType().get(), entry.value().get(), Child(path, entry.name())});
+      stack_.emplace_back(definition.elementType().get(), entry.value().get(), self, entry.name(), 0);
     }
   }
 
@@ -235,7 +254,7 @@ class Validator {
       Report(fault, std::move(args));
   }
 
-  void VisitStructure(StructDefinition const& definition, DataValue const* value, uint32_t path) {
+  void VisitStructure(StructDefinition const& definition, DataValue const* value, Place const& path) {
     bool const isError = definition.type() == DefinitionType::Error;
     Kind const expected = isError ? Kind::Error : Kind::Structure;
     if (value == nullptr || value->kind() != expected) return Mismatch(KindName(expected), value, path);
@@ -245,9 +264,26 @@ class Validator {
              {definition.name(), std::string(structure.name()), Path(path)});
       return;
     }
+    // The definition's fields and the value's are both listed in name order: one walk over the
+    // two pairs them up, with no search for a name.
+    uint32_t const self = Node(path);
+    FieldMap const& fields = structure.fields();
+    auto next = fields.begin();
+    auto const last = fields.end();
+    std::size_t matched = 0;
     std::size_t const firstChild = stack_.size();
     for (auto const& [name, fieldDefinition] : definition.fields()) {
-      auto const* field = structure.FindField(name);
+      std::shared_ptr<DataValue const> const* field = nullptr;
+      for (; next != last; ++next) {
+        int const order = next->name().compare(name);
+        if (order > 0) break;
+        if (order == 0) {
+          field = &next->value();
+          ++next;
+          ++matched;
+          break;
+        }
+      }
       DataDefinition const* shape = fieldDefinition.get();
       if (shape != nullptr && shape->type() == DefinitionType::UnionCase) {
         auto const& unionCase = static_cast<UnionCaseDefinition const&>(*shape);
@@ -260,12 +296,12 @@ class Validator {
         }
         continue;
       }
-      stack_.push_back({shape, field->get(), Child(path, name)});
+      stack_.emplace_back(shape, field->get(), self, name, 0);
     }
     // Fields are checked in name order: reverse what was pushed.
     std::reverse(stack_.begin() + static_cast<std::ptrdiff_t>(firstChild), stack_.end());
-    if (definition.extraFields() == StructDefinition::ExtraFields::Forbidden) {
-      for (FieldMap::Field const& field : structure.fields()) {
+    if (matched < fields.size() && definition.extraFields() == StructDefinition::ExtraFields::Forbidden) {
+      for (FieldMap::Field const& field : fields) {
         if (Full()) break;
         if (definition.fields().count(field.name()) == 0)
           Report(MessageIds::kFieldExtra, {std::string(structure.name()), std::string(field.name())});
@@ -275,7 +311,7 @@ class Validator {
 
   std::list<BaseMessage>& messages_;
   std::size_t const start_;
-  std::vector<PathNode>& nodes_;
+  std::vector<Place>& nodes_;
   std::vector<Frame>& stack_;
   std::vector<std::shared_ptr<DataDefinition const>>& keepAlive_;
 };
