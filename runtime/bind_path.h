@@ -51,27 +51,27 @@ class Request {
   // The sinks handed to the implementation: a plain operation's, and a task's.
   template <class R>
   ::Opax::Binding::Reply<R> Reply() const {
-    return ::Opax::Binding::Reply<R>(typename ::Opax::Binding::Reply<R>::Callback(
-        [completion = completion_](boost::optional<R> const& result,
-                                   std::shared_ptr<Data::ErrorValue const> const& error,
-                                   ::Opax::Progress const& progress) {
+    return ::Opax::Binding::Reply<R>(
+        HoldCallback(), [completion = completion_](boost::optional<R> const& result,
+                                                   std::shared_ptr<Data::ErrorValue const> const& error,
+                                                   ::Opax::Progress const& progress) {
           if (error) return completion.Error(error);
           if (result) return completion.Result(&*result);
           completion.Progress(progress);
-        }));
+        });
   }
   template <class R>
   ::Opax::Binding::TaskReply<R> TaskReply() const {
-    return ::Opax::Binding::TaskReply<R>(typename ::Opax::Binding::TaskReply<R>::Callback(
-        [completion = completion_](TaskResult<R> const& result,
-                                   std::shared_ptr<Data::ErrorValue const> const& error,
-                                   ::Opax::Progress const& progress) {
+    return ::Opax::Binding::TaskReply<R>(
+        HoldCallback(), [completion = completion_](TaskResult<R> const& result,
+                                                   std::shared_ptr<Data::ErrorValue const> const& error,
+                                                   ::Opax::Progress const& progress) {
           if (error) return completion.Error(error);
           if (result.value) return completion.Result(&*result.value);
           // A task id ends the sink but is no outcome here: the call ended without one.
           if (result.taskId) return completion.Deliver(Core::MethodResult::GetTerminationInstance());
           completion.Progress(progress);
-        }));
+        });
   }
 
  private:

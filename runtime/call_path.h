@@ -39,7 +39,7 @@ bool ReadTaskId(std::shared_ptr<Data::DataValue const> const& value, std::string
 template <class R, class Policy>
 void CallPlain(OperationDescriptor const& op, void const* input, Activation const& activation,
                AsyncResult<R, Policy> const& result, std::shared_ptr<Stub::AsyncApiStub> const& stub) {
-  auto reply = Core::AsyncApiResultCb::GetInstance(
+  auto reply = Core::AsyncApiResultCb::Holding(
       [result](std::shared_ptr<Core::MethodResult const> const& outcome, Progress const& progress) {
         if (!outcome) return result.Deliver(boost::none, nullptr, progress);
         if (!outcome->success()) return result.SetError(outcome->error());
@@ -57,7 +57,7 @@ void CallPlain(OperationDescriptor const& op, void const* input, Activation cons
 template <class R, class Policy>
 void CallTask(OperationDescriptor const& op, void const* input, Activation const& activation,
               AsyncTaskResult<R, Policy> const& result, std::shared_ptr<Stub::AsyncApiStub> const& stub) {
-  auto reply = Core::AsyncApiResultCb::GetInstance(
+  auto reply = Core::AsyncApiResultCb::Holding(
       [result](std::shared_ptr<Core::MethodResult const> const& outcome, Progress const& progress) {
         if (!outcome) return result.Deliver(TaskResult<R>(), nullptr, progress);
         if (!outcome->success()) return result.SetError(outcome->error());

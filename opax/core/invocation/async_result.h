@@ -27,6 +27,10 @@ struct NativeError {
 struct AsyncResultTerminateCbPolicy {};
 struct AsyncTaskResultTerminateCbPolicy {};
 
+// Asks a result object to keep its callback in its own shared state: one allocation, where a
+// Callback too large for std::function's own room costs two.
+struct HoldCallback {};
+
 // What a task result object receives: on the client, the id of the task the server started;
 // on the server, the task's final value.
 template <class T>
@@ -55,6 +59,10 @@ class BasicAsyncResult {
   explicit BasicAsyncResult(NativeCallback callback) : state_(std::make_shared<State>()) {
     state_->second = std::move(callback);
   }
+  // `callable` is called as a Callback would be.
+  template <class Callable>
+  BasicAsyncResult(HoldCallback, Callable callable)
+      : state_(std::make_shared<typename Held<Callable>::Whole>(std::move(callable))) {}
 
   // A final outcome when the slot holds something or an error is given; progress otherwise.
   void Deliver(Slot const& slot, ErrorPtr const& error, Progress const& progress) const {
@@ -118,6 +126,24 @@ class BasicAsyncResult {
       }
     }
   };
+  // A state with its callable beside it. The callable is the first base, so that it is made
+  // before the Callback that points at it and outlives the state's last call (a termination
+  // from ~State).
+  template <class Callable>
+  struct Held {
+    struct Box {
+      Callable callable;
+    };
+    struct Whole : Box, State {
+      explicit Whole(Callable&& made) : Box{std::move(made)} {
+        this->first = Callback(
+            [held = &this->Box::callable](Slot const& slot, ErrorPtr const& error, Progress const& progress) {
+              (*held)(slot, error, progress);
+            });
+      }
+    };
+  };
+
   std::shared_ptr<State> state_;
 };
 

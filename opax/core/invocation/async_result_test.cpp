@@ -3,6 +3,8 @@
 
 #include <opax/core/invocation/async_result.h>
 
+#include <opax/core/invocation/result_callback.h>
+
 #include <opax/core/message/error_ids.h>
 #include <opax/core/message/message_ids.h>
 #include <opax/core/testing/deliveries.h>
@@ -101,6 +103,50 @@ TEST(AsyncResult, DroppingAnUnfinishedResultDeliversTerminationOnce) {
   PlainInto(nullError).SetError(nullptr);
   ASSERT_EQ(nullError.size(), 1u);
   EXPECT_TRUE(IsTermination(nullError[0].error));
+}
+
+// A callable that writes down its calls and its end, to check that a callback kept beside its
+// state is still there for the termination that the state's own end delivers.
+struct Recorder {
+  std::shared_ptr<std::vector<std::string>> log;
+  Recorder(Recorder&&) = default;
+  explicit Recorder(std::shared_ptr<std::vector<std::string>> target) : log(std::move(target)) {}
+  ~Recorder() {
+    if (log) log->push_back("gone");
+  }
+  void operator()(boost::optional<int64_t> const& slot, ErrorPtr const& error, Progress const&) const {
+    log->push_back(slot ? "result" : IsTermination(error) ? "terminated" : "other");
+  }
+  void operator()(std::shared_ptr<Core::MethodResult const> const& result, Progress const&) const {
+    log->push_back(result ? "result" : "progress");
+  }
+};
+
+TEST(AsyncResult, AHeldCallbackOutlivesTheTerminationItHears) {
+  auto log = std::make_shared<std::vector<std::string>>();
+  {
+    Plain result{HoldCallback(), Recorder(log)};
+    std::vector<Plain> copies(3, result);
+  }
+  EXPECT_EQ(*log, (std::vector<std::string>{"terminated", "gone"}));
+
+  log->clear();
+  Plain(HoldCallback(), Recorder(log)).SetResult(4);
+  EXPECT_EQ(*log, (std::vector<std::string>{"result", "gone"}));
+}
+
+// A held reply callback hands itself on for the next report and lives as long as anyone holds it.
+TEST(AsyncApiResultCb, AHeldCallbackIsTheOneHandedOn) {
+  auto log = std::make_shared<std::vector<std::string>>();
+  std::shared_ptr<Core::AsyncApiResultCb> next;
+  {
+    auto callback = Core::AsyncApiResultCb::Holding(Recorder(log));
+    (*callback)(nullptr, Step(1, 2), [&next](std::shared_ptr<Core::AsyncApiResultCb> self) { next = self; });
+    EXPECT_EQ(next, callback);
+  }
+  (*next)(Core::MethodResult::GetTerminationInstance(), Progress());
+  next.reset();
+  EXPECT_EQ(*log, (std::vector<std::string>{"progress", "result", "gone"}));
 }
 
 TEST(AsyncResult, AnEmptyResultObjectThrowsOnDeliveryButNotWhenDropped) {

@@ -11,7 +11,7 @@ namespace Core {
 
 // The channel through which a provider reports an invocation's outcome: any number of progress
 // reports (a null result), then exactly one final result. Callbacks may run on any thread.
-class AsyncApiResultCb {
+class AsyncApiResultCb : public std::enable_shared_from_this<AsyncApiResultCb> {
  public:
   using Function = std::function<void(std::shared_ptr<MethodResult const> const&, Progress const&)>;
   using Continuation = std::function<void(std::shared_ptr<AsyncApiResultCb>)>;
@@ -20,18 +20,48 @@ class AsyncApiResultCb {
   static std::shared_ptr<AsyncApiResultCb> GetInstance(Function function) {
     return std::make_shared<AsyncApiResultCb>(std::move(function));
   }
+  // A callback that keeps `callable` in its own block: one allocation per call where a
+  // Function too large for std::function's own room costs two.
+  template <class Callable>
+  static std::shared_ptr<AsyncApiResultCb> Holding(Callable callable);
 
   // Reports; `continuation`, when given, receives the callback to use for the next report,
   // which is this one: a task reports its progress and its end through one channel.
   void operator()(std::shared_ptr<MethodResult const> const& result, Progress const& progress,
                   Continuation&& continuation = Continuation()) {
     function_(result, progress);
-    if (continuation) continuation(std::make_shared<AsyncApiResultCb>(function_));
+    if (!continuation) return;
+    std::shared_ptr<AsyncApiResultCb> self = weak_from_this().lock();
+    continuation(self ? std::move(self) : std::make_shared<AsyncApiResultCb>(function_));
   }
 
  private:
+  template <class Callable>
+  struct Held;
+
   Function function_;
 };
+
+// The callable comes first among the bases, so that it is made before the function that points
+// at it and outlives it.
+template <class Callable>
+struct AsyncApiResultCb::Held {
+  struct Box {
+    Callable callable;
+  };
+  struct Whole : Box, AsyncApiResultCb {
+    explicit Whole(Callable&& made)
+        : Box{std::move(made)},
+          AsyncApiResultCb(Function(
+              [held = &this->Box::callable](std::shared_ptr<MethodResult const> const& result,
+                                            Progress const& progress) { (*held)(result, progress); })) {}
+  };
+};
+
+template <class Callable>
+std::shared_ptr<AsyncApiResultCb> AsyncApiResultCb::Holding(Callable callable) {
+  return std::make_shared<typename Held<Callable>::Whole>(std::move(callable));
+}
 
 }  // namespace Core
 }  // namespace Opax

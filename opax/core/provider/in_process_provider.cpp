@@ -65,12 +65,11 @@ void InProcessProvider::InvokeAsync(std::shared_ptr<MethodIdentifier const> cons
   std::string const id = tasks_->Create(method->FullName());
   (*callback)(MethodResult::GetInstance(Data::DataValue::Create(id)), Progress());
   std::weak_ptr<Provider::TaskRegistry> registry = tasks_;
-  served->Invoke(
-      own, input,
-      AsyncApiResultCb::GetInstance(
-          [registry, id](std::shared_ptr<MethodResult const> const& result, Progress const& progress) {
-            if (auto tasks = registry.lock()) tasks->Report(id, result, progress);
-          }));
+  served->Invoke(own, input,
+                 AsyncApiResultCb::Holding([registry, id](std::shared_ptr<MethodResult const> const& result,
+                                                          Progress const& progress) {
+                   if (auto tasks = registry.lock()) tasks->Report(id, result, progress);
+                 }));
 }
 
 }  // namespace Core

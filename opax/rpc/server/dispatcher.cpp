@@ -195,7 +195,7 @@ void Dispatcher::Call(std::shared_ptr<Batch> const& batch, std::size_t slot, Rpc
   Provider::ApiProvider& provider = builtIn ? *builtIn_ : *hosted_;
   provider.InvokeAsync(
       operation->method, input, activation,
-      Core::AsyncApiResultCb::GetInstance(
+      Core::AsyncApiResultCb::Holding(
           [batch, slot, notification, id = std::move(id), operation, localizer = options_.localizer,
            request = context.localizer](std::shared_ptr<Core::MethodResult const> const& result,
                                         Progress const&) {

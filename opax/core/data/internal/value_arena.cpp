@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #if defined(__SANITIZE_ADDRESS__)
 #define OPAX_ARENA_POISON 1
@@ -43,10 +44,72 @@ UsedEntry& EntryFor(void const* key) {
   return g_used[((address >> 4) ^ (address >> 12)) % kUsedEntries];
 }
 
+// The blocks of the chunks that this thread let go last, kept for its next conversions: a call
+// converts its input and its reply in an arena each, and would otherwise give back and ask for
+// two blocks of the same sizes every time. Two per thread: at most 2 * kLargestChunk bytes wait.
+// Trivially destructible, so that values dropped by other destructors at the thread's exit,
+// after the reaper below has run, still find it (closed).
+struct Spares {
+  static constexpr std::size_t kCount = 2;
+  struct Block {
+    void* at;
+    std::size_t capacity;
+  };
+  Block blocks[kCount];
+  bool reaped;  // the reaper is set for this thread
+  bool closed;  // the reaper ran: nothing more is kept
+};
+thread_local Spares t_spares;
+
+struct SpareReaper {
+  ~SpareReaper() {
+    for (Spares::Block& block : t_spares.blocks) ::operator delete(std::exchange(block.at, nullptr));
+    t_spares.closed = true;
+  }
+};
+
+void KeepSpare(void* at, std::size_t capacity) {
+  Spares& spares = t_spares;
+  if (spares.closed) return ::operator delete(at);
+  if (!spares.reaped) {
+    thread_local SpareReaper reaper;  // frees the spares when the thread ends
+    (void)reaper;
+    spares.reaped = true;
+  }
+  for (Spares::Block& block : spares.blocks) {
+    if (block.at == nullptr) {
+      block = {at, capacity};
+      return;
+    }
+  }
+  // All kept: the oldest goes.
+  ::operator delete(spares.blocks[Spares::kCount - 1].at);
+  for (std::size_t i = Spares::kCount - 1; i > 0; --i) spares.blocks[i] = spares.blocks[i - 1];
+  spares.blocks[0] = {at, capacity};
+}
+
+// A spare block that fits `capacity` without keeping much more than asked for alive.
+void* TakeSpare(std::size_t& capacity) {
+  for (Spares::Block& block : t_spares.blocks) {
+    if (block.at != nullptr && block.capacity >= capacity && block.capacity <= 4 * capacity) {
+      capacity = block.capacity;
+      return std::exchange(block.at, nullptr);
+    }
+  }
+  return nullptr;
+}
+
 }  // namespace
 
 ArenaChunk* ArenaChunk::Open(std::size_t capacity) {
-  void* block = ::operator new(sizeof(ArenaChunk) + capacity);
+  void* block = TakeSpare(capacity);
+  if (block == nullptr) {
+    block = ::operator new(sizeof(ArenaChunk) + capacity);
+  } else {
+#ifdef OPAX_ARENA_POISON
+    ASAN_UNPOISON_MEMORY_REGION(block, sizeof(ArenaChunk) + capacity);
+#endif
+  }
   return new (block) ArenaChunk(static_cast<char*>(block) + sizeof(ArenaChunk) + capacity);
 }
 
@@ -64,8 +127,9 @@ void ArenaChunk::Close() noexcept { Release(kOpen - made_); }
 
 void ArenaChunk::Release(std::uint32_t count) noexcept {
   if (live_.fetch_sub(count, std::memory_order_acq_rel) == count) {
+    std::size_t const capacity = static_cast<std::size_t>(end_ - reinterpret_cast<char const*>(this + 1));
     this->~ArenaChunk();
-    ::operator delete(static_cast<void*>(this));
+    KeepSpare(static_cast<void*>(this), capacity);
   }
 }
 

@@ -88,6 +88,32 @@ TEST(ValueArena, FirstChunkFollowsWhatTheLastConversionUsed) {
   }
 }
 
+// The thread keeps the blocks of its last chunks for the next conversions of about their size:
+// a call's input and reply then cost no block from the heap.
+TEST(ValueArena, AThreadTakesBackTheChunksItLetGo) {
+  void const* first = nullptr;
+  void const* second = nullptr;
+  {
+    ValueArena one(1024);
+    ValueArena two(1024);
+    first = StringValue::GetInstance("one", &one).get();
+    second = StringValue::GetInstance("two", &two).get();
+  }
+  std::vector<void const*> made;
+  {
+    ValueArena one(1024);
+    ValueArena two(1024);
+    made = {StringValue::GetInstance("one", &one).get(), StringValue::GetInstance("two", &two).get()};
+  }
+  EXPECT_TRUE(std::is_permutation(made.begin(), made.end(), std::vector<void const*>{first, second}.begin()));
+
+  // Far larger conversions do not take them: a value kept alone would keep too much alive.
+  ValueArena large(16 * 1024);
+  void const* big = StringValue::GetInstance("big", &large).get();
+  EXPECT_NE(big, first);
+  EXPECT_NE(big, second);
+}
+
 }  // namespace
 }  // namespace internal
 }  // namespace Data
