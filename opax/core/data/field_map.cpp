@@ -61,14 +61,11 @@ std::pair<std::size_t, bool> SearchByName(std::string_view name, std::size_t cou
 class FieldMap::LargeIndex {
  public:
   explicit LargeIndex(bool sorted) : sorted_(sorted) {}
-  LargeIndex(LargeIndex const& other, std::size_t size)
-      : sorted_(other.sorted_), mask_(other.mask_), pending_(other.pending_) {
-    if (other.slots_ != nullptr) {
-      Allocate(mask_ + 1);
-      std::copy(other.slots_.get(), other.slots_.get() + mask_ + 1, slots_.get());
-      std::copy(other.filter_.get(), other.filter_.get() + FilterWords(), filter_.get());
-      std::copy(other.pendingHash_, other.pendingHash_ + pending_, pendingHash_);
-    }
+  // What a copy of a map needs: whether it is in name order, and the sorted order if one was
+  // made. The hash slots are left behind: a copy is mostly read in one of its orders, and the
+  // first lookup or insertion that wants an index makes one in a pass over the entries, which
+  // costs less than copying the slots would.
+  LargeIndex(LargeIndex const& other, std::size_t size) : sorted_(other.sorted_) {
     if (uint32_t const* order = other.order_.load(std::memory_order_acquire)) SetOrder(order, size);
   }
   ~LargeIndex() { delete[] order_.load(std::memory_order_relaxed); }
@@ -92,8 +89,13 @@ class FieldMap::LargeIndex {
 
   // The entry named `name` (whose hash is `hash`) among the `size` entries, or null.
   Field* Find(Field* entries, std::size_t size, std::string_view name, uint32_t hash) const {
+    // The filter's word and the name's first slot are at unrelated places of a large map: ask
+    // for both at once, so that a name that is there waits for one miss and not two in a row
+    // (and a new name's slot, written a batch later, is on its way).
+    std::size_t const home = Home(hash, mask_);
+    __builtin_prefetch(&slots_[home]);
     if (!MayHold(hash)) return nullptr;
-    for (std::size_t at = Home(hash, mask_);; at = (at + 1) & mask_) {
+    for (std::size_t at = home;; at = (at + 1) & mask_) {
       uint64_t const slot = slots_[at];
       if (slot == 0) break;
       if (static_cast<uint32_t>(slot >> 32) == hash && entries[EntryOf(slot)].name() == name) {

@@ -58,10 +58,14 @@ class ListValueMixin final : public ListValue {
 
   void Append(X value) { items_.push_back(std::move(value)); }
   using ListValue::Append;
-  // Replaces the content with a whole native container (list, set, vector) of X.
+  // Replaces the content with a whole native container (list, set, vector) of X, in one walk:
+  // assigning from a set's or a list's iterators would walk it twice, the first time only to
+  // count what size() already says, and a large set's nodes lie all over memory.
   template <class Container>
   void Store(Container const& items) {
-    items_.assign(items.begin(), items.end());
+    items_.clear();
+    items_.reserve(items.size());
+    for (X const& item : items) items_.push_back(item);
   }
 
   std::vector<X> const& items() const { return items_; }

@@ -51,6 +51,40 @@ TEST(SortTexts, SortsAsTextsCompareWhateverTheirArrival) {
   EXPECT_TRUE(Sorted({}).empty());
 }
 
+// Input that is a few runs (merged) or many (spread by bytes), among them a large group whose
+// texts tie over their first sixteen bytes and differ only in the next ones or in length.
+TEST(SortTexts, SortsRunsAndLargeTiedGroups) {
+  std::string const common(20, 'q');
+  std::vector<std::string> texts;
+  for (int i = 0; i < 2000; ++i) texts.push_back(common + std::to_string(i % 700));
+  for (int i = 0; i < 300; ++i) texts.push_back(common.substr(0, i % 24));
+  for (int i = 0; i < 500; ++i) texts.push_back(std::string(1, static_cast<char>(i % 256)) + "\xff");
+  std::vector<std::string> expected = texts;
+  std::sort(expected.begin(), expected.end());
+
+  std::vector<std::string> shuffled = texts;
+  std::shuffle(shuffled.begin(), shuffled.end(), std::mt19937(7));
+  // Declared names first, then the rest in reverse: two runs.
+  std::vector<std::string> nearly = {"cdrom", "backing"};
+  nearly.insert(nearly.end(), expected.rbegin(), expected.rend());
+  std::vector<std::string> nearlyExpected = nearly;
+  std::sort(nearlyExpected.begin(), nearlyExpected.end());
+  // Five runs, ascending and descending in turn.
+  std::vector<std::string> runs;
+  for (int r = 0; r < 5; ++r) {
+    std::vector<std::string> run(shuffled.begin() + r * 500, shuffled.begin() + (r + 1) * 500);
+    std::sort(run.begin(), run.end());
+    if (r % 2 == 1) std::reverse(run.begin(), run.end());
+    runs.insert(runs.end(), run.begin(), run.end());
+  }
+  std::vector<std::string> runsExpected = runs;
+  std::sort(runsExpected.begin(), runsExpected.end());
+
+  EXPECT_EQ(Sorted(shuffled), expected);
+  EXPECT_EQ(Sorted(nearly), nearlyExpected);
+  EXPECT_EQ(Sorted(runs), runsExpected);
+}
+
 }  // namespace
 }  // namespace internal
 }  // namespace Data

@@ -82,7 +82,8 @@ void KeepSpare(void* at, std::size_t capacity) {
       return;
     }
   }
-  // All kept: the oldest goes.
+  // All kept: the one in the last place goes and this block takes the first. Insertion and
+  // taking both go by place, not age; with two spares of recent chunks, which goes matters little.
   ::operator delete(spares.blocks[Spares::kCount - 1].at);
   for (std::size_t i = Spares::kCount - 1; i > 0; --i) spares.blocks[i] = spares.blocks[i - 1];
   spares.blocks[0] = {at, capacity};
