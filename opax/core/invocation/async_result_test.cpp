@@ -149,6 +149,21 @@ TEST(AsyncApiResultCb, AHeldCallbackIsTheOneHandedOn) {
   EXPECT_EQ(*log, (std::vector<std::string>{"progress", "result", "gone"}));
 }
 
+// A copy calls the callable that the held callback keeps, and keeps it for as long as the copy
+// lives, whichever goes first.
+TEST(AsyncApiResultCb, ACopyOfAHeldCallbackKeepsItsCallable) {
+  auto log = std::make_shared<std::vector<std::string>>();
+  auto callback = Core::AsyncApiResultCb::Holding(Recorder(log));
+  Core::AsyncApiResultCb copy(*callback);
+  Core::AsyncApiResultCb assigned(Core::AsyncApiResultCb::Function{});
+  assigned = copy;
+  callback.reset();
+  EXPECT_TRUE(log->empty());
+  copy(nullptr, Step(1, 2));
+  assigned(Core::MethodResult::GetTerminationInstance(), Progress());
+  EXPECT_EQ(*log, (std::vector<std::string>{"progress", "result"}));
+}
+
 TEST(AsyncResult, AnEmptyResultObjectThrowsOnDeliveryButNotWhenDropped) {
   Plain empty;
   EXPECT_FALSE(empty.hasCallback());

@@ -17,6 +17,20 @@ class AsyncApiResultCb : public std::enable_shared_from_this<AsyncApiResultCb> {
   using Continuation = std::function<void(std::shared_ptr<AsyncApiResultCb>)>;
 
   explicit AsyncApiResultCb(Function function) : function_(std::move(function)) {}
+  // A copy of a callback made by Holding calls the callable that the original keeps in its
+  // block, so it keeps that block alive; a copy of any other callback is a plain copy.
+  AsyncApiResultCb(AsyncApiResultCb const& other)
+      : std::enable_shared_from_this<AsyncApiResultCb>(),
+        function_(other.function_),
+        holder_(other.Holder()) {}
+  AsyncApiResultCb& operator=(AsyncApiResultCb const& other) {
+    if (this != &other) {
+      std::shared_ptr<AsyncApiResultCb const> holder = other.Holder();
+      function_ = other.function_;
+      holder_ = std::move(holder);
+    }
+    return *this;
+  }
   static std::shared_ptr<AsyncApiResultCb> GetInstance(Function function) {
     return std::make_shared<AsyncApiResultCb>(std::move(function));
   }
@@ -32,14 +46,22 @@ class AsyncApiResultCb : public std::enable_shared_from_this<AsyncApiResultCb> {
     function_(result, progress);
     if (!continuation) return;
     std::shared_ptr<AsyncApiResultCb> self = weak_from_this().lock();
-    continuation(self ? std::move(self) : std::make_shared<AsyncApiResultCb>(function_));
+    continuation(self ? std::move(self) : std::make_shared<AsyncApiResultCb>(*this));
   }
 
  private:
   template <class Callable>
   struct Held;
 
+  // The block that holds the callable that `function_` calls: this one's own (Holding), the one
+  // a copy was made from, or none.
+  std::shared_ptr<AsyncApiResultCb const> Holder() const {
+    return holdsCallable_ ? shared_from_this() : holder_;
+  }
+
   Function function_;
+  std::shared_ptr<AsyncApiResultCb const> holder_;
+  bool holdsCallable_ = false;
 };
 
 // The callable comes first among the bases, so that it is made before the function that points
@@ -54,7 +76,9 @@ struct AsyncApiResultCb::Held {
         : Box{std::move(made)},
           AsyncApiResultCb(Function(
               [held = &this->Box::callable](std::shared_ptr<MethodResult const> const& result,
-                                            Progress const& progress) { (*held)(result, progress); })) {}
+                                            Progress const& progress) { (*held)(result, progress); })) {
+      holdsCallable_ = true;
+    }
   };
 };
 
