@@ -226,6 +226,17 @@ TEST(ValueToNative, NullPartsOfAValueAreRefusedOrSkippedNeverFollowed) {
   EXPECT_FALSE(Validator::isValid(credential, Validator::LENIENT, messages));
   EXPECT_TRUE(Validator::isValid(credential, Validator::STRICT, messages))
       << "an empty unknown field is no set one";
+
+  // However many set unknown fields a peer sends, the strict check reports a bounded number.
+  auto crowded = StructValue::GetInstance("com.quarn.nexar.credential");
+  crowded->SetField("type", String("SAML_TOKEN"));
+  for (int i = 0; i < 1000; ++i) crowded->SetField("extra" + std::to_string(1000 + i), Set(String("x")));
+  Nexar::Credential many;
+  ASSERT_TRUE(ValueToNativeAdapter::Adapt(crowded, many, messages));
+  messages.clear();
+  EXPECT_FALSE(Validator::isValid(many, Validator::STRICT, messages));
+  ASSERT_EQ(messages.size(), DataDefinition::kMaxMessages);
+  EXPECT_EQ(messages.front().args().back(), "extra1000");
 }
 
 TEST(ValueToNative, ADeepOpenStructureInsideAnErrorCostsNoStack) {

@@ -3,6 +3,7 @@
 #include <opax/core/base/enum_table.h>
 #include <opax/core/base/reused_container.h>
 #include <opax/core/data/optional_value.h>
+#include <opax/core/definition/data_definition.h>
 #include <opax/core/message/message_ids.h>
 
 #include <algorithm>
@@ -75,16 +76,18 @@ boost::logic::tribool Predicate(Union const& tag, Case const& field, std::string
 
 bool CheckUnknownFields(StructValue const& unknown, char const* qualifiedName,
                         std::list<BaseMessage>& messages) {
-  bool clean = true;
+  // A peer may send as many fields as the wire allows: report no more of them than a
+  // validation reports faults.
+  std::size_t reported = 0;
   for (FieldMap::Field const& field : unknown.fields()) {
     DataValue const* value = field.value().get();
     if (value == nullptr || value->kind() != Kind::Optional) continue;
     if (!static_cast<OptionalValue const*>(value)->isSet()) continue;
     messages.push_back(
         BaseMessage::Make(MessageIds::kFieldExtra, {qualifiedName, std::string(field.name())}));
-    clean = false;
+    if (++reported == DataDefinition::kMaxMessages) break;
   }
-  return clean;
+  return reported == 0;
 }
 
 bool ValidationRun::Run(void const* object, Step step, Validator::Policy policy,

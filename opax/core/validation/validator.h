@@ -66,8 +66,8 @@ boost::logic::tribool Predicate(Union const& tag, Case const& field, std::string
 }  // namespace UnionCheck
 
 // The strict policy's first step: the set optional fields among the retained unknown ones, each
-// reported with "opax.data.compound.field.extra" (qualified class name, field name) in name order.
-// Returns true when none was found.
+// reported with "opax.data.compound.field.extra" (qualified class name, field name) in name order,
+// the first DataDefinition::kMaxMessages of them. Returns true when none was found.
 bool CheckUnknownFields(StructValue const& unknown, char const* qualifiedName,
                         std::list<BaseMessage>& messages);
 
