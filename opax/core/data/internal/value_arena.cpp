@@ -82,11 +82,11 @@ void KeepSpare(void* at, std::size_t capacity) {
       return;
     }
   }
-  // All kept: the one in the last place goes and this block takes the first. Insertion and
-  // taking both go by place, not age; with two spares of recent chunks, which goes matters little.
-  ::operator delete(spares.blocks[Spares::kCount - 1].at);
-  for (std::size_t i = Spares::kCount - 1; i > 0; --i) spares.blocks[i] = spares.blocks[i - 1];
-  spares.blocks[0] = {at, capacity};
+  // All kept: this block takes the last one's place. Both spares are of recent chunks, so which
+  // goes matters little.
+  Spares::Block& last = spares.blocks[Spares::kCount - 1];
+  ::operator delete(last.at);
+  last = {at, capacity};
 }
 
 // A spare block that fits `capacity` without keeping much more than asked for alive.
