@@ -58,9 +58,15 @@ void AddFields(Data::NativeToValueAdapter::CompoundHelper<Data::StructValue>& he
 
 void AddFields(Data::ValueToNativeAdapter::CompoundHelper<Data::StructValue>& helper,
                StructTable const& table, void* native) {
+  // As in the other direction, leaves are read at once and only fields that may hold structures
+  // wait in the queue.
   for (std::size_t i = 0; i < table.fieldCount; ++i) {
     FieldEntry const& field = table.fields[i];
-    helper.AddField(i, table.wireNames[i], At(native, field.offset), field.type.toNative);
+    if (field.type.plainLeaf) {
+      helper.ConvertField(i, table.wireNames[i], At(native, field.offset), field.type.toNative);
+    } else {
+      helper.AddField(i, table.wireNames[i], At(native, field.offset), field.type.toNative);
+    }
   }
   if (!helper.ok()) return;
   *static_cast<std::shared_ptr<Data::StructValue const>*>(At(native, table.unknownOffset)) =

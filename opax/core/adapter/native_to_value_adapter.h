@@ -67,12 +67,11 @@ class NativeToValueAdapter::CompoundHelper<StructValue> {
                  Kind kind = Kind::Structure)
       : queue_(queue) {
     std::size_t const room = fieldCount + (unknownFields ? unknownFields->fields().size() : 0);
-    if (kind == Kind::Error) {
-      value_ = ErrorValue::Make(name, room, queue.arena());
-    } else {
-      value_ = StructValue::Make(name, room, queue.arena());
-    }
-    *destination = value_;
+    // The destination owns the value; the helper fills it in place while it is being made.
+    std::shared_ptr<StructValue> made = kind == Kind::Error ? ErrorValue::Make(name, room, queue.arena())
+                                                            : StructValue::Make(name, room, queue.arena());
+    value_ = made.get();
+    *destination = std::move(made);
   }
 
   // Reserves the field's slot and queues its conversion with `adapt`.
@@ -110,7 +109,7 @@ class NativeToValueAdapter::CompoundHelper<StructValue> {
   StructValue& value() { return *value_; }
 
  private:
-  std::shared_ptr<StructValue> value_;
+  StructValue* value_;
   Queue& queue_;
 };
 
@@ -179,8 +178,9 @@ struct N2V {
       }
     }
     auto value = OptionalValue::GetInstance(queue.arena());
-    *destination = value;
-    Adapter::AdaptMethod<X>::Get(nullptr)(&*optional, value->slot(), queue, messages);
+    Adapter::Destination const slot = value->slot();
+    *destination = std::move(value);
+    Adapter::AdaptMethod<X>::Get(nullptr)(&*optional, slot, queue, messages);
   }
 
   template <class S>
@@ -204,8 +204,9 @@ struct N2V {
       return;
     }
     auto value = OptionalValue::GetInstance(queue.arena());
-    *destination = value;
-    AdaptSharedStructure<S>(&optional.get(), value->slot(), queue, messages);
+    Adapter::Destination const slot = value->slot();
+    *destination = std::move(value);
+    AdaptSharedStructure<S>(&optional.get(), slot, queue, messages);
   }
 
   template <class Container>
@@ -229,10 +230,11 @@ struct N2V {
     } else {
       auto list = internal::MakeValue<ListValue>(queue.arena(), nullptr, kElementKind);
       list->values().resize(items.size());
-      *destination = list;
+      auto* const slots = list->values().data();
+      *destination = std::move(list);
       auto const adapt = Adapter::AdaptMethod<X>::Get(nullptr);
       std::size_t i = 0;
-      for (X const& item : items) adapt(&item, &list->values()[i++], queue, messages);
+      for (X const& item : items) adapt(&item, &slots[i++], queue, messages);
     }
   }
 
@@ -242,9 +244,10 @@ struct N2V {
     auto const& entries = *static_cast<Map const*>(source);
     auto map = MapValue::GetInstance(queue.arena());
     map->fields().reserve(entries.size());
-    *destination = map;
+    FieldMap& fields = map->fields();
+    *destination = std::move(map);
     auto const adapt = Adapter::AdaptMethod<typename Map::mapped_type>::Get(nullptr);
-    for (auto const& [key, item] : entries) adapt(&item, &map->fields().slot(key), queue, messages);
+    for (auto const& [key, item] : entries) adapt(&item, &fields.slot(key), queue, messages);
   }
 
   static void AdaptDynamicStructure(NativeConstPtr const& source, Adapter::Destination const& destination,

@@ -86,21 +86,15 @@ class ValueToNativeAdapter::CompoundHelper<StructValue> {
   void AddField(std::string_view wireName, F* field) {
     AddField(wireName, field, AdaptMethod<F>::Get(nullptr));
   }
-  // The same for the declared field at `position` in declaration order: a value laid out in that
-  // order (every value made from a native object is) has it at the same place, found without a
-  // search.
+  // The same for the declared field at `position` in declaration order.
   void AddField(std::size_t position, StaticName wireName, NativePtr field, AdaptFunction adapt) {
-    if (!ok() || structure_ == nullptr) return;
-    FieldMap const& fields = structure_->fields();
-    std::shared_ptr<DataValue const> const* found = nullptr;
-    if (position < fields.size() && fields.at(position).heldName().is(wireName)) {
-      found = &fields.at(position).value();
-    } else {
-      found = fields.find(wireName.text);
-    }
-    if (found == nullptr) return;
-    ++declaredFound_;
-    if (*found) container_.push_back(*found, adapt, field);
+    if (auto const* found = FindDeclared(position, wireName)) container_.push_back(*found, adapt, field);
+  }
+  // The same for a field whose conversion never reaches a structure (a leaf, or a list, map or
+  // optional of leaves): converted here and now, from the value in place, so the field's value is
+  // neither shared again nor queued. A failure empties the container as a queued one would.
+  void ConvertField(std::size_t position, StaticName wireName, NativePtr field, AdaptFunction adapt) {
+    if (auto const* found = FindDeclared(position, wireName)) adapt(*found, field, container_, messages_);
   }
 
   // Reads every declared field of structure T that the value carries, in declaration order, and
@@ -123,6 +117,23 @@ class ValueToNativeAdapter::CompoundHelper<StructValue> {
   }
 
  private:
+  // The declared field's value (never null), or null when the value lacks it or a failure came
+  // first. A value laid out in declaration order (every value made from a native object is) has
+  // the field at `position`, found without a search.
+  std::shared_ptr<DataValue const> const* FindDeclared(std::size_t position, StaticName wireName) {
+    if (!ok() || structure_ == nullptr) return nullptr;
+    FieldMap const& fields = structure_->fields();
+    std::shared_ptr<DataValue const> const* found = nullptr;
+    if (position < fields.size() && fields.at(position).heldName().is(wireName)) {
+      found = &fields.at(position).value();
+    } else {
+      found = fields.find(wireName.text);
+    }
+    if (found == nullptr) return nullptr;
+    ++declaredFound_;
+    return *found ? found : nullptr;
+  }
+
   StructValue const* structure_ = nullptr;
   Container& container_;
   std::list<BaseMessage>& messages_;
@@ -160,28 +171,28 @@ struct V2N {
     *static_cast<E*>(destination) = EnumTraits<E>::FromText(internal::StoredOf<std::string>(*value));
   }
 
-  // The content of an optional value; a bare value is taken as a set optional holding it.
-  // Null when the optional is unset.
-  static DataValue const* OptionalContent(Adapter::Source const& value, Adapter::Source& holder) {
+  // The content of an optional value, in place: a bare value is taken as a set optional holding
+  // it. Null when the optional is unset. The caller's value keeps the content alive, so it is
+  // not shared again (each share is an atomic count up and down).
+  static Adapter::Source const* OptionalContent(Adapter::Source const& value) {
     if (value && value->kind() == Kind::Optional) {
-      holder = static_cast<OptionalValue const&>(*value).value();
-      return holder.get();
+      Adapter::Source const& inner = static_cast<OptionalValue const&>(*value).value();
+      return inner ? &inner : nullptr;
     }
-    holder = value;
-    return holder.get();
+    return value ? &value : nullptr;
   }
 
   template <class X>
   static void AdaptOptional(Adapter::Source const& value, NativePtr const& destination,
                             Adapter::Container& container, std::list<BaseMessage>& messages) {
     auto& optional = *static_cast<boost::optional<X>*>(destination);
-    Adapter::Source content;
-    if (OptionalContent(value, content) == nullptr) {
+    Adapter::Source const* content = OptionalContent(value);
+    if (content == nullptr) {
       optional = boost::none;
       return;
     }
     optional.emplace();
-    Adapter::AdaptMethod<X>::Get(nullptr)(content, &*optional, container, messages);
+    Adapter::AdaptMethod<X>::Get(nullptr)(*content, &*optional, container, messages);
   }
 
   // Looks through set optionals to a structure; reports and returns null otherwise.
@@ -194,22 +205,23 @@ struct V2N {
     using Plain = std::remove_const_t<S>;
     if (StructureOrReport(value, container, messages) == nullptr) return;
     std::shared_ptr<Plain> object = TypeInfo<Plain>::defaultInstance(value);
-    *static_cast<std::shared_ptr<S>*>(destination) = object;
-    container.push_back(value, Adapter::AdaptMethod<Plain>::Get(nullptr), object.get());
+    Plain* const filled = object.get();
+    *static_cast<std::shared_ptr<S>*>(destination) = std::move(object);
+    container.push_back(value, Adapter::AdaptMethod<Plain>::Get(nullptr), filled);
   }
 
   template <class S>
   static void AdaptOptionalStructure(Adapter::Source const& value, NativePtr const& destination,
                                      Adapter::Container& container, std::list<BaseMessage>& messages) {
     auto& optional = *static_cast<Opax::OptionalPtr<S>*>(destination);
-    Adapter::Source content;
-    if (OptionalContent(value, content) == nullptr) {
+    Adapter::Source const* content = OptionalContent(value);
+    if (content == nullptr) {
       optional.reset();
       return;
     }
     std::shared_ptr<S> pointer;
-    AdaptSharedStructure<S>(content, &pointer, container, messages);
-    optional = pointer;
+    AdaptSharedStructure<S>(*content, &pointer, container, messages);
+    optional = std::move(pointer);
   }
 
   // The list behind `value` (a set optional is looked through); reports and returns null otherwise.
