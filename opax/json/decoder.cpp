@@ -282,9 +282,7 @@ class Decoder {
     }
     top.member = nullptr;
     if (top.shape == Shape::Structure) {
-      auto const& declared = static_cast<StructDefinition const&>(*top.definition).fields();
-      auto const found = declared.find(top.key);
-      if (found != declared.end()) top.member = found->second.get();
+      top.member = static_cast<StructDefinition const&>(*top.definition).FindField(key);
     }
     return true;
   }

@@ -98,9 +98,7 @@ class Encoder {
     if (frame.definition->type() == DefinitionType::Map) {
       return static_cast<MapDefinition const&>(*frame.definition).elementType().get();
     }
-    auto const& fields = static_cast<StructDefinition const&>(*frame.definition).fields();
-    auto const found = fields.find(name);
-    return found != fields.end() ? found->second.get() : nullptr;
+    return static_cast<StructDefinition const&>(*frame.definition).FindField(name);
   }
 
   // The definition that describes the value; an unresolved reference leaves it to its looks.

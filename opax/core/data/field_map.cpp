@@ -3,6 +3,7 @@
 #include <opax/core/data/data_value.h>
 #include <opax/core/data/internal/keyed_hash.h>
 #include <opax/core/data/internal/large_block.h>
+#include <opax/core/data/internal/text_compare.h>
 #include <opax/core/data/internal/text_order.h>
 
 #include <algorithm>
@@ -27,7 +28,7 @@ std::pair<std::size_t, bool> SearchByName(std::string_view name, std::size_t cou
   std::size_t high = count;
   while (low < high) {
     std::size_t const middle = low + (high - low) / 2;
-    int const order = entryAt(middle).name().compare(name);
+    int const order = internal::CompareTexts(entryAt(middle).name(), name);
     if (order == 0) return {middle, true};
     if (order < 0) {
       low = middle + 1;

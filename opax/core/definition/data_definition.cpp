@@ -1,5 +1,7 @@
 #include <opax/core/definition/data_definition.h>
 
+#include <opax/core/data/internal/text_compare.h>
+
 #include <array>
 
 namespace Opax {
@@ -63,6 +65,27 @@ std::shared_ptr<DataDefinition const> const& PrimitiveDefinition::GetInstance(De
 DataDefinitionPtr StructDefinition::field(std::string const& name) const {
   auto found = fields_.find(name);
   return found == fields_.end() ? nullptr : found->second;
+}
+
+void StructDefinition::IndexNames() {
+  byName_.reserve(fields_.size());
+  for (auto const& [fieldName, definition] : fields_) byName_.emplace_back(fieldName, definition.get());
+}
+
+DataDefinition const* StructDefinition::FindField(std::string_view name) const {
+  std::size_t low = 0;
+  std::size_t high = byName_.size();
+  while (low < high) {
+    std::size_t const middle = low + (high - low) / 2;
+    int const order = internal::CompareTexts(byName_[middle].first, name);
+    if (order == 0) return byName_[middle].second;
+    if (order < 0) {
+      low = middle + 1;
+    } else {
+      high = middle;
+    }
+  }
+  return nullptr;
 }
 
 }  // namespace Data

@@ -139,15 +139,25 @@ class StructDefinition : public DataDefinition {
   Fields const& fields() const { return fields_; }
   ExtraFields extraFields() const { return extra_; }
   DataDefinitionPtr field(std::string const& name) const;
+  // The same without sharing it, for readers that look up every member they read (the JSON
+  // decoder): a search of a flat table of the names, null when there is no such field.
+  DataDefinition const* FindField(std::string_view name) const;
 
  protected:
   StructDefinition(DefinitionType type, std::string name, Fields fields, ExtraFields extra)
-      : DataDefinition(type), name_(std::move(name)), fields_(std::move(fields)), extra_(extra) {}
+      : DataDefinition(type), name_(std::move(name)), fields_(std::move(fields)), extra_(extra) {
+    IndexNames();
+  }
 
  private:
+  void IndexNames();
+
   std::string name_;
   Fields fields_;
   ExtraFields extra_;
+  // The fields in name order, their names viewing the keys of `fields_` (a definition is
+  // neither copied nor moved, and its fields never change).
+  std::vector<std::pair<std::string_view, DataDefinition const*>> byName_;
 };
 
 // One standard error: an error value whose name is `name`, with these fields.

@@ -1,3 +1,4 @@
+#include <opax/core/data/internal/text_compare.h>
 #include <opax/core/data/internal/text_order.h>
 
 #include <gtest/gtest.h>
@@ -83,6 +84,32 @@ TEST(SortTexts, SortsRunsAndLargeTiedGroups) {
   EXPECT_EQ(Sorted(shuffled), expected);
   EXPECT_EQ(Sorted(nearly), nearlyExpected);
   EXPECT_EQ(Sorted(runs), runsExpected);
+}
+
+TEST(CompareTexts, AgreesWithTheByteOrderOfTexts) {
+  // Lengths on both sides of the eight-byte word, shared words, bytes above 0x7F and zeros.
+  std::vector<std::string> const texts = {"",
+                                          "a",
+                                          "mac",
+                                          "mac_type",
+                                          "mac_typf",
+                                          "mac_type_",
+                                          "mac_address",
+                                          "mac_addresz",
+                                          "\xff",
+                                          "\xff"
+                                          "abcdefg",
+                                          std::string("mac\0type", 8),
+                                          std::string("\0", 1),
+                                          "z",
+                                          "start_connected",
+                                          "state"};
+  auto const sign = [](int order) { return (order > 0) - (order < 0); };
+  for (std::string const& a : texts) {
+    for (std::string const& b : texts) {
+      EXPECT_EQ(sign(CompareTexts(a, b)), sign(std::string_view(a).compare(b))) << a << " / " << b;
+    }
+  }
 }
 
 }  // namespace
