@@ -21,22 +21,10 @@ std::string_view TextOf(Name const& name) { return name.view(); }
 uint32_t HashOf(std::string_view name) { return static_cast<uint32_t>(internal::KeyedHash(name)); }
 
 // Searches `count` places in name order, `entryAt(k)` being the field at place k: the place of
-// `name`, or the place it would take, and whether it is there. Each probed name is compared once.
+// `name`, or the place it would take, and whether it is there.
 template <class EntryAt>
 std::pair<std::size_t, bool> SearchByName(std::string_view name, std::size_t count, EntryAt const& entryAt) {
-  std::size_t low = 0;
-  std::size_t high = count;
-  while (low < high) {
-    std::size_t const middle = low + (high - low) / 2;
-    int const order = internal::CompareTexts(entryAt(middle).name(), name);
-    if (order == 0) return {middle, true};
-    if (order < 0) {
-      low = middle + 1;
-    } else {
-      high = middle;
-    }
-  }
-  return {low, false};
+  return internal::SearchTexts(name, count, [&entryAt](std::size_t k) { return entryAt(k).name(); });
 }
 
 }  // namespace

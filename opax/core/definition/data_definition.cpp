@@ -73,19 +73,9 @@ void StructDefinition::IndexNames() {
 }
 
 DataDefinition const* StructDefinition::FindField(std::string_view name) const {
-  std::size_t low = 0;
-  std::size_t high = byName_.size();
-  while (low < high) {
-    std::size_t const middle = low + (high - low) / 2;
-    int const order = internal::CompareTexts(byName_[middle].first, name);
-    if (order == 0) return byName_[middle].second;
-    if (order < 0) {
-      low = middle + 1;
-    } else {
-      high = middle;
-    }
-  }
-  return nullptr;
+  auto const [place, found] =
+      internal::SearchTexts(name, byName_.size(), [this](std::size_t k) { return byName_[k].first; });
+  return found ? byName_[place].second : nullptr;
 }
 
 }  // namespace Data

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 namespace Opax {
 namespace Data {
@@ -31,6 +32,26 @@ inline int CompareTexts(std::string_view a, std::string_view b) {
     return static_cast<unsigned char>(a[0]) < static_cast<unsigned char>(b[0]) ? -1 : 1;
   }
   return a.compare(b);
+}
+
+// Searches `count` places in ascending text order, `textAt(k)` being the text at place k: the
+// place of `text`, or the place it would take, and whether it is there. Each probed text is
+// compared once.
+template <class TextAt>
+std::pair<std::size_t, bool> SearchTexts(std::string_view text, std::size_t count, TextAt const& textAt) {
+  std::size_t low = 0;
+  std::size_t high = count;
+  while (low < high) {
+    std::size_t const middle = low + (high - low) / 2;
+    int const order = CompareTexts(textAt(middle), text);
+    if (order == 0) return {middle, true};
+    if (order < 0) {
+      low = middle + 1;
+    } else {
+      high = middle;
+    }
+  }
+  return {low, false};
 }
 
 }  // namespace internal

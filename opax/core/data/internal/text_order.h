@@ -1,5 +1,7 @@
 #pragma once
 
+#include <opax/core/data/internal/text_compare.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -41,9 +43,7 @@ struct TextKey {
 
  private:
   static uint64_t BigEndian(unsigned char const* bytes) {
-    uint64_t word = 0;
-    for (int i = 0; i < 8; ++i) word = (word << 8) | bytes[i];
-    return word;
+    return FirstWord(reinterpret_cast<char const*>(bytes));
   }
 };
 
