@@ -22,7 +22,8 @@ namespace Sim {
 class State {
  public:
   explicit State(std::unique_ptr<Store> store);
-  // Runs the jobs already posted, then stops the thread.
+  // Runs the jobs already posted, then stops the thread; dropped on the state thread itself, it
+  // stops the loop after the running job instead.
   ~State();
   State(State const&) = delete;
   State& operator=(State const&) = delete;
@@ -52,6 +53,7 @@ class State {
   std::shared_ptr<boost::asio::io_context> context_ = std::make_shared<boost::asio::io_context>(1);
   boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_;
   std::thread thread_;
+  std::thread::id const threadId_;
 };
 
 }  // namespace Sim
