@@ -20,9 +20,12 @@
 
 #include <benchmark/benchmark.h>
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <list>
 #include <map>
 #include <memory>
@@ -212,6 +215,26 @@ BENCHMARK(BM_SetElements)->Apply(SetSizes);
 BENCHMARK(BM_BuildAndFreeStructure)->Apply(Sizes);
 BENCHMARK(BM_BuildAndFreeStdMap)->Apply(Sizes);
 
+// glibc's malloc moves its mmap and trim thresholds after the blocks that a program frees, so
+// without this each row would run under thresholds left by the rows before it, and at 10^6 the
+// freed heap would go back to the kernel after every iteration (each page zeroed again at its
+// next touch). Fixed once here, every row starts from the same allocator policy; a server that
+// builds large values does well to fix them too. NEXAR_DEFAULT_MALLOC=1 keeps glibc's default,
+// to compare.
+void FixAllocatorThresholds() {
+  char const* keep = std::getenv("NEXAR_DEFAULT_MALLOC");
+  if (keep != nullptr && std::string(keep) == "1") return;
+  mallopt(M_MMAP_THRESHOLD, 32 << 20);
+  mallopt(M_TRIM_THRESHOLD, 1 << 30);
+}
+
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+  FixAllocatorThresholds();
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  return 0;
+}
