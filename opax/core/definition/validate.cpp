@@ -1,10 +1,13 @@
 // Validation of a value against a definition. The walk keeps its pending work on an explicit
 // stack. Each pending value carries its place (parent plus name or list index); a compound that
 // has children records its place once as a node, so that a message can name the path to its
-// value without building path strings, or recording leaves, for values that are fine.
+// value without building path strings, or recording leaves, for values that are fine. Only
+// compounds (structures, lists, maps) wait on the stack: a leaf, an enumeration text and the
+// optionals around them are checked where they are met.
 
 #include <opax/core/base/reused_container.h>
 #include <opax/core/data/compound_value.h>
+#include <opax/core/data/internal/text_compare.h>
 #include <opax/core/data/list_value.h>
 #include <opax/core/data/optional_value.h>
 #include <opax/core/definition/data_definition.h>
@@ -30,15 +33,23 @@ struct Place {
   std::size_t index;
 };
 
-// A value waiting to be checked. Made in place on the stack (not copied in): a copy of a
-// frame that was just written field by field stalls on reading it back whole.
+// A compound waiting to be checked, its place kept as scalars. The frame on top was most often
+// pushed just now: read back member by member, each load meets the one store that wrote it (a
+// wider load over several fresh stores waits for them to drain).
 struct Frame {
-  Frame(DataDefinition const* shape, DataValue const* held, uint32_t parent, std::string_view name,
-        std::size_t index)
-      : definition(shape), value(held), place{parent, name, index} {}
+  Frame(DataDefinition const* shape, DataValue const* held, Place const& place)
+      : definition(shape),
+        value(held),
+        nameData(place.name.data()),
+        nameSize(place.name.size()),
+        index(place.index),
+        parent(place.parent) {}
   DataDefinition const* definition;
   DataValue const* value;
-  Place place;
+  char const* nameData;
+  std::size_t nameSize;
+  std::size_t index;
+  uint32_t parent;
 };
 
 // The walk's storage, kept by each thread between validations (see ReusedContainer).
@@ -71,16 +82,17 @@ class Validator {
         keepAlive_(buffers.keepAlive) {}
 
   bool Run(DataDefinition const& definition, DataValue const* value) {
-    stack_.emplace_back(&definition, value, kNoParent, std::string_view(), 0);
+    Enter(&definition, value, {kNoParent, std::string_view(), 0});
     while (!stack_.empty() && !Full()) {
-      // Taken member by member: the frame on top was most often pushed just now, and reading it
-      // back in wider loads than it was written with waits for the stores to drain.
       Frame const& top = stack_.back();
       DataDefinition const* const shape = top.definition;
       DataValue const* const held = top.value;
-      Place const place = top.place;
+      char const* const nameData = top.nameData;
+      std::size_t const nameSize = top.nameSize;
+      std::size_t const index = top.index;
+      uint32_t const parent = top.parent;
       stack_.pop_back();
-      Visit(shape, held, place);
+      VisitCompound(*shape, held, {parent, std::string_view(nameData, nameSize), index});
     }
     return messages_.size() == start_;
   }
@@ -127,48 +139,75 @@ class Validator {
            {expected, value ? KindName(value->kind()) : "nothing", Path(path)});
   }
 
-  void Visit(DataDefinition const* shape, DataValue const* value, Place const& place) {
-    DataDefinition const* definition = Resolve(shape, place);
-    if (definition == nullptr) return;
-    switch (definition->type()) {
-      case DefinitionType::Void:
-        return Expect(Kind::Void, definition, value, place);
-      case DefinitionType::Boolean:
-        return Expect(Kind::Boolean, definition, value, place);
-      case DefinitionType::Integer:
-        return Expect(Kind::Integer, definition, value, place);
-      case DefinitionType::Double:
-        return Expect(Kind::Double, definition, value, place);
-      case DefinitionType::String:
-        return Expect(Kind::String, definition, value, place);
-      case DefinitionType::Secret:
-        return Expect(Kind::Secret, definition, value, place);
-      case DefinitionType::Binary:
-        return Expect(Kind::Binary, definition, value, place);
-      case DefinitionType::DateTime:
-        return Expect(Kind::DateTime, definition, value, place);
-      case DefinitionType::IsOneOf:
-        return VisitIsOneOf(static_cast<IsOneOfDefinition const&>(*definition), value, place);
-      case DefinitionType::Optional:
-        return VisitOptional(static_cast<OptionalDefinition const&>(*definition), value, place);
-      case DefinitionType::List:
-        return VisitList(static_cast<ListDefinition const&>(*definition), value, place);
-      case DefinitionType::Map:
-        return VisitMap(static_cast<MapDefinition const&>(*definition), value, place);
-      case DefinitionType::Structure:
-      case DefinitionType::Error:
-        return VisitStructure(static_cast<StructDefinition const&>(*definition), value, place);
-      case DefinitionType::DynamicStructure:
-        return VisitDynamicStructure(*definition, value, place);
-      case DefinitionType::DynamicError:
-        return Expect(Kind::Error, definition, value, place);
-      case DefinitionType::StructRef:
-      case DefinitionType::UnionCase:
-        return;  // resolved above
+  // Checks a value at once when nothing below it needs the walk (a leaf, an enumeration text,
+  // optionals around them); queues a compound for the walk. A loop, not a call per optional.
+  void Enter(DataDefinition const* shape, DataValue const* value, Place const& place) {
+    for (;;) {
+      DataDefinition const* definition = Resolve(shape, place);
+      if (definition == nullptr) return;
+      switch (definition->type()) {
+        case DefinitionType::Void:
+          return Expect(Kind::Void, value, place);
+        case DefinitionType::Boolean:
+          return Expect(Kind::Boolean, value, place);
+        case DefinitionType::Integer:
+          return Expect(Kind::Integer, value, place);
+        case DefinitionType::Double:
+          return Expect(Kind::Double, value, place);
+        case DefinitionType::String:
+          return Expect(Kind::String, value, place);
+        case DefinitionType::Secret:
+          return Expect(Kind::Secret, value, place);
+        case DefinitionType::Binary:
+          return Expect(Kind::Binary, value, place);
+        case DefinitionType::DateTime:
+          return Expect(Kind::DateTime, value, place);
+        case DefinitionType::IsOneOf:
+          return VisitIsOneOf(static_cast<IsOneOfDefinition const&>(*definition), value, place);
+        case DefinitionType::DynamicStructure:
+          return VisitDynamicStructure(*definition, value, place);
+        case DefinitionType::DynamicError:
+          return Expect(Kind::Error, value, place);
+        case DefinitionType::Optional: {
+          if (value == nullptr || value->kind() != Kind::Optional) return Mismatch("optional", value, place);
+          auto const& optional = static_cast<OptionalValue const&>(*value);
+          if (!optional.isSet()) return;
+          shape = static_cast<OptionalDefinition const&>(*definition).elementType().get();
+          value = optional.value().get();
+          continue;
+        }
+        case DefinitionType::List:
+        case DefinitionType::Map:
+        case DefinitionType::Structure:
+        case DefinitionType::Error:
+          stack_.emplace_back(definition, value, place);
+          return;
+        case DefinitionType::StructRef:
+        case DefinitionType::UnionCase:
+          return;  // resolved above
+      }
+      return;
     }
   }
 
-  void Expect(Kind kind, DataDefinition const*, DataValue const* value, Place const& path) {
+  void VisitCompound(DataDefinition const& definition, DataValue const* value, Place const& place) {
+    switch (definition.type()) {
+      case DefinitionType::List:
+        return VisitList(static_cast<ListDefinition const&>(definition), value, place);
+      case DefinitionType::Map:
+        return VisitMap(static_cast<MapDefinition const&>(definition), value, place);
+      default:
+        return VisitStructure(static_cast<StructDefinition const&>(definition), value, place);
+    }
+  }
+
+  // Children of one compound are entered in their order; those that wait are pushed in that
+  // order too, so reverse them to take them off the stack first to last.
+  void ReversePushedSince(std::size_t first) {
+    std::reverse(stack_.begin() + static_cast<std::ptrdiff_t>(first), stack_.end());
+  }
+
+  void Expect(Kind kind, DataValue const* value, Place const& path) {
     if (value == nullptr || value->kind() != kind) Mismatch(KindName(kind), value, path);
   }
 
@@ -189,24 +228,17 @@ class Validator {
     if (!definition.Accepts(text)) Report(MessageIds::kIsOneOfValue, {std::string(text), Path(path)});
   }
 
-  void VisitOptional(OptionalDefinition const& definition, DataValue const* value, Place const& path) {
-    if (value == nullptr || value->kind() != Kind::Optional) return Mismatch("optional", value, path);
-    auto const& optional = static_cast<OptionalValue const&>(*value);
-    if (optional.isSet())
-      stack_.emplace_back(definition.elementType().get(), optional.value().get(), path.parent, path.name,
-                          path.index);
-  }
-
   void VisitList(ListDefinition const& definition, DataValue const* value, Place const& path) {
     if (value == nullptr || value->kind() != Kind::List) return Mismatch("list", value, path);
     auto const& list = static_cast<ListValue const&>(*value);
     if (list.isTyped()) return VisitTypedList(definition, list, path);
-    if (list.values().empty()) return;
+    std::vector<DataValuePtr> const& values = list.values();
+    if (values.empty()) return;
     uint32_t const self = Node(path);
-    for (std::size_t i = list.values().size(); i-- > 0;) {
-      stack_.emplace_back(definition.elementType().get(), list.values()[i].get(), self, std::string_view(),
-                          i);
-    }
+    std::size_t const firstChild = stack_.size();
+    DataDefinition const* const element = definition.elementType().get();
+    for (std::size_t i = 0; i < values.size() && !Full(); ++i) Enter(element, values[i].get(), {self, {}, i});
+    ReversePushedSince(firstChild);
   }
 
   // Typed lists hold natives, not values: check them here rather than making a value per element.
@@ -236,15 +268,18 @@ class Validator {
 
   void VisitMap(MapDefinition const& definition, DataValue const* value, Place const& path) {
     if (value == nullptr || value->kind() != Kind::Map) return Mismatch("map", value, path);
-    // Entries are visited in insertion order, as the sender wrote them: pushed last to first,
-    // which also reads the entries and their values through memory in order.
+    // Entries are visited in insertion order, as the sender wrote them, which also reads the
+    // entries and their values through memory in order.
     FieldMap const& fields = static_cast<MapValue const&>(*value).fields();
     if (fields.empty()) return;
     uint32_t const self = Node(path);
-    for (std::size_t i = fields.size(); i-- > 0;) {
+    std::size_t const firstChild = stack_.size();
+    DataDefinition const* const element = definition.elementType().get();
+    for (std::size_t i = 0; i < fields.size() && !Full(); ++i) {
       FieldMap::Field const& entry = fields.at(i);
-      stack_.emplace_back(definition.elementType().get(), entry.value().get(), self, entry.name(), 0);
+      Enter(element, entry.value().get(), {self, entry.name(), 0});
     }
+    ReversePushedSince(firstChild);
   }
 
   void CheckUnionCase(UnionCaseDefinition const& unionCase, StructValue const& structure,
@@ -275,7 +310,7 @@ class Validator {
     for (auto const& [name, fieldDefinition] : definition.fields()) {
       std::shared_ptr<DataValue const> const* field = nullptr;
       for (; next != last; ++next) {
-        int const order = next->name().compare(name);
+        int const order = internal::CompareTexts(next->name(), name);
         if (order > 0) break;
         if (order == 0) {
           field = &next->value();
@@ -296,10 +331,9 @@ class Validator {
         }
         continue;
       }
-      stack_.emplace_back(shape, field->get(), self, name, 0);
+      Enter(shape, field->get(), {self, name, 0});
     }
-    // Fields are checked in name order: reverse what was pushed.
-    std::reverse(stack_.begin() + static_cast<std::ptrdiff_t>(firstChild), stack_.end());
+    ReversePushedSince(firstChild);
     if (matched < fields.size() && definition.extraFields() == StructDefinition::ExtraFields::Forbidden) {
       for (FieldMap::Field const& field : fields) {
         if (Full()) break;
