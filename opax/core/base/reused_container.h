@@ -34,8 +34,10 @@ class ReusedContainer {
     Container container;
     bool inUse = false;
   };
+  // Initial-exec: reached at a fixed offset from the thread pointer, without a call to
+  // __tls_get_addr per conversion or validation (a few dozen bytes of the static TLS block).
   static ThreadSlot& Slot() {
-    thread_local ThreadSlot slot;
+    thread_local ThreadSlot slot [[gnu::tls_model("initial-exec")]];
     return slot;
   }
 

@@ -2,6 +2,7 @@
 
 #include <opax/core/data/data_value.h>
 
+#include <utility>
 #include <vector>
 
 namespace Opax {
@@ -11,35 +12,55 @@ namespace {
 
 using Pending = std::vector<std::shared_ptr<DataValue const>>;
 
-// Set when this thread's list is destroyed. The main thread's thread-locals go before static
-// objects do, so a value held by a static (a shared error value, say) is freed after the list
-// is gone; it is then drained through a list on the stack. Both are trivially destructible, so
-// they stay usable until the thread's storage itself goes.
-thread_local bool t_listGone = false;
-thread_local Pending* t_lateList = nullptr;
-
+// The thread-locals of this library use the initial-exec model: a load at a fixed offset from
+// the thread pointer instead of a call to __tls_get_addr on every value released. They take a
+// few dozen bytes of the static TLS block, which glibc keeps room for even when the library is
+// loaded with dlopen. They are trivially constructible and destructible, so that reaching them
+// needs no guard either (a guard of thread-local initialisation is reached through
+// __tls_get_addr again).
+//
+// The list's vector is made at the thread's first release and freed by a reaper when the thread
+// ends. The main thread's thread-locals go before static objects do, so a value held by a static
+// (a shared error value, say) is freed after the list is gone (`gone`); it is then drained
+// through a list on the stack (`lateList`).
 struct ReleaseList {
-  Pending pending;
-  bool draining = false;
-  ~ReleaseList() { t_listGone = true; }
+  Pending* pending;
+  Pending* lateList;
+  bool draining;
+  bool gone;
+};
+thread_local ReleaseList t_release [[gnu::tls_model("initial-exec")]];
+
+struct ListReaper {
+  ~ListReaper() {
+    delete std::exchange(t_release.pending, nullptr);
+    t_release.gone = true;
+  }
 };
 
-thread_local ReleaseList t_release;
+Pending& PendingOf(ReleaseList& list) {
+  if (list.pending == nullptr) {
+    thread_local ListReaper reaper;  // first release on this thread only
+    (void)reaper;
+    list.pending = new Pending;
+  }
+  return *list.pending;
+}
 
 void ReleaseLate(std::shared_ptr<DataValue const>&& child) noexcept {
-  if (t_lateList != nullptr) {
-    t_lateList->push_back(std::move(child));
+  if (t_release.lateList != nullptr) {
+    t_release.lateList->push_back(std::move(child));
     return;
   }
   Pending pending;
   pending.push_back(std::move(child));
-  t_lateList = &pending;
+  t_release.lateList = &pending;
   while (!pending.empty()) {
     std::shared_ptr<DataValue const> next = std::move(pending.back());
     pending.pop_back();
     next.reset();
   }
-  t_lateList = nullptr;
+  t_release.lateList = nullptr;
 }
 
 // Keeps the list's buffer between drains, unless one huge tree made it large.
@@ -48,18 +69,19 @@ constexpr std::size_t kRetainedCapacity = 4096;
 }  // namespace
 
 void ReleaseCompound(std::shared_ptr<DataValue const>&& child) noexcept {
-  if (t_listGone) return ReleaseLate(std::move(child));
   ReleaseList& list = t_release;
-  list.pending.push_back(std::move(child));
+  if (list.gone) return ReleaseLate(std::move(child));
+  Pending& pending = PendingOf(list);
+  pending.push_back(std::move(child));
   if (list.draining) return;
   list.draining = true;
-  while (!list.pending.empty()) {
-    std::shared_ptr<DataValue const> next = std::move(list.pending.back());
-    list.pending.pop_back();
+  while (!pending.empty()) {
+    std::shared_ptr<DataValue const> next = std::move(pending.back());
+    pending.pop_back();
     next.reset();  // may append this value's children to `pending`
   }
   list.draining = false;
-  if (list.pending.capacity() > kRetainedCapacity) list.pending.shrink_to_fit();
+  if (pending.capacity() > kRetainedCapacity) pending.shrink_to_fit();
 }
 
 }  // namespace internal

@@ -59,7 +59,8 @@ struct Spares {
   bool reaped;  // the reaper is set for this thread
   bool closed;  // the reaper ran: nothing more is kept
 };
-thread_local Spares t_spares;
+// Initial-exec, as the release list's (see release.cpp): no __tls_get_addr per chunk.
+thread_local Spares t_spares [[gnu::tls_model("initial-exec")]];
 
 struct SpareReaper {
   ~SpareReaper() {
