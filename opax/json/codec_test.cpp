@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <string>
@@ -169,6 +170,33 @@ TEST_F(Codec, UnknownMembersAndTextsTravelUnchanged) {
   EXPECT_EQ(EncodeOrFail(*loose, nullptr), text);
 }
 
+// Whatever order the text gives its members in, declared and unknown ones mixed, each is found
+// by name and the fields list in name order.
+TEST_F(Codec, MembersInAnyOrderAreFoundAndListedByName) {
+  struct Case {
+    std::string text;
+    std::size_t unknown;
+  };
+  std::vector<Case> const cases = {
+      {R"({"ratio":1.5,"state":"ON","name":"a","count":2})", 0},
+      {R"({"ratio":1.5,"x_b":1,"name":"a","x_a":2,"count":2})", 2},
+      {R"({"x_z":0,"count":2,"name":"a","backing":{"file":"f","x":0,"type":"FILE"}})", 1},
+  };
+  for (Case const& c : cases) {
+    DataValuePtr value = DecodeOrFail(c.text, device);
+    ASSERT_TRUE(value) << c.text;
+    FieldMap const& fields = static_cast<StructValue const&>(*value).fields();
+    std::vector<std::string> names;
+    for (FieldMap::Field const& field : fields) {
+      names.emplace_back(field.name());
+      EXPECT_EQ(fields.find(field.name()), &field.value()) << c.text << ": " << field.name();
+    }
+    EXPECT_TRUE(std::is_sorted(names.begin(), names.end())) << c.text;
+    EXPECT_EQ(names.size(), sample.device->fields().size() + c.unknown) << c.text;
+    EXPECT_FALSE(fields.contains("x_missing")) << c.text;
+  }
+}
+
 TEST_F(Codec, DoublesAndIntegersRoundTripExactly) {
   std::vector<double> const doubles = {0.0,
                                        -0.0,
@@ -263,10 +291,14 @@ TEST_F(Codec, BadTextGetsItsMessageAndPath) {
       {R"({"name":"a","name":"b"})", MessageIds::kJsonDuplicateMember, "(value)"},
       {R"({"name":"a","labels":{"k":"1","k":"2"}})", MessageIds::kJsonDuplicateMember, "labels"},
       {R"({"name":"a","x":1,"x":2})", MessageIds::kJsonDuplicateMember, "(value)"},
+      {R"({"name":"a","x":1,"name":"b"})", MessageIds::kJsonDuplicateMember, "(value)"},
+      {R"({"x":1,"name":"a","x":2})", MessageIds::kJsonDuplicateMember, "(value)"},
       {R"({"count":1})", MessageIds::kFieldMissing, "(value)"},
       {R"({"name":"a","children":[{"name":"b"},{}]})", MessageIds::kFieldMissing, "children[1]"},
       {R"({"name":"a","backing":{"type":"FILE"}})", MessageIds::kUnionIsNotSet, "backing"},
       {R"({"name":"a","backing":{"type":"NONE","host":"h"}})", MessageIds::kUnionIsSet, "backing"},
+      {R"({"name":"a","backing":{"host":"h","type":"NONE"}})", MessageIds::kUnionIsSet, "backing"},
+      {R"({"name":"a","backing":{"x":1,"type":"FILE"}})", MessageIds::kUnionIsNotSet, "backing"},
       {R"({"name":"a","backing":{"file":"f"}})", MessageIds::kFieldMissing, "backing"},
       {R"({"@type":"com.example.other","name":"a"})", MessageIds::kStructureName, "(value)"},
       {R"({"name":"a","failure":{"text":"x"}})", MessageIds::kJsonTypeMissing, "failure"},

@@ -44,11 +44,22 @@ struct Frame {
   uint32_t optionals = 0;                      // optional wrappers that the finished value goes into
   DataDefinition const* definition = nullptr;  // of the structure, map or list
   DataDefinition const* member = nullptr;      // of the member being read; null: by looks
+  // Structures: the member being read's place in the definition's name order (kNoField: not
+  // declared), and where this structure's table of places starts (Buffers::places). While every
+  // member read is declared, members are appended without a name compared and the table gives
+  // their name order at the end; the first undeclared one makes the map ordered (`ordered`), and
+  // the rest go in by name as into any map.
+  std::size_t place = StructDefinition::kNoField;
+  std::size_t placesAt = 0;
+  bool ordered = false;
   std::shared_ptr<DataValue> container;
   std::string key;        // objects: the member being read
   std::size_t index = 0;  // arrays: the element being read
   std::string typeName;   // loose objects: the reserved member's text
 };
+
+// A declared member not read (yet): see Frame::placesAt.
+constexpr uint32_t kNotRead = UINT32_MAX;
 
 // What the next value must become: a definition that decides its shape (null: by looks) and the
 // number of optional wrappers around it.
@@ -124,23 +135,28 @@ struct Buffers {
   std::vector<internal::ReaderLevel> levels;
   std::vector<Frame> frames;
   std::vector<std::shared_ptr<DataDefinition const>> keepAlive;
-  std::vector<std::string const*> absent;
+  // For each open structure, from its frame's placesAt: the index in its field map of the member
+  // at each place of the definition's name order, kNotRead until it is read.
+  std::vector<uint32_t> places;
+  std::vector<uint32_t> order;  // a structure's name order, as it is set
   void clear() {
     levels.clear();
     frames.clear();
     keepAlive.clear();
-    absent.clear();
+    places.clear();
+    order.clear();
   }
   // A deep text's stacks are given back rather than kept for the thread.
   void trim() {
     constexpr std::size_t kKept = 256;
-    if (frames.capacity() > kKept) Buffers().Swap(*this);
+    if (frames.capacity() > kKept || places.capacity() > 64 * kKept) Buffers().Swap(*this);
   }
   void Swap(Buffers& other) {
     levels.swap(other.levels);
     frames.swap(other.frames);
     keepAlive.swap(other.keepAlive);
-    absent.swap(other.absent);
+    places.swap(other.places);
+    order.swap(other.order);
   }
 };
 
@@ -156,7 +172,8 @@ class Decoder {
         messages_(messages),
         frames_(buffers.frames),
         keepAlive_(buffers.keepAlive),
-        absent_(buffers.absent) {}
+        places_(buffers.places),
+        order_(buffers.order) {}
 
   bool Run(DataDefinition const* root, DataValuePtr& out) {
     root_ = root;
@@ -282,7 +299,9 @@ class Decoder {
     }
     top.member = nullptr;
     if (top.shape == Shape::Structure) {
-      top.member = static_cast<StructDefinition const&>(*top.definition).FindField(key);
+      auto const& definition = static_cast<StructDefinition const&>(*top.definition);
+      top.place = definition.FieldPlace(key);
+      if (top.place != StructDefinition::kNoField) top.member = definition.fieldsByName()[top.place].second;
     }
     return true;
   }
@@ -343,6 +362,8 @@ class Decoder {
           frame.container = Data::internal::MakeValue<StructValue>(&arena_, nullptr, Name(structure.name()));
         }
         static_cast<StructValue&>(*frame.container).fields().reserve(structure.fields().size());
+        frame.placesAt = places_.size();
+        places_.resize(places_.size() + structure.fields().size(), kNotRead);
         break;
       }
       case DefinitionType::Map:
@@ -513,6 +534,11 @@ class Decoder {
     Frame& top = frames_.back();
     switch (top.shape) {
       case Shape::Structure:
+        if (!top.ordered) {
+          if (top.place != StructDefinition::kNoField) return AppendDeclared(top, std::move(value));
+          OrderByPlaces(top);
+        }
+        [[fallthrough]];
       case Shape::Map:
       case Shape::LooseObject: {
         // One lookup both finds a repeated member and makes the new one's slot.
@@ -544,6 +570,7 @@ class Decoder {
     switch (top.shape) {
       case Shape::Structure:
         if (!FinishStructure(top)) return false;
+        places_.resize(top.placesAt);
         value = std::move(top.container);
         break;
       case Shape::LooseObject:
@@ -565,37 +592,73 @@ class Decoder {
     return Deliver(Wrap(std::move(value), optionals, arena_));
   }
 
+  // A declared member, while all of them are: appended, its place noted, no name compared.
+  bool AppendDeclared(Frame& top, DataValuePtr value) {
+    FieldMap& fields = static_cast<CompoundValue&>(*top.container).fields();
+    uint32_t& read = places_[top.placesAt + top.place];
+    if (read != kNotRead) return Report(MessageIds::kJsonDuplicateMember, {top.key, Path(false)});
+    read = static_cast<uint32_t>(fields.size());
+    fields.AppendUnordered(top.key) = std::move(value);
+    return true;
+  }
+
+  // The members appended so far are all declared: the table of places gives their name order.
+  void OrderByPlaces(Frame& top) {
+    std::size_t const declared = static_cast<StructDefinition const&>(*top.definition).fieldsByName().size();
+    order_.clear();
+    for (std::size_t k = 0; k < declared; ++k) {
+      uint32_t const read = places_[top.placesAt + k];
+      if (read != kNotRead) order_.push_back(read);
+    }
+    static_cast<CompoundValue&>(*top.container).fields().SetNameOrder(order_.data());
+    top.ordered = true;
+  }
+
   // Absent optionals become unset ones, as a value made from a native structure has them; then,
   // with every member in place (a tag may come after its cases), the union rules.
   bool FinishStructure(Frame& frame) {
     auto& structure = static_cast<StructValue&>(*frame.container);
     auto const& definition = static_cast<StructDefinition const&>(*frame.definition);
-    // Both the definition and the field map list names in the same order, so one walk of the two
-    // side by side finds what is absent, with no lookup per field.
-    absent_.clear();
+    FieldMap& fields = structure.fields();
+    auto const& declared = definition.fieldsByName();
+    uint32_t* const places = places_.data() + frame.placesAt;
     bool hasUnions = false;
-    auto present = structure.fields().begin();
-    auto const end = structure.fields().end();
-    for (auto const& [name, field] : definition.fields()) {
-      DataDefinition const* shape = field.get();
+    for (std::size_t k = 0; k < declared.size(); ++k) {
+      DataDefinition const* shape = declared[k].second;
       if (shape != nullptr && shape->type() == DefinitionType::UnionCase) {
         hasUnions = true;
         shape = static_cast<UnionCaseDefinition const&>(*shape).elementType().get();
       }
-      while (present != end && present->name() < name) ++present;
-      if (present != end && present->name() == name) continue;
+      // Ordered: the map itself says what is there.
+      bool const present = frame.ordered ? fields.contains(declared[k].first) : places[k] != kNotRead;
+      if (present) continue;
       if (shape == nullptr || shape->type() != DefinitionType::Optional) {
-        return Report(MessageIds::kFieldMissing, {name, std::string(structure.name()), Path(false)});
+        return Report(MessageIds::kFieldMissing,
+                      {std::string(declared[k].first), std::string(structure.name()), Path(false)});
       }
-      absent_.push_back(&name);
+      if (frame.ordered) {
+        fields.slot(declared[k].first) = OptionalValue::Unset();
+      } else {
+        places[k] = static_cast<uint32_t>(fields.size());
+        fields.AppendUnordered(declared[k].first) = OptionalValue::Unset();
+      }
     }
-    for (std::string const* name : absent_) structure.SetField(*name, OptionalValue::Unset());
+    bool const byPlaces = !frame.ordered;
+    if (byPlaces) OrderByPlaces(frame);
     if (!hasUnions) return true;
+    // The definition's fields in name order, as the places are: every declared field is in the
+    // map by now, at the place noted (when members came by place).
+    UnionTags tags(structure);
+    std::size_t place = 0;
     for (auto const& [name, field] : definition.fields()) {
+      std::size_t const at = place++;
       if (field == nullptr || field->type() != DefinitionType::UnionCase) continue;
       auto const& unionCase = static_cast<UnionCaseDefinition const&>(*field);
+      std::shared_ptr<DataValue const> const* slot =
+          byPlaces ? &fields.at(places[at]).value() : structure.FindField(name);
       std::vector<std::string> args;
-      char const* fault = UnionCaseFault(unionCase, structure, name, structure.FindField(name), args);
+      char const* fault =
+          UnionCaseFault(unionCase, structure, name, slot, tags.TextOf(unionCase.tagField()), args);
       if (fault == nullptr) continue;
       args.push_back(Path(false));
       return Report(fault, std::move(args));
@@ -629,7 +692,8 @@ class Decoder {
   DataDefinition const* root_ = nullptr;
   std::vector<Frame>& frames_;
   std::vector<std::shared_ptr<DataDefinition const>>& keepAlive_;
-  std::vector<std::string const*>& absent_;  // FinishStructure's
+  std::vector<uint32_t>& places_;
+  std::vector<uint32_t>& order_;
   DataValuePtr result_;
 };
 

@@ -325,6 +325,11 @@ void FieldMap::AssignNames(StaticName const* names, uint32_t const* byName, std:
   }
 }
 
+void FieldMap::SetNameOrder(uint32_t const* byName) {
+  if (entries_.size() > kSmall) return BecomeLarge(byName);
+  for (std::size_t k = 0; k < entries_.size(); ++k) entries_[k].byName_ = byName[k];
+}
+
 bool FieldMap::NameOrder(StaticName const* names, std::size_t count, uint32_t* byName) {
   for (std::size_t i = 0; i < count; ++i) byName[i] = static_cast<uint32_t>(i);
   std::sort(byName, byName + count,

@@ -260,6 +260,16 @@ class FieldMap {
   // The name order of `count` distinct names, as their indices; false if two are equal.
   static bool NameOrder(StaticName const* names, std::size_t count, uint32_t* byName);
 
+  // For a reader that knows the name order of what it adds (the JSON decoder, from a structure's
+  // definition): appends a field, its name copied, at the end of insertion order without
+  // comparing names. Until SetNameOrder, only more appends or destruction may follow.
+  std::shared_ptr<DataValue const>& AppendUnordered(std::string_view name) {
+    return entries_.emplace_back(name).value_;
+  }
+  // Gives the name order of the fields appended by AppendUnordered to a map that was empty:
+  // `byName` lists the indices of all size() fields, whose names are distinct, in name order.
+  void SetNameOrder(uint32_t const* byName);
+
   // The field at `index` in insertion order.
   Field& at(std::size_t index) { return entries_[index]; }
   Field const& at(std::size_t index) const { return entries_[index]; }

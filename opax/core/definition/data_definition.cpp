@@ -72,10 +72,15 @@ void StructDefinition::IndexNames() {
   for (auto const& [fieldName, definition] : fields_) byName_.emplace_back(fieldName, definition.get());
 }
 
-DataDefinition const* StructDefinition::FindField(std::string_view name) const {
+std::size_t StructDefinition::FieldPlace(std::string_view name) const {
   auto const [place, found] =
       internal::SearchTexts(name, byName_.size(), [this](std::size_t k) { return byName_[k].first; });
-  return found ? byName_[place].second : nullptr;
+  return found ? place : kNoField;
+}
+
+DataDefinition const* StructDefinition::FindField(std::string_view name) const {
+  std::size_t const place = FieldPlace(name);
+  return place != kNoField ? byName_[place].second : nullptr;
 }
 
 }  // namespace Data

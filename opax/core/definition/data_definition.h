@@ -6,12 +6,14 @@
 #include <boost/logic/tribool.hpp>
 
 #include <algorithm>
+#include <cstdint>
 #include <functional>
 #include <list>
 #include <map>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace Opax {
@@ -142,6 +144,13 @@ class StructDefinition : public DataDefinition {
   // The same without sharing it, for readers that look up every member they read (the JSON
   // decoder): a search of a flat table of the names, null when there is no such field.
   DataDefinition const* FindField(std::string_view name) const;
+  // The fields in name order, as FindField searches them, and the place of a name in that list
+  // (kNoField when there is none): a reader that notes the place of each member it reads knows
+  // the name order of what it read without comparing names again.
+  using NamedField = std::pair<std::string_view, DataDefinition const*>;
+  static constexpr std::size_t kNoField = SIZE_MAX;
+  std::vector<NamedField> const& fieldsByName() const { return byName_; }
+  std::size_t FieldPlace(std::string_view name) const;
 
  protected:
   StructDefinition(DefinitionType type, std::string name, Fields fields, ExtraFields extra)
@@ -157,7 +166,7 @@ class StructDefinition : public DataDefinition {
   ExtraFields extra_;
   // The fields in name order, their names viewing the keys of `fields_` (a definition is
   // neither copied nor moved, and its fields never change).
-  std::vector<std::pair<std::string_view, DataDefinition const*>> byName_;
+  std::vector<NamedField> byName_;
 };
 
 // One standard error: an error value whose name is `name`, with these fields.

@@ -12,8 +12,9 @@ bool IsSet(std::shared_ptr<DataValue const> const* field) {
   return (*field)->kind() != Kind::Optional || static_cast<OptionalValue const&>(**field).isSet();
 }
 
-// The tag's text, or a null view when the tag is absent or unset.
-std::string_view TagText(StructValue const& structure, std::string const& tag) {
+}  // namespace
+
+std::string_view UnionTagText(StructValue const& structure, std::string const& tag) {
   auto const* field = structure.FindField(tag);
   if (field == nullptr || !*field) return {};
   DataValue const* value = field->get();
@@ -23,13 +24,17 @@ std::string_view TagText(StructValue const& structure, std::string const& tag) {
   return internal::StoredOf<std::string>(*value);
 }
 
-}  // namespace
-
 char const* UnionCaseFault(UnionCaseDefinition const& unionCase, StructValue const& structure,
                            std::string const& name, std::shared_ptr<DataValue const> const* field,
                            std::vector<std::string>& args) {
+  return UnionCaseFault(unionCase, structure, name, field, UnionTagText(structure, unionCase.tagField()),
+                        args);
+}
+
+char const* UnionCaseFault(UnionCaseDefinition const& unionCase, StructValue const& structure,
+                           std::string const& name, std::shared_ptr<DataValue const> const* field,
+                           std::string_view tag, std::vector<std::string>& args) {
   bool const set = IsSet(field);
-  std::string_view const tag = TagText(structure, unionCase.tagField());
   char const* fault = nullptr;
   if (tag.data() == nullptr) {
     if (!set) return nullptr;

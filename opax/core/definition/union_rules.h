@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Opax {
@@ -22,6 +23,33 @@ namespace Data {
 char const* UnionCaseFault(UnionCaseDefinition const& unionCase, StructValue const& structure,
                            std::string const& name, std::shared_ptr<DataValue const> const* field,
                            std::vector<std::string>& args);
+
+// The same with the text of the case's tag field given, as UnionTagText finds it: a reader that
+// checks several cases of one tag finds the tag once.
+char const* UnionCaseFault(UnionCaseDefinition const& unionCase, StructValue const& structure,
+                           std::string const& name, std::shared_ptr<DataValue const> const* field,
+                           std::string_view tag, std::vector<std::string>& args);
+
+// The text of the tag field `tag` of `structure`, or a null view when it is absent or unset.
+std::string_view UnionTagText(StructValue const& structure, std::string const& tag);
+
+// The tag texts of one structure, each found once for all the cases that share its tag field.
+class UnionTags {
+ public:
+  explicit UnionTags(StructValue const& structure) : structure_(structure) {}
+  std::string_view TextOf(std::string const& tagField) {
+    if (field_ == nullptr || *field_ != tagField) {
+      field_ = &tagField;
+      text_ = UnionTagText(structure_, tagField);
+    }
+    return text_;
+  }
+
+ private:
+  StructValue const& structure_;
+  std::string const* field_ = nullptr;
+  std::string_view text_;
+};
 
 }  // namespace Data
 }  // namespace Opax

@@ -282,10 +282,11 @@ class Validator {
     ReversePushedSince(firstChild);
   }
 
-  void CheckUnionCase(UnionCaseDefinition const& unionCase, StructValue const& structure,
+  void CheckUnionCase(UnionCaseDefinition const& unionCase, UnionTags& tags, StructValue const& structure,
                       std::string const& field, std::shared_ptr<DataValue const> const* value) {
     std::vector<std::string> args;
-    if (char const* fault = UnionCaseFault(unionCase, structure, field, value, args))
+    if (char const* fault =
+            UnionCaseFault(unionCase, structure, field, value, tags.TextOf(unionCase.tagField()), args))
       Report(fault, std::move(args));
   }
 
@@ -307,6 +308,7 @@ class Validator {
     auto const last = fields.end();
     std::size_t matched = 0;
     std::size_t const firstChild = stack_.size();
+    UnionTags tags(structure);
     for (auto const& [name, fieldDefinition] : definition.fields()) {
       std::shared_ptr<DataValue const> const* field = nullptr;
       for (; next != last; ++next) {
@@ -322,7 +324,7 @@ class Validator {
       DataDefinition const* shape = fieldDefinition.get();
       if (shape != nullptr && shape->type() == DefinitionType::UnionCase) {
         auto const& unionCase = static_cast<UnionCaseDefinition const&>(*shape);
-        CheckUnionCase(unionCase, structure, name, field);
+        CheckUnionCase(unionCase, tags, structure, name, field);
         shape = unionCase.elementType().get();
       }
       if (field == nullptr || !*field) {
