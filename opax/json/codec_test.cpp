@@ -197,6 +197,30 @@ TEST_F(Codec, MembersInAnyOrderAreFoundAndListedByName) {
   }
 }
 
+// Strings are scanned a word at a time: an escape, a multi-byte character or a bad byte at any
+// place of a string is still found where it is.
+TEST_F(Codec, EveryPlaceOfAStringIsRead) {
+  struct Special {
+    std::string text;
+    std::string read;  // what it reads as; empty: the text is refused
+  };
+  std::vector<Special> const specials = {
+      {"\\n", "\n"}, {"\\\"", "\""}, {"\xc3\xa9", "\xc3\xa9"}, {"\x01", ""}, {"\xff", ""}};
+  std::string const plain(20, 'a');
+  for (std::size_t at = 0; at <= plain.size(); ++at) {
+    for (Special const& special : specials) {
+      std::string const text = '"' + plain.substr(0, at) + special.text + plain.substr(at) + '"';
+      DataValuePtr value;
+      Messages messages;
+      ASSERT_EQ(Decode(text, value, messages), !special.read.empty()) << text;
+      if (special.read.empty()) continue;
+      std::string read;
+      ASSERT_TRUE(DataValue::Value(value, read, messages)) << text;
+      EXPECT_EQ(read, plain.substr(0, at) + special.read + plain.substr(at)) << text;
+    }
+  }
+}
+
 TEST_F(Codec, DoublesAndIntegersRoundTripExactly) {
   std::vector<double> const doubles = {0.0,
                                        -0.0,

@@ -2,12 +2,28 @@
 
 #include <opax/json/internal/utf8.h>
 
+#include <cstdint>
+#include <cstring>
+
 namespace Opax {
 namespace Json {
 namespace internal {
 namespace {
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+// The bytes of eight (one word, little-endian) that end a string's plain run: a quote, a
+// backslash, a control character, or a byte of a multi-byte character. Each is marked by its
+// high bit in the result. A subtraction borrows out of a byte only where that byte is marked, so
+// the lowest mark is exact; marks above it may not be.
+uint64_t SpecialBytes(uint64_t word) {
+  constexpr uint64_t kOnes = 0x0101010101010101ULL;
+  constexpr uint64_t kHigh = 0x8080808080808080ULL;
+  uint64_t const quote = word ^ (kOnes * '"');
+  uint64_t const backslash = word ^ (kOnes * '\\');
+  uint64_t const control = (word - kOnes * 0x20) & ~word;
+  return (control | ((quote - kOnes) & ~quote) | ((backslash - kOnes) & ~backslash) | word) & kHigh;
+}
 
 int HexValue(char c) {
   if (c >= '0' && c <= '9') return c - '0';
@@ -241,6 +257,16 @@ bool Reader::ReadString(std::string_view& out) {
   std::size_t const size = text_.size();
   // Most strings are plain ASCII without escapes: hand out a view of the text itself.
   std::size_t i = start;
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+  for (; i + 8 <= size; i += 8) {
+    uint64_t word;
+    std::memcpy(&word, data + i, sizeof word);
+    if (uint64_t const special = SpecialBytes(word)) {
+      i += static_cast<std::size_t>(__builtin_ctzll(special)) / 8;
+      break;
+    }
+  }
+#endif
   while (i < size) {
     auto const c = static_cast<unsigned char>(data[i]);
     if (c == '"' || c == '\\' || c < 0x20 || c >= 0x80) break;
