@@ -78,10 +78,5 @@ std::size_t StructDefinition::FieldPlace(std::string_view name) const {
   return found ? place : kNoField;
 }
 
-DataDefinition const* StructDefinition::FindField(std::string_view name) const {
-  std::size_t const place = FieldPlace(name);
-  return place != kNoField ? byName_[place].second : nullptr;
-}
-
 }  // namespace Data
 }  // namespace Opax

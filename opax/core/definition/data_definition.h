@@ -143,7 +143,10 @@ class StructDefinition : public DataDefinition {
   DataDefinitionPtr field(std::string const& name) const;
   // The same without sharing it, for readers that look up every member they read (the JSON
   // decoder): a search of a flat table of the names, null when there is no such field.
-  DataDefinition const* FindField(std::string_view name) const;
+  DataDefinition const* FindField(std::string_view name) const {
+    std::size_t const place = FieldPlace(name);
+    return place != kNoField ? byName_[place].second : nullptr;
+  }
   // The fields in name order, as FindField searches them, and the place of a name in that list
   // (kNoField when there is none): a reader that notes the place of each member it reads knows
   // the name order of what it read without comparing names again.
