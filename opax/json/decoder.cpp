@@ -646,16 +646,14 @@ class Decoder {
     bool const byPlaces = !frame.ordered;
     if (byPlaces) OrderByPlaces(frame);
     if (!hasUnions) return true;
-    // The definition's fields in name order, as the places are: every declared field is in the
-    // map by now, at the place noted (when members came by place).
+    // Every declared field is in the map by now, at the place noted (when members came by place).
     UnionTags tags(structure);
-    std::size_t place = 0;
-    for (auto const& [name, field] : definition.fields()) {
-      std::size_t const at = place++;
+    for (std::size_t k = 0; k < declared.size(); ++k) {
+      auto const [name, field] = declared[k];
       if (field == nullptr || field->type() != DefinitionType::UnionCase) continue;
       auto const& unionCase = static_cast<UnionCaseDefinition const&>(*field);
       std::shared_ptr<DataValue const> const* slot =
-          byPlaces ? &fields.at(places[at]).value() : structure.FindField(name);
+          byPlaces ? &fields.at(places[k]).value() : structure.FindField(name);
       std::vector<std::string> args;
       char const* fault =
           UnionCaseFault(unionCase, structure, name, slot, tags.TextOf(unionCase.tagField()), args);

@@ -25,26 +25,19 @@ std::string_view UnionTagText(StructValue const& structure, std::string const& t
 }
 
 char const* UnionCaseFault(UnionCaseDefinition const& unionCase, StructValue const& structure,
-                           std::string const& name, std::shared_ptr<DataValue const> const* field,
-                           std::vector<std::string>& args) {
-  return UnionCaseFault(unionCase, structure, name, field, UnionTagText(structure, unionCase.tagField()),
-                        args);
-}
-
-char const* UnionCaseFault(UnionCaseDefinition const& unionCase, StructValue const& structure,
-                           std::string const& name, std::shared_ptr<DataValue const> const* field,
+                           std::string_view name, std::shared_ptr<DataValue const> const* field,
                            std::string_view tag, std::vector<std::string>& args) {
   bool const set = IsSet(field);
   char const* fault = nullptr;
   if (tag.data() == nullptr) {
     if (!set) return nullptr;
-    args = {unionCase.tagField(), name, std::string(structure.name())};
+    args = {unionCase.tagField(), std::string(name), std::string(structure.name())};
     return MessageIds::kUnionNoTag;
   }
   boost::logic::tribool const active = unionCase.IsActiveFor(tag);
   if (active && !set) fault = MessageIds::kUnionIsNotSet;
   if (!active && set) fault = MessageIds::kUnionIsSet;
-  if (fault != nullptr) args = {name, std::string(structure.name())};
+  if (fault != nullptr) args = {std::string(name), std::string(structure.name())};
   return fault;
 }
 

@@ -12,22 +12,17 @@ namespace Opax {
 namespace Data {
 
 // The rule of one union case field, as every reader of values applies it: validation, and the
-// JSON decoder while it builds a structure. Given the structure, the field's name and its slot in
-// the structure (null when absent), returns the message id the field breaks, with the message's
-// arguments in `args`, or null when it keeps the rule:
+// JSON decoder while it builds a structure. Given the structure, the field's name, its slot in
+// the structure (null when absent) and the text of its tag (UnionTagText, or UnionTags for the
+// cases of one structure), returns the message id the field breaks, with the message's arguments
+// in `args`, or null when it keeps the rule:
 // - "opax.data.union.invalid.case.state.notag" (tag, field, structure): set while the tag is
 //   absent or unset;
 // - "opax.data.union.invalid.case.state.isnotset.short" (field, structure): active and
 //   required, but unset;
 // - "opax.data.union.invalid.case.state.isset.short" (field, structure): inactive, but set.
 char const* UnionCaseFault(UnionCaseDefinition const& unionCase, StructValue const& structure,
-                           std::string const& name, std::shared_ptr<DataValue const> const* field,
-                           std::vector<std::string>& args);
-
-// The same with the text of the case's tag field given, as UnionTagText finds it: a reader that
-// checks several cases of one tag finds the tag once.
-char const* UnionCaseFault(UnionCaseDefinition const& unionCase, StructValue const& structure,
-                           std::string const& name, std::shared_ptr<DataValue const> const* field,
+                           std::string_view name, std::shared_ptr<DataValue const> const* field,
                            std::string_view tag, std::vector<std::string>& args);
 
 // The text of the tag field `tag` of `structure`, or a null view when it is absent or unset.
